@@ -1,0 +1,29 @@
+# How every room is built: warnings, sanitizers, and one library from the sources that lie in the room's folder.
+find_package(Threads REQUIRED)
+
+add_library(ferrowick_options INTERFACE)
+target_compile_options(ferrowick_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+target_include_directories(ferrowick_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_libraries(ferrowick_options INTERFACE Threads::Threads)
+target_compile_definitions(ferrowick_options INTERFACE FERROWICK_VERSION="${PROJECT_VERSION}")
+if(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
+    # Release speed with line numbers: -O3 lets the compiler vectorise the sample loops.
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O3 -g1 -DNDEBUG")
+endif()
+if(FERROWICK_SANITIZE)
+    add_compile_options(-fsanitize=${FERROWICK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${FERROWICK_SANITIZE})
+endif()
+
+# ferrowick_room(NAME [FOLDERS sub...]): the static library ferrowick_NAME of the .cpp files in this folder and in
+# the named folders below it. A file belongs to the room that it lies in; none is listed twice.
+function(ferrowick_room name)
+    cmake_parse_arguments(ROOM "" "" "FOLDERS" ${ARGN})
+    file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+    foreach(folder IN LISTS ROOM_FOLDERS)
+        file(GLOB found CONFIGURE_DEPENDS ${folder}/*.cpp)
+        list(APPEND sources ${found})
+    endforeach()
+    add_library(ferrowick_${name} STATIC ${sources})
+    target_link_libraries(ferrowick_${name} PUBLIC ferrowick_options)
+endfunction()

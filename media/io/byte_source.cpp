@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/io/byte_source.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "media/error.h"
+#include "platform/file.h"
+
+namespace media::io {
+
+namespace {
+
+class FileSource final : public ByteSource {
+  public:
+    explicit FileSource(const std::filesystem::path& path) : file_(platform::ReadOnlyFile::open(path)) {}
+    [[nodiscard]] std::uint64_t size() const noexcept override { return file_.size(); }
+
+  protected:
+    void read(std::uint64_t offset, std::span<std::byte> out) const override {
+        if (file_.readAt(offset, out) < out.size())
+            throw Error(Error::Category::endOfData, "The file ends too early.");
+    }
+
+  private:
+    platform::ReadOnlyFile file_;
+};
+
+class MemorySource final : public ByteSource {
+  public:
+    explicit MemorySource(std::vector<std::byte> bytes) : bytes_(std::move(bytes)) {}
+    [[nodiscard]] std::uint64_t size() const noexcept override { return bytes_.size(); }
+
+  protected:
+    void read(std::uint64_t offset, std::span<std::byte> out) const override {
+        std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
+    }
+
+  private:
+    std::vector<std::byte> bytes_;
+};
+
+/// The system's refusal as the media layer's error.
+[[noreturn]] void throwIO(const std::system_error& error) {
+    throw Error(Error::Category::io, "The file can't be read: " + platform::reason(error.code()) + ".");
+}
+
+} // namespace
+
+void ByteSource::readAt(std::uint64_t offset, std::span<std::byte> out) const {
+    if (offset > size() || out.size() > size() - offset)
+        throw Error(Error::Category::endOfData, "The file ends too early.");
+    try {
+        read(offset, out);
+    } catch (const std::system_error& error) {
+        throwIO(error);
+    }
+    bytesRead_.fetch_add(out.size(), std::memory_order_relaxed);
+}
+
+std::shared_ptr<const ByteSource> openFile(const std::filesystem::path& path) {
+    try {
+        return std::make_shared<FileSource>(path);
+    } catch (const std::system_error& error) {
+        throwIO(error);
+    }
+}
+
+std::shared_ptr<const ByteSource> memorySource(std::vector<std::byte> bytes) {
+    return std::make_shared<MemorySource>(std::move(bytes));
+}
+
+} // namespace media::io

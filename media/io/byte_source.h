@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Where the bytes of a clip come from: one shared, read-only, counted source a file.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace media::io {
+
+/// Random access to the bytes of a clip, from any thread. It counts what is read, so that a test or a bench
+/// can assert that picture data never is.
+class ByteSource {
+  public:
+    virtual ~ByteSource() = default;
+    ByteSource() = default;
+    ByteSource(const ByteSource&) = delete;
+    ByteSource& operator=(const ByteSource&) = delete;
+
+    /// Size in bytes when the source was opened.
+    [[nodiscard]] virtual std::uint64_t size() const noexcept = 0;
+
+    /// Fills the whole of `out` from `offset`. Throws Error: endOfData when the source ends before, io with
+    /// the system's reason when it can't be read.
+    void readAt(std::uint64_t offset, std::span<std::byte> out) const;
+
+    /// Bytes delivered so far over all calls and threads.
+    [[nodiscard]] std::uint64_t bytesRead() const noexcept {
+        return bytesRead_.load(std::memory_order_relaxed);
+    }
+
+  protected:
+    virtual void read(std::uint64_t offset, std::span<std::byte> out) const = 0;
+
+  private:
+    mutable std::atomic<std::uint64_t> bytesRead_{0};
+};
+
+/// A file, opened read-only and close-on-exec and advised for random access. Throws Error (io) when it can't
+/// be opened or is not a regular file.
+[[nodiscard]] std::shared_ptr<const ByteSource> openFile(const std::filesystem::path& path);
+
+/// Bytes in memory, for fuzzing, for tests and for compressed movie headers.
+[[nodiscard]] std::shared_ptr<const ByteSource> memorySource(std::vector<std::byte> bytes);
+
+} // namespace media::io

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Makes a pack: the run over all clips into a working folder, the report, the zip, and the estimate of its
+// size.
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include "pack/clip_records.h"
+#include "pack/copy_writer.h"
+
+namespace Pack {
+
+/// What the maker of a pack wants to hear and says; called from the calling thread and from lanes' threads.
+struct MakeCallbacks {
+    std::function<void(const PackClip&, double fraction)> item; ///< progress of one clip, 0 to 1
+    std::function<void(const PackClip&, const Outcome&)> finished;
+    IsCancelled isCancelled;
+    std::function<void()> saving; ///< all clips are done, the archive comes next
+};
+
+/// Writes the copies of all clips, the report and the archive at `zip`. A clip that fails is reported and the
+/// pack goes on. Throws PackError or media::Error when the pack as a whole fails; whatever happens, the
+/// working folder is gone afterwards and an earlier file at `zip` is either as it was or replaced whole.
+void make(std::span<const PackClip> clips, const std::filesystem::path& zip, ScratchAudio audio,
+          const MakeCallbacks& callbacks);
+
+/// The working folder for a zip: beside it, named after it, with the first number that is free.
+[[nodiscard]] std::filesystem::path folder(const std::filesystem::path& zip);
+
+/// Makes the archive of a folder at the zip's place, replacing a file that is there. Throws media::Error.
+void zipFolder(const std::filesystem::path& folder, const std::filesystem::path& zip);
+
+/// Bytes of media that the copies of clips with these headers will hold; 0 when that is not finite.
+[[nodiscard]] std::int64_t estimatedSize(std::span<const ClipHeader> headers, ScratchAudio audio);
+
+} // namespace Pack

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "platform/file.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+[[noreturn]] void throwLast(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// Positioned read of the whole span; fewer bytes only at the end of the file.
+std::size_t readFully(int descriptor, std::uint64_t offset, std::span<std::byte> out) {
+    std::size_t done = 0;
+    while (done < out.size()) {
+        const ssize_t count =
+            ::pread(descriptor, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            throwLast("read");
+        if (count == 0)
+            break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+/// Flushes the file or folder at `path` to the disk.
+void flush(const std::filesystem::path& path) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        throwLast("open");
+    const int result = ::fsync(descriptor);
+    const int error = errno;
+    ::close(descriptor);
+    // Some file systems (network ones among them) cannot flush a folder; there is nothing more to be had from
+    // them.
+    if (result != 0 && error != EINVAL && error != ENOTSUP)
+        throw std::system_error(error, std::generic_category(), "fsync");
+}
+
+} // namespace
+
+std::string reason(const std::error_code& code) {
+    std::string text = code.message();
+    if (text.size() > 1 && text[0] >= 'A' && text[0] <= 'Z' && !(text[1] >= 'A' && text[1] <= 'Z'))
+        text[0] = static_cast<char>(text[0] - 'A' + 'a');
+    return text;
+}
+
+ReadOnlyFile ReadOnlyFile::open(const std::filesystem::path& path) {
+    // O_NONBLOCK keeps a named pipe from holding the program up; it means nothing for regular files.
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (descriptor < 0)
+        throwLast("open");
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        const int error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        ::close(descriptor);
+        throw std::system_error(error, std::generic_category(), "open");
+    }
+    (void)::posix_fadvise(descriptor, 0, 0, POSIX_FADV_RANDOM);
+    return {descriptor, static_cast<std::uint64_t>(status.st_size)};
+}
+
+ReadOnlyFile::ReadOnlyFile(ReadOnlyFile&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)), size_(other.size_) {}
+
+ReadOnlyFile::~ReadOnlyFile() {
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+}
+
+std::size_t ReadOnlyFile::readAt(std::uint64_t offset, std::span<std::byte> out) const {
+    return readFully(descriptor_, offset, out);
+}
+
+WritableFile WritableFile::create(const std::filesystem::path& path) {
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666);
+    if (descriptor < 0)
+        throwLast("create");
+    return WritableFile(descriptor);
+}
+
+WritableFile WritableFile::temporary(const std::filesystem::path& folder) {
+    int descriptor = ::open(folder.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0600);
+    if (descriptor < 0) {
+        // File systems without unnamed files get a named one, unlinked at once.
+        std::string name = (folder / ".ferrowick-XXXXXX").string();
+        descriptor = ::mkostemp(name.data(), O_CLOEXEC);
+        if (descriptor < 0)
+            throwLast("create");
+        (void)::unlink(name.c_str());
+    }
+    return WritableFile(descriptor);
+}
+
+WritableFile::WritableFile(WritableFile&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)) {}
+
+WritableFile::~WritableFile() {
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+}
+
+void WritableFile::writeAt(std::uint64_t offset, std::span<const std::byte> bytes) {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count = ::pwrite(descriptor_, bytes.data() + done, bytes.size() - done,
+                                       static_cast<off_t>(offset + done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            throwLast("write");
+        done += static_cast<std::size_t>(count);
+    }
+}
+
+std::size_t WritableFile::readAt(std::uint64_t offset, std::span<std::byte> out) const {
+    return readFully(descriptor_, offset, out);
+}
+
+void WritableFile::close() {
+    const int descriptor = std::exchange(descriptor_, -1);
+    if (descriptor >= 0 && ::close(descriptor) != 0 && errno != EINTR)
+        throwLast("close");
+}
+
+void writeTextAtomically(const std::filesystem::path& path, std::string_view text) {
+    std::filesystem::path temporary = path;
+    temporary += ".part";
+    try {
+        WritableFile file = WritableFile::create(temporary);
+        file.writeAt(0, std::as_bytes(std::span(text)));
+        file.close();
+        std::filesystem::rename(temporary, path);
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        throw;
+    }
+}
+
+void replaceDurably(const std::filesystem::path& finished, const std::filesystem::path& destination) {
+    flush(finished);
+    std::filesystem::rename(finished, destination);
+    flush(destination.parent_path().empty() ? std::filesystem::path(".") : destination.parent_path());
+}
+
+} // namespace platform

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Files as the operating system gives them: positioned reads, appended writes, atomic replacement. All
+// failures are std::system_error with the system's own code.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <system_error>
+
+namespace platform {
+
+/// The system's reason as words inside a sentence: "no space left on device".
+[[nodiscard]] std::string reason(const std::error_code& code);
+
+/// A regular file open for reading only, close-on-exec, advised for random access. Reads may run in parallel.
+class ReadOnlyFile {
+  public:
+    [[nodiscard]] static ReadOnlyFile open(const std::filesystem::path& path);
+    ~ReadOnlyFile();
+    ReadOnlyFile(ReadOnlyFile&& other) noexcept;
+    ReadOnlyFile& operator=(ReadOnlyFile&&) = delete;
+
+    [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
+    /// Bytes read: fewer than asked for only at the end of the file.
+    std::size_t readAt(std::uint64_t offset, std::span<std::byte> out) const;
+
+  private:
+    ReadOnlyFile(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}
+    int descriptor_;
+    std::uint64_t size_;
+};
+
+/// A new file, or an existing one emptied, open for writing, close-on-exec.
+class WritableFile {
+  public:
+    [[nodiscard]] static WritableFile create(const std::filesystem::path& path);
+    /// A file without a name in `folder`, gone when closed; it can be read back.
+    [[nodiscard]] static WritableFile temporary(const std::filesystem::path& folder);
+    ~WritableFile();
+    WritableFile(WritableFile&& other) noexcept;
+    WritableFile& operator=(WritableFile&&) = delete;
+
+    void writeAt(std::uint64_t offset, std::span<const std::byte> bytes);
+    /// Bytes read: fewer than asked for only at the end of the file.
+    std::size_t readAt(std::uint64_t offset, std::span<std::byte> out) const;
+    /// Closes the file; reports what the system held back until now. The destructor closes without reporting.
+    void close();
+
+  private:
+    explicit WritableFile(int descriptor) : descriptor_(descriptor) {}
+    int descriptor_;
+};
+
+/// Writes the text to a temporary file beside `path` and moves it into place.
+void writeTextAtomically(const std::filesystem::path& path, std::string_view text);
+
+/// Flushes a finished file and then its folder's entry to the disk and renames it over `destination`: the
+/// destination is either what it was or the whole new file.
+void replaceDurably(const std::filesystem::path& finished, const std::filesystem::path& destination);
+
+} // namespace platform
