@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -17,6 +18,8 @@ class Asset {
     explicit Asset(const std::filesystem::path& path);
     /// The same over any source of bytes.
     explicit Asset(std::shared_ptr<const io::ByteSource> source);
+    /// The same over a container already open on that source.
+    Asset(std::shared_ptr<const io::ByteSource> source, std::shared_ptr<const Container> container);
 
     [[nodiscard]] Time duration() const { return container_->duration(); }
     /// The tracks of one kind, in file order; the references live as long as the asset.

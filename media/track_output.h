@@ -44,6 +44,7 @@ class TrackOutput {
     };
 
   private:
+    std::shared_ptr<const Container> container_; // the track lives in it
     std::unique_ptr<Source> source_;
 };
 

@@ -7,6 +7,9 @@
 
 namespace Pack {
 
+/// Opens a clip; whatever goes wrong is PackError::cantOpen.
+[[nodiscard]] media::Asset openClip(const std::filesystem::path& source);
+
 /// Probes one clip. Throws PackError::cantOpen when it can't be opened, media::Error otherwise.
 [[nodiscard]] ClipHeader header(const std::filesystem::path& source);
 /// The same for an asset already open; `source` is asked for the file's date.

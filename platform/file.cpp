@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
@@ -133,6 +134,17 @@ void WritableFile::close() {
     const int descriptor = std::exchange(descriptor_, -1);
     if (descriptor >= 0 && ::close(descriptor) != 0 && errno != EINTR)
         throwLast("close");
+}
+
+std::optional<std::chrono::system_clock::time_point> creationDate(const std::filesystem::path& path) {
+    struct statx status {};
+    if (::statx(AT_FDCWD, path.c_str(), 0, STATX_BTIME | STATX_MTIME, &status) != 0)
+        return std::nullopt;
+    const auto date = [](const struct statx_timestamp& stamp) {
+        return std::chrono::system_clock::time_point(std::chrono::seconds(stamp.tv_sec));
+    };
+    const auto modified = date(status.stx_mtime);
+    return (status.stx_mask & STATX_BTIME) != 0 ? std::min(modified, date(status.stx_btime)) : modified;
 }
 
 void writeTextAtomically(const std::filesystem::path& path, std::string_view text) {

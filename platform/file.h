@@ -3,9 +3,11 @@
 // failures are std::system_error with the system's own code.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <system_error>
@@ -53,6 +55,11 @@ class WritableFile {
     explicit WritableFile(int descriptor) : descriptor_(descriptor) {}
     int descriptor_;
 };
+
+/// When the file came to be: the older of its birth and its last modification, for a copied card keeps only
+/// the latter. Empty when the file system can't tell.
+[[nodiscard]] std::optional<std::chrono::system_clock::time_point>
+creationDate(const std::filesystem::path& path);
 
 /// Writes the text to a temporary file beside `path` and moves it into place.
 void writeTextAtomically(const std::filesystem::path& path, std::string_view text);

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The track output of sound: edits applied, gaps filled with silence, decoded or passed through.
+#pragma once
+
+#include "media/track_output.h"
+
+namespace media {
+
+/// `track` must outlive the output; see TrackOutput for what comes out.
+[[nodiscard]] std::unique_ptr<TrackOutput::Source>
+makeSoundOutput(const Track& track, std::unique_ptr<TrackReader> reader, std::optional<int> decodeBits);
+
+} // namespace media

@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "pack/copy_writer.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "media/asset_writer.h"
+#include "media/track_output.h"
+#include "pack/header_probe.h"
+#include "pack/level_analysis.h"
+#include "pack/timecode_track.h"
+#include "platform/text.h"
+#include "platform/thread_name.h"
+
+namespace Pack {
+
+namespace {
+
+/// One track being copied.
+struct Lane {
+    media::TrackOutput output;
+    media::WriterInput& input;
+    std::optional<int> bits; ///< width of the decoded samples; none for timecode and sound passed through
+    bool isTimecode = false;
+};
+
+/// What the lanes of one copy share.
+struct State {
+    std::mutex lock; // guards all that follows but `stopped`
+    std::map<std::size_t, double> peaks;
+    std::optional<Timecode> timecode;
+    std::exception_ptr readError;        ///< the first lane's that could not read
+    std::atomic<bool> readFailed{false}; ///< makes the other lanes stop
+};
+
+/// The smallest integer width that holds the source's depth, for decoding, and the depth that the encoder is
+/// told.
+struct Depths {
+    int decode;
+    int encoder;
+};
+Depths depthsOf(const media::AudioStreamDescription& format) {
+    const std::uint32_t source = format.isLinearPCM() ? format.bitsPerChannel : 24;
+    if (source <= 16)
+        return {16, 16};
+    if (source <= 20)
+        return {24, 20};
+    if (source <= 24)
+        return {24, 24};
+    return {32, 32};
+}
+
+/// CoreAudio channel layout tags: mono, stereo, else discrete channels in order.
+std::uint32_t channelLayoutTag(std::uint32_t channels) {
+    if (channels == 1)
+        return 0x640001;
+    if (channels == 2)
+        return 0x650002;
+    return 0x930000 | channels;
+}
+
+/// The text of the first item whose identifier ends with the key.
+std::string value(const media::Asset& asset, std::string_view key) {
+    for (const media::MetadataItem& item : asset.metadata())
+        if (item.identifier.ends_with(key))
+            return item.stringValue.value_or(std::string());
+    return {};
+}
+
+std::string cameraOf(const media::Asset& asset) {
+    const std::string supplier = value(asset, "applicationsuppliername");
+    const std::string application = value(asset, "applicationname");
+    return supplier.empty() || application.empty() ? supplier + application : supplier + " " + application;
+}
+
+class Copy {
+  public:
+    Copy(const media::Asset& asset, const std::filesystem::path& to, const CopyProgress& progress,
+         const IsCancelled& isCancelled)
+        : asset_(asset), writer_(to), progress_(progress), isCancelled_(isCancelled),
+          seconds_(asset.duration().seconds() > 0.001 ? asset.duration().seconds() : 0.001) {}
+
+    void setMetadata(const std::string& source, const std::string& camera, const std::string& umid) {
+        std::vector<media::MetadataItem> items;
+        const auto add = [&](std::string_view key, const std::string& text) {
+            if (!text.empty())
+                items.push_back({std::string(metadataKeyPrefix).append(key), text});
+        };
+        add("source", source);
+        add("camera", camera);
+        add("umid", umid);
+        writer_.setMetadata(std::move(items));
+    }
+
+    void addTimecode(const media::Track& track) {
+        timecodeFormat_ = &track.formatDescriptions.front();
+        lanes_.push_back(
+            {media::TrackOutput(asset_, track), writer_.addTimecodeInput(track), std::nullopt, true});
+    }
+
+    /// A track whose format nobody described gets no lane.
+    void addSound(const media::Track& track, ScratchAudio mode) {
+        if (track.formatDescriptions.empty() || !track.formatDescriptions.front().audio)
+            return;
+        const media::AudioStreamDescription& format = *track.formatDescriptions.front().audio;
+        if (format.isFloat()) {
+            lanes_.push_back({media::TrackOutput(asset_, track), writer_.addPassThroughInput(format),
+                              std::nullopt, false});
+            return;
+        }
+        const Depths depths = depthsOf(format);
+        media::TrackOutput output(asset_, track, depths.decode);
+        media::audio::EncoderSettings settings;
+        settings.sampleRate = output.sampleRate();
+        settings.channels = output.channels();
+        settings.inputBits = depths.decode;
+        settings.channelLayoutTag = channelLayoutTag(settings.channels);
+        if (mode == ScratchAudio::compressed) {
+            settings.formatID = media::audioFormat::aac;
+            settings.bitRatePerChannel = compressedBitRate;
+            settings.bitDepthHint = depths.encoder;
+        } else {
+            settings.formatID = media::audioFormat::appleLossless;
+            settings.bitDepthHint = depths.encoder;
+        }
+        media::WriterInput& input = writer_.addAudioInput(settings);
+        lanes_.push_back({std::move(output), input, depths.decode, false});
+    }
+
+    /// Copies all lanes side by side and completes the file. Throws what went wrong.
+    void run() {
+        writer_.start();
+        {
+            std::vector<std::jthread> threads;
+            threads.reserve(lanes_.size());
+            for (std::size_t index = 0; index < lanes_.size(); ++index)
+                threads.emplace_back([this, index] { pump(index); });
+        }
+        if (isCancelled_()) {
+            writer_.cancel();
+            throw PackError::cancelled();
+        }
+        if (state_.readError) {
+            writer_.cancel();
+            std::rethrow_exception(state_.readError);
+        }
+        writer_.endSession(asset_.duration());
+        writer_.finish();
+        if (!state_.timecode)
+            throw PackError::noTimecode();
+    }
+
+    [[nodiscard]] const Timecode& timecode() const { return *state_.timecode; }
+
+    /// The numbers, from 1, of the sound lanes with sound on them.
+    [[nodiscard]] std::vector<std::int64_t> audible() const {
+        std::vector<std::int64_t> numbers;
+        for (const auto& [lane, peak] : state_.peaks)
+            if (peak > audiblePeak)
+                numbers.push_back(static_cast<std::int64_t>(lane)); // lane 0 is the timecode's
+        return numbers;
+    }
+
+  private:
+    void pump(std::size_t index) {
+        platform::nameThread("Ferrowick.lane" + std::to_string(index));
+        Lane& lane = lanes_[index];
+        double peak = 0;
+        bool refused = false;
+        try {
+            refused = !copySamples(lane, index, peak);
+        } catch (...) {
+            const std::lock_guard guard(state_.lock);
+            if (!state_.readError)
+                state_.readError = std::current_exception();
+            state_.readFailed = true;
+        }
+        lane.input.markAsFinished();
+        if (!lane.isTimecode && !refused) {
+            const std::lock_guard guard(state_.lock);
+            state_.peaks[index] = peak;
+        }
+    }
+
+    /// False when the writer refused samples.
+    bool copySamples(Lane& lane, std::size_t index, double& peak) {
+        constexpr std::size_t firstSoundLane = 1;
+        media::SampleBuffer buffer;
+        while (!isCancelled_() && !state_.readFailed && lane.output.copyNextSampleBuffer(buffer)) {
+            if (lane.isTimecode)
+                storeTimecode(buffer);
+            else if (lane.bits)
+                peak = std::max(peak, Pack::peak(buffer.data, *lane.bits));
+            if (index == firstSoundLane)
+                progress_(std::clamp(buffer.presentationTime.seconds() / seconds_, 0.0, 1.0));
+            if (!lane.input.append(buffer))
+                return false;
+        }
+        return true;
+    }
+
+    void storeTimecode(const media::SampleBuffer& sample) {
+        if (sample.sampleCount < 1)
+            return;
+        const auto decoded = Pack::timecode(sample, *timecodeFormat_);
+        const std::lock_guard guard(state_.lock);
+        if (!state_.timecode)
+            state_.timecode = decoded;
+    }
+
+    const media::Asset& asset_;
+    media::AssetWriter writer_;
+    const CopyProgress& progress_;
+    const IsCancelled& isCancelled_;
+    double seconds_;
+    const media::FormatDescription* timecodeFormat_ = nullptr;
+    std::vector<Lane> lanes_;
+    State state_;
+};
+
+/// Opens the finished copy and compares its length with the clip's.
+void checkLength(double clipSeconds, const std::filesystem::path& copy) {
+    constexpr double tolerance = 0.0005; // seconds
+    const double copySeconds = media::Asset(copy).duration().seconds();
+    if (std::abs(copySeconds - clipSeconds) > tolerance)
+        throw PackError::lengthChanged(clipSeconds, copySeconds);
+}
+
+std::vector<std::string> notesOf(const PackResult& result, ScratchAudio mode) {
+    if (mode == ScratchAudio::none)
+        return {"timecode only"};
+    if (result.audioTracks == 0)
+        return {"no scratch audio: sync by timecode only"};
+    if (result.audible.empty())
+        return {"scratch audio is silent: sync by timecode only"};
+    return {};
+}
+
+} // namespace
+
+PackResult write(const media::Asset& asset, const PackClip& clip, const std::filesystem::path& to,
+                 ScratchAudio audio, const CopyProgress& progress, const IsCancelled& isCancelled) {
+    const auto timecodeTracks = asset.tracks(media::MediaType::timecode);
+    if (timecodeTracks.empty() || timecodeTracks.front().get().formatDescriptions.empty())
+        throw PackError::noTimecode();
+    std::vector<std::reference_wrapper<const media::Track>> audioTracks;
+    if (audio != ScratchAudio::none)
+        audioTracks = asset.tracks(media::MediaType::audio);
+    const auto videoTracks = asset.tracks(media::MediaType::video);
+
+    std::error_code ignored;
+    std::filesystem::remove(to, ignored);
+
+    PackResult result;
+    result.duration = asset.duration().seconds();
+    result.audioTracks = static_cast<std::int64_t>(audioTracks.size());
+    result.camera = cameraOf(asset);
+    result.umid = value(asset, "package.material.packageid");
+
+    {
+        Copy copy(asset, to, progress, isCancelled);
+        copy.setMetadata(platform::validUTF8(clip.source.filename().string()), result.camera, result.umid);
+        copy.addTimecode(timecodeTracks.front());
+        for (const media::Track& track : audioTracks)
+            copy.addSound(track, audio);
+        copy.run();
+        result.timecode = copy.timecode();
+        result.audible = copy.audible();
+    }
+    checkLength(result.duration, to);
+
+    const double frameRate =
+        videoTracks.empty() ? 0 : static_cast<float>(videoTracks.front().get().nominalFrameRate);
+    result.fps = frameRate > 0 ? frameRate : static_cast<double>(result.timecode.base);
+    const auto frames = frameCount(result.fps, result.duration);
+    if (!frames)
+        throw PackError::failed("Couldn't read the clip.");
+    result.frames = *frames;
+    const auto size = std::filesystem::file_size(to, ignored);
+    result.packSize = ignored ? 0 : static_cast<std::int64_t>(size);
+    result.notes = notesOf(result, audio);
+    return result;
+}
+
+PackResult write(const PackClip& clip, const std::filesystem::path& to, ScratchAudio audio,
+                 const CopyProgress& progress, const IsCancelled& isCancelled) {
+    return write(openClip(clip.source), clip, to, audio, progress, isCancelled);
+}
+
+} // namespace Pack

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Bytes that may or may not be text: file names are bytes, what people are shown is UTF-8.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+/// The text with every byte that is not part of valid UTF-8 replaced by U+FFFD; valid text comes back
+/// unchanged.
+[[nodiscard]] std::string validUTF8(std::string_view bytes);
+
+} // namespace platform
