@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "tests/support/probe.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+
+#include "tests/support/command.h"
+
+namespace test {
+namespace {
+
+/// Takes the quotes off one of ffprobe's flat values.
+std::string unquoted(std::string_view value) {
+    if (value.size() < 2 || value.front() != '"') {
+        return std::string(value);
+    }
+    std::string text;
+    for (std::size_t i = 1; i + 1 < value.size(); ++i) {
+        if (value[i] == '\\') {
+            ++i;
+        }
+        text += value[i];
+    }
+    return text;
+}
+
+} // namespace
+
+Probe::Probe(const std::filesystem::path& path) {
+    std::istringstream lines(runChecked(
+        {"ffprobe", "-v", "error", "-show_format", "-show_streams", "-of", "flat", path.string()}));
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t equals = line.find('=');
+        if (equals != std::string::npos) {
+            fields_[line.substr(0, equals)] = unquoted(std::string_view(line).substr(equals + 1));
+        }
+    }
+}
+
+std::string Probe::field(const std::string& name) const {
+    const auto found = fields_.find(name);
+    return found == fields_.end() ? std::string() : found->second;
+}
+
+std::string Probe::stream(std::size_t index, const std::string& name) const {
+    return field("streams.stream." + std::to_string(index) + "." + name);
+}
+
+std::vector<std::size_t> Probe::streams(std::string_view type) const {
+    std::vector<std::size_t> found;
+    for (std::size_t i = 0; !stream(i, "index").empty(); ++i) {
+        if (stream(i, "codec_type") == type) {
+            found.push_back(i);
+        }
+    }
+    return found;
+}
+
+std::string Probe::timecode() const {
+    for (const std::size_t index : streams("data")) {
+        if (const std::string text = stream(index, "tags.timecode"); !text.empty()) {
+            return text;
+        }
+    }
+    return {};
+}
+
+double Probe::duration() const {
+    return std::stod(field("format.duration"));
+}
+
+std::string mediainfo(const std::filesystem::path& path, std::string_view kind, std::string_view field) {
+    std::string text = runChecked(
+        {"mediainfo", "--Inform=" + std::string(kind) + ";%" + std::string(field) + "%", path.string()});
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::vector<std::byte> decodeTrack(const std::filesystem::path& path, std::size_t track,
+                                   const std::string& format) {
+    const Probe probe(path);
+    const std::vector<std::size_t> sound = probe.streams("audio");
+    if (track >= sound.size()) {
+        throw std::runtime_error("no such sound track in " + path.string());
+    }
+    const std::string map = "0:a:" + std::to_string(track);
+    const std::string raw = runChecked({"ffmpeg", "-nostdin", "-v", "error", "-i", path.string(), "-map", map,
+                                        "-c:a", "pcm_" + format, "-f", format, "-"});
+    const std::size_t sampleBytes = std::stoul(format.substr(1)) / 8;
+    const double start = std::stod(probe.stream(sound[track], "start_time"));
+    const double frames = std::max(0.0, start * std::stod(probe.stream(sound[track], "sample_rate")));
+    const std::size_t padding = static_cast<std::size_t>(std::llround(frames)) * sampleBytes *
+                                std::stoul(probe.stream(sound[track], "channels"));
+    std::vector<std::byte> pcm(padding + raw.size());
+    std::memcpy(pcm.data() + padding, raw.data(), raw.size());
+    return pcm;
+}
+
+std::vector<float> decodeChannel(const std::filesystem::path& path, std::size_t track) {
+    const Probe probe(path);
+    const std::size_t channels = std::stoul(probe.stream(probe.streams("audio").at(track), "channels"));
+    const std::vector<std::byte> pcm = decodeTrack(path, track, "f32le");
+    std::vector<float> samples(pcm.size() / (4 * channels));
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        std::memcpy(&samples[i], pcm.data() + i * 4 * channels, 4);
+    }
+    return samples;
+}
+
+std::ptrdiff_t lag(std::span<const float> a, std::span<const float> b, std::ptrdiff_t reach) {
+    // A window of a is slid over b; it lies far enough from a's ends that every lag in reach meets samples.
+    const auto size = static_cast<std::ptrdiff_t>(std::min(a.size(), b.size()));
+    const std::ptrdiff_t length = std::min<std::ptrdiff_t>(16'384, size - 2 * reach);
+    if (length < 64) {
+        throw std::runtime_error("too little sound to compare");
+    }
+    const std::ptrdiff_t start = (size - length) / 2;
+    double best = -std::numeric_limits<double>::infinity();
+    std::ptrdiff_t found = 0;
+    for (std::ptrdiff_t shift = -reach; shift <= reach; ++shift) {
+        double sum = 0;
+        for (std::ptrdiff_t i = start; i < start + length; ++i) {
+            sum += static_cast<double>(a[static_cast<std::size_t>(i)]) *
+                   static_cast<double>(b[static_cast<std::size_t>(i + shift)]);
+        }
+        if (sum > best) {
+            best = sum;
+            found = shift;
+        }
+    }
+    return found;
+}
+
+} // namespace test
