@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Edits on the way out: what a track output delivers at which time, over a container made of plain values.
+#include <algorithm>
+#include <numeric>
+
+#include <gtest/gtest.h>
+
+#include "media/track_output.h"
+
+namespace {
+
+using media::Edit;
+using media::emptyEdit;
+using media::StoredSamples;
+using media::Time;
+using media::Track;
+
+/// A container of one track whose samples are handed out in runs of the given lengths.
+class FakeContainer final : public media::Container {
+  public:
+    FakeContainer(Track track, std::vector<StoredSamples> runs)
+        : tracks_{std::move(track)}, runs_(std::move(runs)) {}
+
+    [[nodiscard]] Time duration() const override { return {}; }
+    [[nodiscard]] const std::vector<Track>& tracks() const override { return tracks_; }
+    [[nodiscard]] const std::vector<media::MetadataItem>& metadata() const override { return metadata_; }
+    [[nodiscard]] std::optional<Date> creationDate() const override { return std::nullopt; }
+    [[nodiscard]] std::unique_ptr<media::TrackReader> reader(std::size_t) const override {
+        return std::make_unique<Reader>(*this);
+    }
+
+  private:
+    class Reader final : public media::TrackReader {
+      public:
+        explicit Reader(const FakeContainer& container) : container_(container) {}
+        bool next(StoredSamples& samples) override {
+            if (next_ == container_.runs_.size())
+                return false;
+            samples = container_.runs_[next_++];
+            return true;
+        }
+        void seek(std::int64_t mediaTime) override {
+            const auto after =
+                std::find_if(container_.runs_.begin(), container_.runs_.end(),
+                             [&](const StoredSamples& run) { return run.mediaTime > mediaTime; });
+            next_ =
+                static_cast<std::size_t>(std::max<std::ptrdiff_t>(0, after - container_.runs_.begin() - 1));
+        }
+
+      private:
+        const FakeContainer& container_;
+        std::size_t next_ = 0;
+    };
+
+    std::vector<Track> tracks_;
+    std::vector<StoredSamples> runs_;
+    std::vector<media::MetadataItem> metadata_;
+};
+
+constexpr std::int64_t rate = 1000;
+
+media::FormatDescription monoPCM16() {
+    media::FormatDescription format;
+    format.mediaType = media::MediaType::audio;
+    format.mediaSubType = media::fourCC("sowt");
+    format.audio = {static_cast<double>(rate),
+                    media::audioFormat::linearPCM,
+                    media::pcmFlag::signedInteger | media::pcmFlag::packed,
+                    1,
+                    16,
+                    2};
+    return format;
+}
+
+/// Frames first, first + 1, … as 16-bit samples whose value is the frame's number + 1, so that silence stands
+/// out.
+StoredSamples ramp(std::int64_t first, std::int64_t count) {
+    StoredSamples run;
+    run.mediaTime = run.firstFrame = first;
+    run.frameCount = count;
+    for (std::int64_t frame = first; frame < first + count; ++frame) {
+        run.data.push_back(static_cast<std::byte>((frame + 1) & 0xFF));
+        run.data.push_back(static_cast<std::byte>((frame + 1) >> 8));
+    }
+    return run;
+}
+
+/// Everything that the output of a mono 16-bit track delivers, as numbers; checks that the times run on.
+std::vector<int> soundOf(std::vector<Edit> edits, std::optional<int> decodeBits = 16) {
+    Track track;
+    track.mediaType = media::MediaType::audio;
+    track.timescale = rate;
+    track.formatDescriptions = {monoPCM16()};
+    track.edits = std::move(edits);
+    // Frames 0 to 39 and 60 to 99 in runs of 20: 40 to 59 are missing from the file.
+    const media::Asset asset(media::io::memorySource({}),
+                             std::make_shared<FakeContainer>(
+                                 track, std::vector{ramp(0, 20), ramp(20, 20), ramp(60, 20), ramp(80, 20)}));
+    media::TrackOutput output(asset, asset.tracks(media::MediaType::audio).front(), decodeBits);
+    std::vector<int> values;
+    media::SampleBuffer buffer;
+    while (output.copyNextSampleBuffer(buffer)) {
+        EXPECT_EQ(buffer.presentationTime, (Time{static_cast<std::int64_t>(values.size()), rate}));
+        EXPECT_EQ(buffer.data.size(), static_cast<std::size_t>(buffer.sampleCount) * 2);
+        for (std::size_t i = 0; i + 1 < buffer.data.size(); i += 2)
+            values.push_back(std::to_integer<int>(buffer.data[i]) | std::to_integer<int>(buffer.data[i + 1])
+                                                                        << 8);
+    }
+    return values;
+}
+
+/// The numbers from `first` to `last`, as the ramp holds them.
+std::vector<int> numbers(int first, int last) {
+    std::vector<int> values(static_cast<std::size_t>(last - first + 1));
+    std::iota(values.begin(), values.end(), first);
+    return values;
+}
+
+std::vector<int> joined(std::initializer_list<std::vector<int>> parts) {
+    std::vector<int> all;
+    for (const auto& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+std::vector<int> silence(std::size_t count) {
+    return std::vector<int>(count, 0);
+}
+
+TEST(SoundOutput, PutsEditsOnTheClipsTimeline) {
+    const auto ticks = [](std::int64_t value) { return Time{value, rate}; };
+    struct Case {
+        const char* name;
+        std::vector<Edit> edits;
+        std::vector<int> expected;
+    };
+    const std::vector<Case> cases{
+        {"plain", {{ticks(0), ticks(40), 0}}, numbers(1, 40)},
+        {"no edits", {}, {}},
+        {"priming is left out", {{ticks(0), ticks(30), 7}}, numbers(8, 37)},
+        {"a late start is silence",
+         {{ticks(0), ticks(5), emptyEdit}, {ticks(5), ticks(10), 0}},
+         joined({silence(5), numbers(1, 10)})},
+        {"edits out of the media's order",
+         {{ticks(0), ticks(5), 80}, {ticks(5), ticks(3), emptyEdit}, {ticks(8), ticks(4), 10}},
+         joined({numbers(81, 85), silence(3), numbers(11, 14)})},
+        {"frames missing from the file are silence",
+         {{ticks(0), ticks(100), 0}},
+         joined({numbers(1, 40), silence(20), numbers(61, 100)})},
+        {"an edit longer than the media ends in silence",
+         {{ticks(0), ticks(15), 90}},
+         joined({numbers(91, 100), silence(5)})},
+        {"edits between frames are rounded, none drifts",
+         {{{0, 3}, {1, 300}, 0}, {{1, 300}, {1, 300}, 20}, {{2, 300}, {1, 300}, 30}},
+         joined({numbers(1, 3), numbers(21, 24), numbers(31, 33)})},
+    };
+    for (const Case& test : cases) {
+        EXPECT_EQ(soundOf(test.edits), test.expected) << test.name;
+        EXPECT_EQ(soundOf(test.edits, std::nullopt), test.expected) << test.name << ", passed through";
+    }
+}
+
+TEST(SoundOutput, RefusesWhatItCannotDecode) {
+    Track track;
+    track.mediaType = media::MediaType::audio;
+    track.formatDescriptions = {monoPCM16()};
+    track.formatDescriptions.front().unreadable = "The clip is encrypted.";
+    const media::Asset asset(media::io::memorySource({}),
+                             std::make_shared<FakeContainer>(track, std::vector<StoredSamples>{}));
+    EXPECT_THROW(media::TrackOutput(asset, asset.tracks(media::MediaType::audio).front(), 16), media::Error);
+}
+
+TEST(TimecodeOutput, KeepsSamplesAndTellsWhatTheEditCutsOff) {
+    Track track;
+    track.mediaType = media::MediaType::timecode;
+    track.timescale = 60000;
+    media::FormatDescription format;
+    format.mediaType = media::MediaType::timecode;
+    format.mediaSubType = media::fourCC("tmcd");
+    // 59.94 frames a second counted in 30: two frames share a number.
+    format.timecode = media::TimecodeDescription{30, 1, 60000, 1001};
+    track.formatDescriptions = {format};
+    StoredSamples run;
+    run.data = {std::byte{0}, std::byte{0}, std::byte{0}, std::byte{9},
+                std::byte{0}, std::byte{0}, std::byte{1}, std::byte{0}};
+    run.samples = {{4, 60060}, {4, 60060}};
+    struct Case {
+        std::int64_t mediaTime;
+        std::int64_t framesTrimmed;
+    };
+    for (const Case& test : {Case{0, 0}, Case{1001, 0}, Case{2002, 1}, Case{20020, 10}}) {
+        track.edits = {{{0, 60000}, {60060, 60000}, test.mediaTime}};
+        const media::Asset asset(media::io::memorySource({}),
+                                 std::make_shared<FakeContainer>(track, std::vector{run}));
+        media::TrackOutput output(asset, asset.tracks(media::MediaType::timecode).front());
+        media::SampleBuffer sample;
+        ASSERT_TRUE(output.copyNextSampleBuffer(sample));
+        EXPECT_EQ(sample.data, (std::vector<std::byte>(run.data.begin(), run.data.begin() + 4)));
+        EXPECT_EQ(sample.presentationTime, (Time{0, 60000}));
+        EXPECT_EQ(sample.duration, 60060);
+        EXPECT_EQ(sample.framesTrimmed, test.framesTrimmed) << test.mediaTime;
+        ASSERT_TRUE(output.copyNextSampleBuffer(sample));
+        EXPECT_EQ(sample.presentationTime, (Time{60060, 60000}));
+        EXPECT_EQ(sample.framesTrimmed, 0);
+        EXPECT_FALSE(output.copyNextSampleBuffer(sample));
+    }
+}
+
+} // namespace
