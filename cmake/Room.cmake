@@ -3,6 +3,9 @@ find_package(Threads REQUIRED)
 
 add_library(ferrowick_options INTERFACE)
 target_compile_options(ferrowick_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(FERROWICK_WERROR)
+    target_compile_options(ferrowick_options INTERFACE -Werror)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # GCC 12 sees overlapping copies in any "text" + std::string (GCC bug 105651).
     target_compile_options(ferrowick_options INTERFACE -Wno-restrict)
