@@ -2,6 +2,7 @@
 #include "platform/text.h"
 
 #include <cstdint>
+
 #include <unicode/unistr.h>
 
 namespace platform {
