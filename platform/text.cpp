@@ -1,16 +1,46 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/text.h"
 
+#include <algorithm>
 #include <cstdint>
 
+#include <unicode/normalizer2.h>
 #include <unicode/unistr.h>
 
 namespace platform {
 
+namespace {
+
+icu::UnicodeString wide(std::string_view bytes) {
+    return icu::UnicodeString::fromUTF8({bytes.data(), static_cast<std::int32_t>(bytes.size())});
+}
+
+icu::UnicodeString decomposed(const icu::UnicodeString& text) {
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* form = icu::Normalizer2::getNFDInstance(status);
+    icu::UnicodeString result = U_SUCCESS(status) ? form->normalize(text, status) : text;
+    return U_SUCCESS(status) ? result : text;
+}
+
+} // namespace
+
 std::string validUTF8(std::string_view bytes) {
     std::string text;
-    icu::UnicodeString::fromUTF8({bytes.data(), static_cast<std::int32_t>(bytes.size())}).toUTF8String(text);
+    wide(bytes).toUTF8String(text);
     return text;
+}
+
+std::string nameKey(std::string_view name) {
+    std::string key;
+    if (std::ranges::all_of(name, [](char byte) { return static_cast<unsigned char>(byte) < 0x80; })) {
+        // Nearly every name of a camera: no need for Unicode's tables.
+        for (const char letter : name)
+            key += letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    } else {
+        icu::UnicodeString text = decomposed(wide(name));
+        decomposed(text.foldCase()).toUTF8String(key);
+    }
+    return key;
 }
 
 } // namespace platform

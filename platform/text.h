@@ -11,4 +11,8 @@ namespace platform {
 /// unchanged.
 [[nodiscard]] std::string validUTF8(std::string_view bytes);
 
+/// A key that is the same for two names that some file system takes for one: volumes of macOS and Windows
+/// ignore case, those of macOS also whether an accent is composed (Unicode, canonical caseless matching).
+[[nodiscard]] std::string nameKey(std::string_view name);
+
 } // namespace platform

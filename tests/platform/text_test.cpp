@@ -13,4 +13,11 @@ TEST(ValidUTF8, KeepsValidTextAndReplacesEveryOtherByte) {
     EXPECT_EQ(platform::validUTF8(""), "");
 }
 
+TEST(NameKey, IsTheSameForNamesThatSomeVolumeTakesForOne) {
+    EXPECT_EQ(platform::nameKey("A001/Clip.MOV"), platform::nameKey("a001/cLIP.mov"));
+    EXPECT_EQ(platform::nameKey("CAF\u00C9"), platform::nameKey("cafe\u0301"));
+    EXPECT_NE(platform::nameKey("Cafe"), platform::nameKey("Caf\u00E9"));
+    EXPECT_NE(platform::nameKey("A1"), platform::nameKey("A01"));
+}
+
 } // namespace
