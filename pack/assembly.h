@@ -12,18 +12,26 @@
 namespace Pack {
 
 /// What the maker of a pack wants to hear and says; called from the calling thread and from lanes' threads.
+/// Any of them may be left empty. The clips handed on carry the path of their copy in the pack: where two
+/// clips have the same, the second's is not the one that it came with.
 struct MakeCallbacks {
-    std::function<void(const PackClip&, double fraction)> item; ///< progress of one clip, 0 to 1
-    std::function<void(const PackClip&, const Outcome&)> finished;
-    IsCancelled isCancelled;
-    std::function<void()> saving; ///< all clips are done, the archive comes next
+    std::function<void(const PackClip&, double fraction)> item{}; ///< progress of one clip, 0 to 1
+    std::function<void(const PackClip&, const Outcome&)> finished{};
+    IsCancelled isCancelled{};
+    std::function<void()> saving{}; ///< all clips are done, the archive comes next
 };
+
+/// What writes one clip's copy: `write` below `make`, something simpler in a test of what is around it.
+using WriteCopy = PackResult(const PackClip& clip, const std::filesystem::path& to, ScratchAudio audio,
+                             const CopyProgress& progress, const IsCancelled& isCancelled);
 
 /// Writes the copies of all clips, the report and the archive at `zip`. A clip that fails is reported and the
 /// pack goes on. Throws PackError or media::Error when the pack as a whole fails; whatever happens, the
-/// working folder is gone afterwards and an earlier file at `zip` is either as it was or replaced whole.
+/// working folder is gone afterwards and an earlier file at `zip` is either as it was or replaced whole. A
+/// `zip` that is a folder, or one of the clips, is refused before anything is written.
 void make(std::span<const PackClip> clips, const std::filesystem::path& zip, ScratchAudio audio,
-          const MakeCallbacks& callbacks);
+          const MakeCallbacks& callbacks,
+          const std::function<WriteCopy>& writeCopy = static_cast<WriteCopy*>(write));
 
 /// The working folder for a zip: beside it, named after it, with the first number that is free.
 [[nodiscard]] std::filesystem::path folder(const std::filesystem::path& zip);

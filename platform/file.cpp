@@ -35,6 +35,13 @@ std::size_t readFully(int descriptor, std::uint64_t offset, std::span<std::byte>
     return done;
 }
 
+int openForWriting(const std::filesystem::path& path, int ifThere) {
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | ifThere | O_CLOEXEC | O_NOCTTY, 0666);
+    if (descriptor < 0)
+        throwLast("create");
+    return descriptor;
+}
+
 /// Flushes the file or folder at `path` to the disk.
 void flush(const std::filesystem::path& path) {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -86,10 +93,11 @@ std::size_t ReadOnlyFile::readAt(std::uint64_t offset, std::span<std::byte> out)
 }
 
 WritableFile WritableFile::create(const std::filesystem::path& path) {
-    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, 0666);
-    if (descriptor < 0)
-        throwLast("create");
-    return WritableFile(descriptor);
+    return WritableFile(openForWriting(path, O_TRUNC));
+}
+
+WritableFile WritableFile::createNew(const std::filesystem::path& path) {
+    return WritableFile(openForWriting(path, O_EXCL));
 }
 
 WritableFile WritableFile::temporary(const std::filesystem::path& folder) {

@@ -35,10 +35,13 @@ class ReadOnlyFile {
     std::uint64_t size_;
 };
 
-/// A new file, or an existing one emptied, open for writing, close-on-exec.
+/// A file open for writing, close-on-exec.
 class WritableFile {
   public:
+    /// A new file, or an existing one emptied.
     [[nodiscard]] static WritableFile create(const std::filesystem::path& path);
+    /// A new file where nothing is yet.
+    [[nodiscard]] static WritableFile createNew(const std::filesystem::path& path);
     /// A file without a name in `folder`, gone when closed; it can be read back.
     [[nodiscard]] static WritableFile temporary(const std::filesystem::path& folder);
     ~WritableFile();

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "pack/assembly.h"
+
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "media/error.h"
+#include "pack/copy_names.h"
+#include "pack/report.h"
+#include "platform/archive.h"
+#include "platform/clean_up.h"
+#include "platform/file.h"
+#include "platform/text.h"
+
+namespace fs = std::filesystem;
+
+namespace Pack {
+
+namespace {
+
+/// The file system's refusal as a sentence: "The zip can't be written: no space left on device."
+[[noreturn]] void fail(std::string_view what, const std::error_code& code) {
+    const bool full = code == std::errc::no_space_on_device;
+    throw media::Error(full ? media::Error::Category::noSpace : media::Error::Category::io,
+                       std::string(what) + ": " + platform::reason(code) + ".");
+}
+
+/// Runs a step whose failure is a system error, and says what could not be done.
+template <typename Step>
+auto orFail(std::string_view what, Step step) {
+    try {
+        return step();
+    } catch (const std::system_error& error) {
+        fail(what, error.code());
+    }
+}
+
+/// Refuses targets that are known to be impossible, or fatal for a clip, while nothing has been written yet.
+void checkTarget(std::span<const PackClip> clips, const fs::path& zip) {
+    std::error_code error;
+    const fs::file_status status = fs::status(zip, error);
+    if (!fs::exists(status))
+        return;
+    if (fs::is_directory(status))
+        fail("The zip can't be written", std::make_error_code(std::errc::is_a_directory));
+    for (const PackClip& clip : clips)
+        if (fs::equivalent(clip.source, zip, error))
+            throw PackError::failed("The zip can't be saved over " +
+                                    platform::validUTF8(clip.source.filename().native()) +
+                                    ": it is one of the clips.");
+}
+
+/// The working folder, made. Somebody else may take the chosen name in between.
+std::unique_ptr<platform::TemporaryFolder> makeWorkingFolder(const fs::path& zip) {
+    return orFail("The working folder can't be made", [&] {
+        for (;;) {
+            try {
+                return std::make_unique<platform::TemporaryFolder>(folder(zip));
+            } catch (const std::system_error& error) {
+                if (error.code() != std::errc::file_exists)
+                    throw;
+            }
+        }
+    });
+}
+
+/// Makes the folders of a copy, one by one: the working folder itself is never made anew once it is gone.
+void makeFolders(const fs::path& workingFolder, const fs::path& folders) {
+    fs::path path = workingFolder;
+    for (const fs::path& component : folders)
+        orFail("The copy's folder can't be made", [&] { fs::create_directory(path /= component); });
+}
+
+/// The run over the clips into the working folder.
+class Run {
+  public:
+    Run(const fs::path& workingFolder, ScratchAudio audio, const MakeCallbacks& callbacks,
+        const std::function<WriteCopy>& writeCopy)
+        : workingFolder_(workingFolder), audio_(audio), callbacks_(callbacks), writeCopy_(writeCopy),
+          isCancelled_(callbacks.isCancelled ? callbacks.isCancelled : [] { return false; }) {}
+
+    /// Throws PackError::cancelled; everything else that goes wrong is the clip's outcome.
+    void pack(const PackClip& clip) {
+        if (isCancelled_())
+            throw PackError::cancelled();
+        const fs::path copy = workingFolder_ / (clip.packPath + ".mov");
+        Outcome outcome = PackFailure{};
+        try {
+            makeFolders(workingFolder_, clip.folder());
+            outcome = write(clip, copy);
+        } catch (const PackError& error) {
+            if (error.kind() == PackError::Case::cancelled)
+                throw;
+            outcome = failed(copy);
+        } catch (const std::exception&) {
+            outcome = failed(copy);
+        }
+        outcomes_.emplace_back(clip, std::move(outcome));
+        if (callbacks_.finished)
+            callbacks_.finished(outcomes_.back().first, outcomes_.back().second);
+    }
+
+    [[nodiscard]] std::string report() const { return Pack::report(outcomes_, audio_); }
+
+  private:
+    PackResult write(const PackClip& clip, const fs::path& copy) {
+        // Many sample buffers make little difference to see.
+        constexpr double smallestStep = 0.01;
+        report(clip, 0);
+        return writeCopy_(
+            clip, copy, audio_,
+            [&, last = 0.0](double fraction) mutable {
+                if (fraction - last >= smallestStep) {
+                    last = fraction;
+                    report(clip, fraction);
+                }
+            },
+            isCancelled_);
+    }
+
+    void report(const PackClip& clip, double fraction) {
+        if (callbacks_.item)
+            callbacks_.item(clip, fraction);
+    }
+
+    /// Call it inside a catch block.
+    static PackFailure failed(const fs::path& copy) {
+        PackFailure failure{currentErrorDescription()};
+        std::error_code ignored;
+        fs::remove(copy, ignored);
+        return failure;
+    }
+
+    const fs::path& workingFolder_;
+    ScratchAudio audio_;
+    const MakeCallbacks& callbacks_;
+    const std::function<WriteCopy>& writeCopy_;
+    IsCancelled isCancelled_;
+    std::vector<std::pair<PackClip, Outcome>> outcomes_;
+};
+
+} // namespace
+
+void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio audio,
+          const MakeCallbacks& callbacks, const std::function<WriteCopy>& writeCopy) {
+    checkTarget(clips, zip);
+    const auto workingFolder = makeWorkingFolder(zip);
+    Run run(workingFolder->path(), audio, callbacks, writeCopy);
+    std::vector<std::string> names = copyNames(clips);
+    for (std::size_t index = 0; index < clips.size(); ++index)
+        run.pack({clips[index].source, std::move(names[index]), clips[index].size});
+    if (callbacks.saving)
+        callbacks.saving();
+    orFail("The report can't be written",
+           [&] { platform::writeTextAtomically(workingFolder->path() / reportName, run.report()); });
+    zipFolder(workingFolder->path(), zip);
+}
+
+fs::path folder(const fs::path& zip) {
+    const fs::path first = zip.parent_path() / zip.stem();
+    fs::path candidate = first;
+    // A link that leads nowhere is in the way too, and so is a zip without an extension that is to come.
+    const auto isTaken = [&] {
+        std::error_code error;
+        return candidate == zip || fs::exists(fs::symlink_status(candidate, error));
+    };
+    for (int number = 2; isTaken(); ++number) {
+        candidate = first;
+        candidate += " " + std::to_string(number);
+    }
+    return candidate;
+}
+
+void zipFolder(const fs::path& folder, const fs::path& zip) {
+    orFail("The zip can't be written", [&] {
+        platform::archiveFolder(folder, zip, [](const fs::path& file) { return file.extension() == ".mov"; });
+    });
+}
+
+std::int64_t estimatedSize(std::span<const ClipHeader> headers, ScratchAudio audio) {
+    constexpr double framesPerSecond = 25; // of a clip that does not say
+    constexpr double bytesPerTimecode = 4;
+    double size = 0;
+    for (const ClipHeader& header : headers) {
+        switch (audio) {
+        case ScratchAudio::lossless:
+            size += header.duration * header.audioBytesPerSecond;
+            break;
+        case ScratchAudio::compressed:
+            size += header.duration * static_cast<double>(header.audioChannels * compressedBitRate) * 0.125;
+            break;
+        case ScratchAudio::none:
+            size += header.duration * header.fps.value_or(framesPerSecond) * bytesPerTimecode;
+            break;
+        }
+    }
+    return std::abs(size) < 0x1p63 ? static_cast<std::int64_t>(size) : 0;
+}
+
+} // namespace Pack

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Zip archives of folders.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+
+namespace platform {
+
+/// Makes the zip archive of a folder: every file and folder in it, under the folder's own name, in the order
+/// of their names, with UTF-8 names and modification times; zip64 where it takes that. Files for which
+/// `isStored` says so go in as they are, the others deflated. The archive is written beside `zip`, flushed to
+/// the disk and then renamed over it, so that `zip` is either what it was or the whole new archive; on
+/// failure nothing is left behind. Throws std::system_error with the system's reason.
+void archiveFolder(const std::filesystem::path& folder, const std::filesystem::path& zip,
+                   const std::function<bool(const std::filesystem::path& file)>& isStored);
+
+} // namespace platform

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Files and folders that must not be left behind: neither by an error nor by a signal that ends the program.
+#pragma once
+
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+#include "platform/file.h"
+
+namespace platform {
+
+/// A folder of the program's own. The constructor makes it (its parent must exist; std::system_error when it
+/// can't be made or something of that name is there), the destructor removes it with all that is in it, and
+/// so does a signal that ends the program.
+class TemporaryFolder {
+  public:
+    explicit TemporaryFolder(std::filesystem::path path);
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+/// A new, empty file with a hidden name of its own in `folder`, removed like a TemporaryFolder unless it has
+/// been renamed until then. Throws std::system_error.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(const std::filesystem::path& folder);
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+    [[nodiscard]] WritableFile& file() noexcept { return file_; }
+
+  private:
+    std::filesystem::path path_;
+    WritableFile file_;
+};
+
+/// Ends the program by SIGINT, SIGTERM and SIGHUP only after all temporary files and folders are gone, also
+/// while other threads hang in a read. To be made in main before any other thread is started: it blocks the
+/// signals there, later threads inherit that, and a thread of its own waits for them. Signals that the
+/// program's starter ignores (nohup, background jobs) stay ignored.
+class EndingSignals {
+  public:
+    EndingSignals();
+    ~EndingSignals();
+    EndingSignals(const EndingSignals&) = delete;
+    EndingSignals& operator=(const EndingSignals&) = delete;
+
+  private:
+    std::vector<int> signals_;
+    std::jthread waiter_;
+};
+
+} // namespace platform

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What a program needs of its process before it does anything else.
+#pragma once
+
+namespace platform {
+
+/// Turns failed writes into errors instead of the end of the process (SIGPIPE: the reader of standard output
+/// has gone; SIGXFSZ: the limit of a file's size), and opens standard streams that the starter has closed on
+/// the null device, so that no file of ours is mistaken for one.
+void prepareProcess();
+
+} // namespace platform
