@@ -23,7 +23,8 @@ if(FERROWICK_SANITIZE)
 endif()
 
 # ferrowick_room(NAME [FOLDERS sub...]): the static library ferrowick_NAME of the .cpp files in this folder and in
-# the named folders below it. A file belongs to the room that it lies in; none is listed twice.
+# the named folders below it. A file belongs to the room that it lies in; none is listed twice. A main.cpp is a
+# program's, not the library's.
 function(ferrowick_room name)
     cmake_parse_arguments(ROOM "" "" "FOLDERS" ${ARGN})
     file(GLOB sources CONFIGURE_DEPENDS *.cpp)
@@ -31,6 +32,7 @@ function(ferrowick_room name)
         file(GLOB found CONFIGURE_DEPENDS ${folder}/*.cpp)
         list(APPEND sources ${found})
     endforeach()
+    list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
     add_library(ferrowick_${name} STATIC ${sources})
     target_link_libraries(ferrowick_${name} PUBLIC ferrowick_options)
 endfunction()

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/command_line.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "pack/assembly.h"
+#include "pack/discovery.h"
+#include "platform/text.h"
+
+namespace fs = std::filesystem;
+
+namespace CLI {
+
+namespace {
+
+constexpr std::string_view usageLine = "usage: Ferrowick --pack OUT.zip PATH…";
+
+/// What is to be packed, how, and where to.
+struct Inputs {
+    fs::path output;
+    ScratchAudio mode = ScratchAudio::lossless;
+    std::vector<fs::path> paths;
+};
+
+/// Writes a whole line in one go, so that whoever reads along sees each clip as it ends. A reader that has
+/// gone away does not end the pack.
+void print(std::FILE* stream, std::string_view text) {
+    const std::string line = platform::validUTF8(text) + "\n";
+    (void)std::fwrite(line.data(), 1, line.size(), stream);
+    (void)std::fflush(stream);
+}
+
+/// An argument as an absolute path without "." and "..": links before a ".." are followed, as the system
+/// would. An empty argument stays empty.
+fs::path absolutePath(const std::string& argument) {
+    if (argument.empty())
+        return {};
+    fs::path path = fs::current_path() / argument;
+    if (std::ranges::find(path, fs::path("..")) != path.end()) {
+        std::error_code error;
+        if (const fs::path real = fs::weakly_canonical(path, error); !error)
+            path = real;
+    }
+    path = path.lexically_normal();
+    return path.has_filename() || !path.has_relative_path() ? path : path.parent_path();
+}
+
+std::optional<Inputs> parse(std::span<const std::string> arguments) {
+    const auto start = std::ranges::find(arguments, "--pack");
+    std::span<const std::string> rest(start, arguments.end());
+    if (rest.size() < 3)
+        return std::nullopt;
+    Inputs inputs;
+    inputs.output = absolutePath(rest[1]);
+    rest = rest.subspan(2);
+    if (rest.size() >= 2 && rest[0] == "--audio") {
+        // An unknown mode is not one: both words are paths then.
+        if (const auto mode = scratchAudio(rest[1])) {
+            inputs.mode = *mode;
+            rest = rest.subspan(2);
+        }
+    }
+    for (const std::string& argument : rest)
+        inputs.paths.push_back(absolutePath(argument));
+    return inputs;
+}
+
+std::string list(const std::vector<std::int64_t>& numbers) {
+    std::string text = "[";
+    for (const std::int64_t number : numbers)
+        text += (text.size() > 1 ? ", " : "") + std::to_string(number);
+    return text + "]";
+}
+
+std::string line(const PackClip& clip, const PackResult& result) {
+    std::string text = clip.packPath + ".mov " + result.timecode.label() + " " +
+                       std::to_string(result.frames) + " frames, " + std::to_string(result.audioTracks) +
+                       " tracks, sound on " + list(result.audible) + ", " + std::to_string(result.packSize) +
+                       " bytes";
+    for (const std::string& note : result.notes)
+        text += (&note == &result.notes.front() ? " (" : "; ") + note;
+    return result.notes.empty() ? text : text + ")";
+}
+
+ExitCode run(const Inputs& inputs) {
+    ExitCode code = packed;
+    Pack::MakeCallbacks callbacks;
+    callbacks.finished = [&code](const PackClip& clip, const Outcome& outcome) {
+        if (const auto* result = std::get_if<PackResult>(&outcome)) {
+            print(stdout, line(clip, *result));
+        } else {
+            print(stdout, clip.packPath + ": not packed: " + std::get<PackFailure>(outcome).description);
+            code = notPacked;
+        }
+    };
+    try {
+        Pack::make(Pack::clips(inputs.paths, {}), inputs.output, inputs.mode, callbacks);
+        print(stdout, "Saved " + inputs.output.native());
+    } catch (const std::exception&) {
+        print(stdout, "Failed: " + Pack::currentErrorDescription());
+        code = notPacked;
+    }
+    return code;
+}
+
+} // namespace
+
+ExitCode pack(std::span<const std::string> arguments) {
+    const std::optional<Inputs> inputs = parse(arguments);
+    if (!inputs) {
+        print(stderr, usageLine);
+        return usage;
+    }
+    return run(*inputs);
+}
+
+} // namespace CLI
