@@ -102,8 +102,8 @@ class Copy {
             {media::TrackOutput(asset_, track), writer_.addTimecodeInput(track), std::nullopt, true});
     }
 
-    /// A track whose format nobody described gets no lane.
-    void addSound(const media::Track& track, ScratchAudio mode) {
+    /// `threads` may encode the track at once. A track whose format nobody described gets no lane.
+    void addSound(const media::Track& track, ScratchAudio mode, int threads) {
         if (track.formatDescriptions.empty() || !track.formatDescriptions.front().audio)
             return;
         const media::AudioStreamDescription& format = *track.formatDescriptions.front().audio;
@@ -118,14 +118,14 @@ class Copy {
         settings.sampleRate = output.sampleRate();
         settings.channels = output.channels();
         settings.inputBits = depths.decode;
+        settings.bitDepthHint = depths.encoder;
+        settings.threads = threads;
         settings.channelLayoutTag = channelLayoutTag(settings.channels);
         if (mode == ScratchAudio::compressed) {
             settings.formatID = media::audioFormat::aac;
             settings.bitRatePerChannel = compressedBitRate;
-            settings.bitDepthHint = depths.encoder;
         } else {
             settings.formatID = media::audioFormat::appleLossless;
-            settings.bitDepthHint = depths.encoder;
         }
         media::WriterInput& input = writer_.addAudioInput(settings);
         lanes_.push_back({std::move(output), input, depths.decode, false});
@@ -222,6 +222,12 @@ class Copy {
     State state_;
 };
 
+/// Lanes keep the cores busy by themselves; only a clip with fewer sound tracks than cores has some to spare.
+int threadsPerTrack(std::size_t tracks) {
+    const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
+    return static_cast<int>(std::max<std::size_t>(1, cores / tracks));
+}
+
 /// Opens the finished copy and compares its length with the clip's.
 void checkLength(double clipSeconds, const std::filesystem::path& copy) {
     constexpr double tolerance = 0.0005; // seconds
@@ -266,7 +272,7 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
         copy.setMetadata(platform::validUTF8(clip.source.filename().string()), result.camera, result.umid);
         copy.addTimecode(timecodeTracks.front());
         for (const media::Track& track : audioTracks)
-            copy.addSound(track, audio);
+            copy.addSound(track, audio, threadsPerTrack(audioTracks.size()));
         copy.run();
         result.timecode = copy.timecode();
         result.audible = copy.audible();
