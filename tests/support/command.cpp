@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <stdexcept>
 #include <system_error>
 
@@ -19,7 +20,9 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-class Pipe {
+} // namespace
+
+class Process::Pipe {
   public:
     Pipe() {
         if (pipe2(ends_.data(), O_CLOEXEC) != 0) {
@@ -47,6 +50,8 @@ class Pipe {
     }
     std::array<int, 2> ends_{-1, -1};
 };
+
+namespace {
 
 /// Takes what is there; false at the end of the stream.
 bool drain(int descriptor, std::string& into) {
@@ -90,6 +95,10 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
 /// The child's side between fork and exec: async-signal-safe calls only.
 [[noreturn]] void becomeProgram(char* const* arguments, char** environment, const char* folder,
                                 const std::array<int, 3>& streams, int failure) {
+    // A caller in the background may ignore the keyboard's signals; ignoring is inherited.
+    for (const int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE}) {
+        ::signal(number, SIG_DFL);
+    }
     const bool ready = (folder == nullptr || chdir(folder) == 0) && dup2(streams[0], 0) == 0 &&
                        dup2(streams[1], 1) == 1 && dup2(streams[2], 2) == 2;
     if (ready) {
@@ -103,31 +112,50 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
 
 } // namespace
 
-CommandResult run(const std::vector<std::string>& arguments, const CommandOptions& options) {
+Process::Process(const std::vector<std::string>& arguments, const CommandOptions& options)
+    : out_(std::make_unique<Pipe>()), err_(std::make_unique<Pipe>()) {
     const std::vector<std::string> environment = merged(options.environment);
     const std::vector<char*> argumentPointers = pointers(arguments);
     std::vector<char*> environmentPointers = pointers(environment);
     const char* folder = options.workingFolder.empty() ? nullptr : options.workingFolder.c_str();
     Pipe in;
-    Pipe out;
-    Pipe err;
     Pipe failure;
     in.closeWriting();
 
-    const pid_t child = fork();
-    if (child < 0) {
+    child_ = fork();
+    if (child_ < 0) {
         throwErrno("fork");
     }
-    if (child == 0) {
+    if (child_ == 0) {
         becomeProgram(argumentPointers.data(), environmentPointers.data(), folder,
-                      {in.reading(), out.writing(), err.writing()}, failure.writing());
+                      {in.reading(), out_->writing(), err_->writing()}, failure.writing());
     }
-    out.closeWriting();
-    err.closeWriting();
+    out_->closeWriting();
+    err_->closeWriting();
     failure.closeWriting();
+    // Closed by a successful exec, so this waits only until the program is there.
+    int code = 0;
+    if (read(failure.reading(), &code, sizeof code) == static_cast<ssize_t>(sizeof code)) {
+        waitpid(child_, nullptr, 0);
+        child_ = -1;
+        throw std::system_error(code, std::generic_category(), arguments.at(0));
+    }
+}
 
+Process::~Process() {
+    if (child_ >= 0) {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+    }
+}
+
+void Process::send(int signal) const {
+    kill(child_, signal);
+}
+
+CommandResult Process::wait() {
     CommandResult result;
-    std::array<pollfd, 2> streams{pollfd{out.reading(), POLLIN, 0}, pollfd{err.reading(), POLLIN, 0}};
+    std::array<pollfd, 2> streams{pollfd{out_->reading(), POLLIN, 0}, pollfd{err_->reading(), POLLIN, 0}};
     const std::array<std::string*, 2> texts{&result.out, &result.err};
     while (streams[0].fd >= 0 || streams[1].fd >= 0) {
         if (poll(streams.data(), streams.size(), -1) < 0 && errno != EINTR) {
@@ -141,12 +169,9 @@ CommandResult run(const std::vector<std::string>& arguments, const CommandOption
     }
     int status = 0;
     rusage usage{};
-    while (wait4(child, &status, 0, &usage) < 0 && errno == EINTR) {
+    while (wait4(child_, &status, 0, &usage) < 0 && errno == EINTR) {
     }
-    int code = 0;
-    if (read(failure.reading(), &code, sizeof code) == static_cast<ssize_t>(sizeof code)) {
-        throw std::system_error(code, std::generic_category(), arguments.at(0));
-    }
+    child_ = -1;
     result.peakResidentBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
     if (WIFSIGNALED(status)) {
         result.signal = WTERMSIG(status);
@@ -154,6 +179,10 @@ CommandResult run(const std::vector<std::string>& arguments, const CommandOption
         result.exitCode = WEXITSTATUS(status);
     }
     return result;
+}
+
+CommandResult run(const std::vector<std::string>& arguments, const CommandOptions& options) {
+    return Process(arguments, options).wait();
 }
 
 std::string runChecked(const std::vector<std::string>& arguments, const CommandOptions& options) {

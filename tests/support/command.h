@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,8 +24,28 @@ struct CommandResult {
     std::uint64_t peakResidentBytes = 0; ///< largest resident set while it ran
 };
 
-/// Runs a program (looked up on the search path when its name has no slash) to its end, its standard input
-/// empty. Throws std::system_error when it can't be started.
+/// A program that has been started (looked up on the search path when its name has no slash), its standard
+/// input empty and its signals as at a shell's prompt. Killed by the destructor when it was not waited for.
+class Process {
+  public:
+    /// Throws std::system_error when the program can't be started.
+    explicit Process(const std::vector<std::string>& arguments, const CommandOptions& options = {});
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    void send(int signal) const;
+    /// Reads what the program says until it ends. To be called once.
+    [[nodiscard]] CommandResult wait();
+
+  private:
+    class Pipe;
+    std::unique_ptr<Pipe> out_;
+    std::unique_ptr<Pipe> err_;
+    int child_ = -1;
+};
+
+/// Runs a program to its end.
 [[nodiscard]] CommandResult run(const std::vector<std::string>& arguments,
                                 const CommandOptions& options = {});
 
