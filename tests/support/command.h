@@ -12,7 +12,7 @@
 namespace test {
 
 struct CommandOptions {
-    std::filesystem::path workingFolder;                            ///< empty: the caller's
+    std::filesystem::path workingFolder{};                          ///< empty: the caller's
     std::vector<std::pair<std::string, std::string>> environment{}; ///< added to the caller's
 };
 

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The command line's contract: what is printed where, and with which exit code the program ends.
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/clip_maker.h"
+#include "tests/support/probe.h"
+#include "tests/whole/program.h"
+
+namespace {
+
+using test::ferrowick;
+using test::run;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+TEST(WholeCommandLine, SaysHowItIsUsed) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--pack"}, {"--pack", "Out.zip"}, {"--add", "x", "--pack", "Out.zip"}}) {
+        const test::TemporaryFolder folder;
+        const auto result = run(ferrowick(arguments), {.workingFolder = folder.path()});
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_EQ(result.err, "usage: Ferrowick --pack OUT.zip PATH…\n");
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(test::names(folder.path()), IsEmpty());
+    }
+    EXPECT_THAT(run(ferrowick({"--help"})).out, HasSubstr("--pack OUT.zip"));
+    EXPECT_THAT(run(ferrowick({"--version"})).out, StartsWith("Ferrowick "));
+    EXPECT_EQ(run(ferrowick({"--help"})).exitCode, 0);
+}
+
+TEST(WholeCommandLine, NeedsADisplayForTheWindow) {
+    const auto result = run(
+        ferrowick({}), {.environment = {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}}});
+    EXPECT_EQ(result.exitCode, 2) << result.err;
+    EXPECT_THAT(test::lines(result.err), SizeIs(1));
+    EXPECT_EQ(result.out, "");
+}
+
+TEST(WholeCommandLine, PrintsALineForEveryClip) {
+    const test::TemporaryFolder folder;
+    std::filesystem::create_directories(folder / "A001/CLIP");
+    const auto silent = test::clip({.sound = {{.signal = test::Signal::silence}}});
+    const auto drop = test::clip({.rate = "30000/1001",
+                                  .timecode = "10:04:12;07",
+                                  .sound = {{}, {.signal = test::Signal::silence}, {}}});
+    std::filesystem::copy_file(drop, folder / "A001/CLIP/C2.mov");
+    std::filesystem::copy_file(silent, folder / "A001/CLIP/C10.mov");
+    folder.write("A001/CLIP/C3.mov", "not a movie");
+
+    // Relative paths, as typed at a card's side; the clips' order is the file browser's.
+    const auto result =
+        run(ferrowick({"--ignored", "--pack", "Day 1.zip", "A001"}), {.workingFolder = folder.path()});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "");
+    const test::OpenedPack pack(folder / "Day 1.zip");
+    const auto size = [&](const std::string& packPath) {
+        return std::to_string(std::filesystem::file_size(pack.copy(packPath)));
+    };
+    EXPECT_THAT(test::lines(result.out),
+                ElementsAre("A001/CLIP/C2.mov 10:04:12;07 60 frames, 3 tracks, sound on [1, 3], " +
+                                size("A001/CLIP/C2") + " bytes",
+                            "A001/CLIP/C3: not packed: Can't read this clip.",
+                            "A001/CLIP/C10.mov 01:00:00:00 50 frames, 1 tracks, sound on [], " +
+                                size("A001/CLIP/C10") +
+                                " bytes (scratch audio is silent: sync by timecode only)",
+                            "Saved " + (std::filesystem::canonical(folder.path()) / "Day 1.zip").string()));
+    EXPECT_THAT(pack.copies(), ElementsAre("A001/CLIP/C10", "A001/CLIP/C2"));
+    const auto report = pack.report();
+    ASSERT_THAT(report, SizeIs(4));
+    EXPECT_THAT(report[2], ElementsAre("A001/CLIP", "C3", "C3.mov", "", "", "", "", "", "", "", "", "", "",
+                                       "0.0", "", "Not packed: Can't read this clip."));
+    EXPECT_EQ(report[1][3], "10:04:12;07");
+    EXPECT_EQ(report[1][4], "10:04:14;07");
+    EXPECT_EQ(report[1][10], "1 3");
+}
+
+TEST(WholeCommandLine, TakesAModeOnlyInItsPlace) {
+    const test::TemporaryFolder folder;
+    std::filesystem::copy_file(test::clip({}), folder / "C1.mov");
+    const auto packed = [&](const std::vector<std::string>& after) {
+        std::vector<std::string> arguments{"--pack", "Out.zip"};
+        arguments.insert(arguments.end(), after.begin(), after.end());
+        const auto result = run(ferrowick(arguments), {.workingFolder = folder.path()});
+        EXPECT_EQ(result.exitCode, 0) << result.out;
+        return test::OpenedPack(folder / "Out.zip").report();
+    };
+    EXPECT_EQ(packed({"C1.mov"}).at(1).at(8), "Lossless");
+    EXPECT_EQ(packed({"--audio", "compressed", "C1.mov"}).at(1).at(8), "Compressed");
+    EXPECT_EQ(packed({"--audio", "none", "C1.mov"}).at(1).at(8), "None (Timecode Only)");
+    EXPECT_EQ(packed({"--audio", "NONE", "C1.mov"}).at(1).at(8), "Lossless");
+    EXPECT_EQ(packed({"C1.mov", "--audio", "none"}).at(1).at(8), "Lossless");
+    // No paths at all still make a pack, of the report alone.
+    EXPECT_THAT(packed({"--audio", "none"}), SizeIs(1));
+}
+
+TEST(WholeCommandLine, CarriesTheCamerasMetadataOver) {
+    const test::TemporaryFolder folder;
+    const std::string umid = "0x060a2b340101010501010d4313000000" + std::string(32, '7');
+    std::filesystem::copy_file(test::clip({.metadata = {{"com.example.applicationsuppliername", "Maker"},
+                                                        {"com.example.applicationname", "Model, \"two\""},
+                                                        {"com.example.package.material.packageid", umid}},
+                                           .metadataKeys = true}),
+                               folder / "C1.mov");
+    ASSERT_EQ(run(ferrowick({"--pack", "Out.zip", "C1.mov"}), {.workingFolder = folder.path()}).exitCode, 0);
+    const test::OpenedPack pack(folder / "Out.zip");
+    const test::Probe copy(pack.copy("C1"));
+    const std::string prefix = "format.tags.org.ferrowick.clips.metadata.";
+    EXPECT_EQ(copy.field(prefix + "source"), "C1.mov");
+    EXPECT_EQ(copy.field(prefix + "camera"), "Maker Model, \"two\"");
+    EXPECT_EQ(copy.field(prefix + "umid"), umid);
+    EXPECT_EQ(pack.report().at(1).at(11), "Maker Model, \"two\"");
+    EXPECT_EQ(pack.report().at(1).at(12), umid);
+}
+
+} // namespace

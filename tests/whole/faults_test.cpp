@@ -1,0 +1,225 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What goes wrong at night: full disks, bad clips, wrong targets, Ctrl-C. Always a plain sentence, the right
+// exit code, no working folder left, the earlier zip as it was.
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/clip_maker.h"
+#include "tests/whole/program.h"
+
+namespace {
+
+using test::ferrowick;
+using test::run;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::SizeIs;
+using testing::StartsWith;
+namespace fs = std::filesystem;
+
+/// A folder with a card of clips and the zip of an earlier pack.
+class WholeFaults : public testing::Test {
+  protected:
+    WholeFaults() {
+        fs::create_directories(card_);
+        folder_.write("Day 1.zip", "earlier");
+    }
+
+    void addClip(const std::string& name, const test::ClipDescription& description = {}) const {
+        fs::copy_file(test::clip(description), card_ / name);
+    }
+
+    [[nodiscard]] std::vector<std::string> command() const {
+        return ferrowick({"--pack", zip_.string(), card_.string()});
+    }
+
+    void expectNothingChanged() const {
+        EXPECT_EQ(test::contents(zip_), "earlier");
+        EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
+    }
+
+    const test::TemporaryFolder folder_;
+    const fs::path card_ = folder_ / "CARD";
+    const fs::path zip_ = folder_ / "Day 1.zip";
+};
+
+TEST_F(WholeFaults, ADiskThatFillsUp) {
+    addClip("C1.mov");
+    addClip("C2.mov");
+    // A limit on file sizes refuses writes as a full disk does, with another reason.
+    std::vector<std::string> limited{"sh", "-c", "ulimit -f 100; trap '' XFSZ; exec \"$@\"", "sh"};
+    for (const std::string& word : command()) {
+        limited.push_back(word);
+    }
+    auto result = run(limited);
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    // Every clip fails with the system's reason; the report and the archive of nothing still fit.
+    EXPECT_THAT(test::lines(result.out), ElementsAre(HasSubstr("C1: not packed: "),
+                                                     HasSubstr("C2: not packed: "), StartsWith("Saved ")));
+    EXPECT_THAT(result.out, HasSubstr("file too large."));
+    EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
+
+    // The real thing, where this user may mount a small file system.
+    const auto disk = folder_ / "disk";
+    fs::create_directory(disk);
+    std::ofstream(folder_ / "script") << "mount -t tmpfs -o size=256k none \"$0\" || exit 77\n"
+                                         "echo earlier >\"$0/Day 1.zip\"\n"
+                                         "\"$@\"\n"
+                                         "code=$?\n"
+                                         "ls \"$0\" && cat \"$0/Day 1.zip\"\n"
+                                         "exit $code\n";
+    std::vector<std::string> mounted{"unshare", "-rm", "sh", (folder_ / "script").string(), disk.string()};
+    mounted.insert(mounted.end(),
+                   {FERROWICK_PROGRAM, "--pack", (disk / "Day 1.zip").string(), card_.string()});
+    result = run(mounted);
+    if (result.exitCode == 77 || result.err.find("unshare") != std::string::npos) {
+        GTEST_SKIP() << "no right to mount a small file system: " << result.err;
+    }
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("no space left on device."));
+    EXPECT_THAT(result.out, EndsWith("Day 1.zip\nearlier\n"))
+        << "the working folder or a part of the zip stayed";
+}
+
+TEST_F(WholeFaults, TargetsThatCannotBe) {
+    addClip("C1.mov");
+    const auto expectFailed = [&](const fs::path& target) {
+        const auto result = run(ferrowick({"--pack", target.string(), card_.string()}));
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(result.err, "");
+        const auto said = test::lines(result.out);
+        EXPECT_THAT(said.back(), StartsWith("Failed: "));
+        EXPECT_THAT(said.back(), EndsWith("."));
+    };
+    // A folder where nothing may be written, in no folder at all, beside a file that is no folder.
+    fs::create_directory(folder_ / "locked");
+    fs::permissions(folder_ / "locked", fs::perms::owner_read | fs::perms::owner_exec);
+    expectFailed(folder_ / "locked/Day 1.zip");
+    fs::permissions(folder_ / "locked", fs::perms::owner_all);
+    EXPECT_THAT(test::names(folder_ / "locked"), SizeIs(0));
+    fs::remove(folder_ / "locked");
+    expectFailed(folder_ / "missing/Day 1.zip");
+    expectFailed(zip_ / "Day 1.zip");
+    expectNothingChanged();
+
+    // A folder stands in the zip's place.
+    fs::create_directories(folder_ / "Folder.zip/kept");
+    expectFailed(folder_ / "Folder.zip");
+    EXPECT_THAT(test::names(folder_ / "Folder.zip"), ElementsAre("kept"));
+    EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip", "Folder.zip"));
+}
+
+TEST_F(WholeFaults, ATargetThatIsOneOfTheClips) {
+    addClip("C1.mov");
+    addClip("C2.mov");
+    const std::string before = test::contents(card_ / "C2.mov");
+    // Under its own name, and under another one of the same file.
+    fs::create_hard_link(card_ / "C2.mov", folder_ / "other.zip");
+    for (const fs::path& target : {card_ / "C2.mov", card_ / "../CARD/C2.mov", folder_ / "other.zip"}) {
+        const auto result = run(ferrowick({"--pack", target.string(), card_.string()}));
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_THAT(test::lines(result.out), ElementsAre(StartsWith("Failed: ")));
+        EXPECT_TRUE(test::contents(card_ / "C2.mov") == before);
+        EXPECT_THAT(test::names(card_), ElementsAre("C1.mov", "C2.mov"));
+    }
+    EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip", "other.zip"));
+}
+
+TEST_F(WholeFaults, ClipsThatCannotBeRead) {
+    addClip("A good.mov");
+    addClip("B locked.mov");
+    fs::permissions(card_ / "B locked.mov", fs::perms::none);
+    // Cut off in the sound, as when a camera loses power while it rewrites its index first.
+    addClip("C cut.mov", {.moovFirst = true});
+    fs::resize_file(card_ / "C cut.mov", fs::file_size(card_ / "C cut.mov") * 6 / 10);
+    folder_.write("CARD/D empty.mp4");
+    folder_.write("CARD/E text.mkv", "some text");
+    folder_.write("CARD/F future.mxf", std::string(1000, '\0'));
+    fs::create_directory(card_ / "G folder.mov");
+    addClip("H no timecode.mp4", {.container = test::Container::mp4, .timecode = std::nullopt});
+
+    const auto result = run(command());
+    EXPECT_EQ(result.exitCode, 1);
+    const auto said = test::lines(result.out);
+    ASSERT_THAT(said, SizeIs(9)) << result.out;
+    EXPECT_THAT(said[0], StartsWith("CARD/A good.mov 01:00:00:00 50 frames"));
+    for (std::size_t i = 1; i < 8; ++i) {
+        EXPECT_THAT(said[i], HasSubstr(": not packed: "));
+        EXPECT_THAT(said[i], EndsWith("."));
+    }
+    EXPECT_THAT(said[3], EndsWith(": not packed: Can't read this clip."));
+    EXPECT_THAT(said[7], EndsWith(": not packed: No timecode track."));
+    const test::OpenedPack pack(zip_);
+    EXPECT_THAT(pack.copies(), ElementsAre("CARD/A good"));
+    EXPECT_THAT(pack.report(), SizeIs(9));
+    EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
+}
+
+TEST_F(WholeFaults, SignalsLeaveNothingBehind) {
+    const auto clip = test::clip({.duration = 20, .sound = std::vector<test::SoundDescription>(4)});
+    for (int i = 0; i < 60; ++i) {
+        fs::copy_file(clip, card_ / ("C" + std::to_string(i) + ".mov"));
+    }
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        test::Process process(command());
+        while (!fs::exists(folder_ / "Day 1/CARD")) {
+        }
+        process.send(number);
+        EXPECT_EQ(process.wait().signal, number);
+        expectNothingChanged();
+    }
+}
+
+TEST_F(WholeFaults, TwoClipsOfOneName) {
+    addClip("A001C003.MOV", {.timecode = "01:00:00:00"});
+    addClip("A001C003.MP4", {.container = test::Container::mp4, .timecode = "02:00:00:00"});
+    const auto result = run(command());
+    EXPECT_EQ(result.exitCode, 0);
+    const test::OpenedPack pack(zip_);
+    EXPECT_THAT(pack.copies(), ElementsAre("CARD/A001C003", "CARD/A001C003 2"));
+    EXPECT_THAT(test::lines(result.out), SizeIs(3));
+    EXPECT_THAT(pack.report(), SizeIs(3));
+}
+
+TEST_F(WholeFaults, NamesOfAnyBytes) {
+    addClip("\xff\xfe caf\xc3\xa9, \"1\"\n.mov");
+    fs::create_directory(card_ / "folder\xe9");
+    addClip("folder\xe9/C2.mov");
+    const auto result = run(command());
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    const auto listed = run({"python3", "-c",
+                             "import sys, zipfile\n"
+                             "z = zipfile.ZipFile(sys.argv[1])\n"
+                             "assert z.testzip() is None\n"
+                             "print(sum(n.endswith('.mov') for n in z.namelist()))",
+                             zip_.string()});
+    EXPECT_EQ(listed.out, "2\n") << listed.err;
+}
+
+TEST_F(WholeFaults, TimecodeThatIsOddIsKeptOrRefused) {
+    // Flagged drop frame at 25: no real rate, but cameras write it; numbers and flag stay.
+    std::string movie = test::contents(test::clip({.timecode = "10:11:12:13"}));
+    const auto entry = test::timecodeBox(movie, {"mdia", "minf", "stbl", "stsd"}).offset + 16;
+    movie.at(entry + 23) |= 1; // the low byte of the flags, 20 bytes into the sample description
+    folder_.write("CARD/A flagged.mov", movie);
+    // A sample of two bytes can't hold a frame number.
+    movie = test::contents(test::clip({.timecode = "10:11:12:13"}));
+    const auto sizes = test::timecodeBox(movie, {"mdia", "minf", "stbl", "stsz"}).offset;
+    movie.at(sizes + 15) = 2; // the low byte of the common sample size
+    folder_.write("CARD/B short.mov", movie);
+
+    const auto result = run(command());
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(test::lines(result.out),
+                ElementsAre(StartsWith("CARD/A flagged.mov 10:11:12;13 50 frames"),
+                            "CARD/B short: not packed: No timecode track.", StartsWith("Saved ")));
+    const std::string copy = test::contents(test::OpenedPack(zip_).copy("CARD/A flagged"));
+    const auto copied = test::timecodeBox(copy, {"mdia", "minf", "stbl", "stsd"}).offset + 16;
+    EXPECT_EQ(copy.at(copied + 23) & 1, 1);
+}
+
+} // namespace
