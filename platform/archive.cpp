@@ -4,10 +4,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <condition_variable>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -16,6 +21,7 @@
 #include "platform/clean_up.h"
 #include "platform/file.h"
 #include "platform/text.h"
+#include "platform/thread_name.h"
 
 namespace fs = std::filesystem;
 
@@ -134,10 +140,69 @@ class FileSource {
     SourceError error_;
 };
 
+/// Writes pieces to a file in the background, one at a time, so that the disk and the check sums of what
+/// comes next go on side by side. An error is thrown by the call after the piece that met it.
+class BackgroundWriter {
+  public:
+    explicit BackgroundWriter(WritableFile& file)
+        : file_(file), thread_([this](const auto& stop) { run(stop); }) {}
+
+    /// Takes the piece when the one before is written, and gives back that one's memory.
+    std::vector<std::byte> write(std::uint64_t offset, std::vector<std::byte> bytes) {
+        std::unique_lock guard(lock_);
+        waitForPiece(guard);
+        offset_ = offset;
+        bytes_.swap(bytes);
+        pending_ = true;
+        guard.unlock();
+        changed_.notify_all();
+        return bytes;
+    }
+
+    /// Returns when all is written.
+    void finish() {
+        std::unique_lock guard(lock_);
+        waitForPiece(guard);
+    }
+
+  private:
+    void waitForPiece(std::unique_lock<std::mutex>& guard) {
+        changed_.wait(guard, [this] { return !pending_; });
+        if (error_)
+            std::rethrow_exception(std::exchange(error_, nullptr));
+    }
+
+    void run(const std::stop_token& stop) {
+        nameThread("archive");
+        std::unique_lock guard(lock_);
+        while (changed_.wait(guard, stop, [this] { return pending_; })) {
+            guard.unlock(); // nobody else touches the piece while it is pending
+            try {
+                file_.writeAt(offset_, bytes_);
+                file_.startFlushing(offset_, bytes_.size());
+            } catch (...) {
+                error_ = std::current_exception();
+            }
+            guard.lock();
+            pending_ = false;
+            changed_.notify_all();
+        }
+    }
+
+    WritableFile& file_;
+    std::mutex lock_;
+    std::condition_variable_any changed_;
+    bool pending_ = false; ///< `offset_` and `bytes_` are the thread's
+    std::uint64_t offset_ = 0;
+    std::vector<std::byte> bytes_;
+    std::exception_ptr error_;
+    std::jthread thread_;
+};
+
 /// The archive as libzip writes it: one after the other, going back only to complete an entry's header.
 class ArchiveTarget {
   public:
-    explicit ArchiveTarget(WritableFile& file) : file_(file) { buffer_.reserve(bufferSize); }
+    explicit ArchiveTarget(WritableFile& file) : writer_(file) {}
 
     static zip_int64_t callback(void* self, void* data, zip_uint64_t length, zip_source_cmd_t command) {
         return static_cast<ArchiveTarget*>(self)->answer(data, length, command);
@@ -167,6 +232,7 @@ class ArchiveTarget {
         case ZIP_SOURCE_COMMIT_WRITE:
             return guarded(error_, ZIP_ER_WRITE, [&] {
                 flush();
+                writer_.finish();
                 return 0;
             });
         case ZIP_SOURCE_ERROR:
@@ -204,12 +270,12 @@ class ArchiveTarget {
     }
 
     void flush() {
-        file_.writeAt(bufferStart_, buffer_);
-        bufferStart_ += buffer_.size();
+        const std::uint64_t start = std::exchange(bufferStart_, bufferStart_ + buffer_.size());
+        buffer_ = writer_.write(start, std::move(buffer_));
         buffer_.clear();
     }
 
-    WritableFile& file_;
+    BackgroundWriter writer_;
     std::uint64_t position_ = 0; ///< where libzip writes next
     std::uint64_t end_ = 0;
     std::uint64_t bufferStart_ = 0;

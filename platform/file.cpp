@@ -138,6 +138,11 @@ std::size_t WritableFile::readAt(std::uint64_t offset, std::span<std::byte> out)
     return readFully(descriptor_, offset, out);
 }
 
+void WritableFile::startFlushing(std::uint64_t offset, std::uint64_t length) const noexcept {
+    (void)::sync_file_range(descriptor_, static_cast<off64_t>(offset), static_cast<off64_t>(length),
+                            SYNC_FILE_RANGE_WRITE);
+}
+
 void WritableFile::close() {
     const int descriptor = std::exchange(descriptor_, -1);
     if (descriptor >= 0 && ::close(descriptor) != 0 && errno != EINTR)

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <chrono>
+#include <csignal>
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include "platform/archive.h"
+#include "tests/support/command.h"
+#include "tests/support/temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isMovie(const fs::path& file) {
+    return file.extension() == ".mov";
+}
+
+/// What Python's zipfile says of each entry: name, method (0 stored, 8 deflated), size, permissions.
+std::string listing(const fs::path& zip) {
+    return test::runChecked({"python3", "-c", R"(
+import sys, zipfile
+archive = zipfile.ZipFile(sys.argv[1])
+assert archive.testzip() is None
+for entry in archive.infolist():
+    print(entry.filename, entry.compress_type, entry.file_size, oct(entry.external_attr >> 16))
+)",
+                             zip.string()},
+                            {.workingFolder = {}, .environment = {{"PYTHONIOENCODING", "utf-8"}}});
+}
+
+/// Names of what is in a folder, hidden ones too.
+std::vector<std::string> names(const fs::path& folder) {
+    std::vector<std::string> result;
+    for (const auto& entry : fs::directory_iterator(folder))
+        result.push_back(entry.path().filename().string());
+    return result;
+}
+
+TEST(Archive, HoldsTheWholeFolderUnderItsName) {
+    const test::TemporaryFolder folder;
+    const std::string media(3'000'000, 'm');
+    folder.write("Day 1/A001/CLIP/Caf\u00e9.mov", media);
+    folder.write("Day 1/A001/CLIP/empty.mov");
+    folder.write("Day 1/report.csv", std::string(5'000, 'c'));
+    folder.write("Day 1/R\xE9union/x.mov", "x");
+    fs::create_directories(folder / "Day 1/B001/nothing here");
+    const fs::path zip = folder / "Day 1.zip";
+    platform::archiveFolder(folder / "Day 1", zip, isMovie);
+    EXPECT_EQ(listing(zip), "Day 1/ 0 0 0o40755\n"
+                            "Day 1/A001/ 0 0 0o40755\n"
+                            "Day 1/A001/CLIP/ 0 0 0o40755\n"
+                            "Day 1/A001/CLIP/Caf\u00e9.mov 0 3000000 0o100644\n"
+                            "Day 1/A001/CLIP/empty.mov 0 0 0o100644\n"
+                            "Day 1/B001/ 0 0 0o40755\n"
+                            "Day 1/B001/nothing here/ 0 0 0o40755\n"
+                            "Day 1/R\uFFFDunion/ 0 0 0o40755\n"
+                            "Day 1/R\uFFFDunion/x.mov 0 1 0o100644\n"
+                            "Day 1/report.csv 8 5000 0o100644\n");
+    EXPECT_EQ(test::run({"unzip", "-tq", zip.string()}).exitCode, 0);
+    EXPECT_THAT(names(folder.path()), testing::UnorderedElementsAre("Day 1", "Day 1.zip"));
+}
+
+TEST(Archive, KeepsModificationTimesInEveryTimeZone) {
+    const test::TemporaryFolder folder;
+    const fs::path file = folder.write("Pack/A.mov", "A");
+    const auto shot = fs::file_time_type::clock::from_sys(
+        std::chrono::sys_days(std::chrono::year(2024) / 7 / 14) + std::chrono::seconds(3'661));
+    fs::last_write_time(file, shot);
+    fs::last_write_time(folder / "Pack", shot);
+    platform::archiveFolder(folder / "Pack", folder / "Pack.zip", isMovie);
+    test::runChecked({"unzip", "-q", "Pack.zip", "-d", "far away"},
+                     {.workingFolder = folder.path(), .environment = {{"TZ", "Pacific/Auckland"}}});
+    EXPECT_EQ(fs::last_write_time(folder / "far away/Pack/A.mov"), shot);
+    EXPECT_EQ(fs::last_write_time(folder / "far away/Pack"), shot);
+}
+
+TEST(Archive, LeavesTheEarlierOneAndNothingElseWhenItFails) {
+    const test::TemporaryFolder folder;
+    folder.write("Pack/A.mov", std::string(3'000'000, 'm'));
+    const fs::path zip = folder.write("Pack.zip", "earlier");
+    const auto errorOf = [&](const fs::path& to) {
+        try {
+            platform::archiveFolder(folder / "Pack", to, isMovie);
+        } catch (const std::system_error& error) {
+            return error.code();
+        }
+        return std::error_code();
+    };
+
+    // A disk that takes no more, as a limit on the size of files.
+    auto* const earlierHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit earlier{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &earlier), 0);
+    const rlimit small{2'000'000, earlier.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const std::error_code full = errorOf(zip);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &earlier), 0);
+    (void)std::signal(SIGXFSZ, earlierHandler);
+    EXPECT_EQ(full, std::errc::file_too_large);
+
+    fs::create_directory(folder / "folder.zip");
+    EXPECT_EQ(errorOf(folder / "folder.zip"), std::errc::is_a_directory);
+    EXPECT_EQ(errorOf(folder / "missing/Pack.zip"), std::errc::no_such_file_or_directory);
+    fs::create_symlink("nowhere", folder / "Pack/lost.mov");
+    EXPECT_EQ(errorOf(zip), std::errc::no_such_file_or_directory);
+
+    EXPECT_EQ(fs::file_size(zip), 7U);
+    EXPECT_THAT(names(folder.path()), testing::UnorderedElementsAre("Pack", "Pack.zip", "folder.zip"));
+}
+
+} // namespace
