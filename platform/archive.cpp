@@ -69,7 +69,7 @@ zip_int64_t commands(std::initializer_list<zip_source_cmd> list) {
     return bitmap;
 }
 
-/// A file on its way into the archive. It is open, and has memory, only while libzip copies it.
+/// A file on its way into the archive.
 class FileSource {
   public:
     FileSource(fs::path path, std::uint64_t size) : path_(std::move(path)), size_(size) {}
@@ -83,10 +83,7 @@ class FileSource {
         switch (command) {
         case ZIP_SOURCE_OPEN:
             return guarded(error_, ZIP_ER_OPEN, [&] {
-                file_.emplace(ReadOnlyFile::open(path_));
-                position_ = 0;
-                buffer_.clear();
-                taken_ = 0;
+                reading_.emplace(ReadOnlyFile::open(path_));
                 return 0;
             });
         case ZIP_SOURCE_READ:
@@ -94,8 +91,7 @@ class FileSource {
                 return read(static_cast<std::byte*>(data), static_cast<std::size_t>(length));
             });
         case ZIP_SOURCE_CLOSE:
-            file_.reset();
-            buffer_ = {};
+            reading_.reset();
             return 0;
         case ZIP_SOURCE_STAT: {
             auto* status = static_cast<zip_stat_t*>(data);
@@ -119,24 +115,33 @@ class FileSource {
     }
 
     zip_int64_t read(std::byte* out, std::size_t length) {
-        if (taken_ == buffer_.size()) {
-            buffer_.resize(bufferSize);
-            buffer_.resize(file_->readAt(position_, buffer_));
-            position_ += buffer_.size();
-            taken_ = 0;
+        Reading& from = *reading_;
+        if (from.taken == from.buffer.size()) {
+            // As much as the file still has: small files are not slowed down by large buffers.
+            const std::uint64_t rest = from.position < size_ ? size_ - from.position : 0;
+            from.buffer.resize(static_cast<std::size_t>(std::min<std::uint64_t>(rest, bufferSize)));
+            from.buffer.resize(from.file.readAt(from.position, from.buffer));
+            from.position += from.buffer.size();
+            from.taken = 0;
         }
-        const std::size_t count = std::min(length, buffer_.size() - taken_);
-        std::copy_n(buffer_.data() + taken_, count, out);
-        taken_ += count;
+        const std::size_t count = std::min(length, from.buffer.size() - from.taken);
+        std::copy_n(from.buffer.data() + from.taken, count, out);
+        from.taken += count;
         return static_cast<zip_int64_t>(count);
     }
 
+    /// What there is only while libzip copies the file.
+    struct Reading {
+        explicit Reading(ReadOnlyFile opened) : file(std::move(opened)) {}
+        ReadOnlyFile file;
+        std::uint64_t position = 0; ///< in the file, of the end of the buffer
+        std::vector<std::byte> buffer{};
+        std::size_t taken = 0; ///< bytes of the buffer already handed on
+    };
+
     fs::path path_;
     std::uint64_t size_;
-    std::optional<ReadOnlyFile> file_;
-    std::uint64_t position_ = 0; ///< in the file, of the end of the buffer
-    std::vector<std::byte> buffer_;
-    std::size_t taken_ = 0; ///< bytes of the buffer already handed on
+    std::optional<Reading> reading_;
     SourceError error_;
 };
 
