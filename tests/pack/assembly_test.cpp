@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fstream>
+#include <limits>
+
+#include <gmock/gmock.h>
+
+#include "media/error.h"
+#include "pack/assembly.h"
+#include "tests/support/command.h"
+#include "tests/support/temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
+
+std::vector<std::string> names(const fs::path& folder) {
+    std::vector<std::string> result;
+    for (const auto& entry : fs::directory_iterator(folder))
+        result.push_back(entry.path().filename().string());
+    return result;
+}
+
+std::string content(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// Packs with a writer of the test's own, and keeps what is told on the way.
+class Assembly : public testing::Test {
+  protected:
+    PackClip clip(const std::string& packPath, const std::string& extension = ".mov") {
+        return {folder_.write("card/" + packPath + extension, packPath), packPath, 7};
+    }
+
+    /// The text of what make() throws, or "saved".
+    std::string make(const std::vector<PackClip>& clips) {
+        Pack::MakeCallbacks callbacks;
+        callbacks.item = [this](const PackClip& of, double fraction) {
+            events_.push_back(of.packPath + " " + std::to_string(static_cast<int>(fraction * 1000)));
+        };
+        callbacks.finished = [this](const PackClip& of, const Outcome& outcome) {
+            const auto* failure = std::get_if<PackFailure>(&outcome);
+            events_.push_back(of.packPath + (failure != nullptr ? ": " + failure->description : " packed"));
+        };
+        callbacks.isCancelled = [this] { return cancelled_; };
+        callbacks.saving = [this] { events_.emplace_back("saving"); };
+        try {
+            Pack::make(clips, zip_, ScratchAudio::lossless, callbacks, write_);
+            return "saved";
+        } catch (const std::exception&) {
+            return Pack::currentErrorDescription();
+        }
+    }
+
+    /// The names in the zip, and that it is sound.
+    std::vector<std::string> entries() {
+        std::istringstream lines(test::runChecked({"python3", "-c", R"(
+import sys, zipfile
+archive = zipfile.ZipFile(sys.argv[1])
+assert archive.testzip() is None
+print("\n".join(archive.namelist()))
+)",
+                                                   zip_.string()}));
+        std::vector<std::string> result;
+        for (std::string line; std::getline(lines, line);)
+            result.push_back(line);
+        return result;
+    }
+
+    test::TemporaryFolder folder_;
+    fs::path place_ = folder_ / "place";
+    fs::path zip_ = folder_.write("place/Day 1.zip", "earlier");
+    bool cancelled_ = false;
+    std::vector<std::string> events_;
+    std::function<Pack::WriteCopy> write_ = [](const PackClip& of, const fs::path& to, ScratchAudio,
+                                               const auto&, const auto&) {
+        std::ofstream(to) << "copy of " << of.source.filename().string();
+        return PackResult{};
+    };
+};
+
+TEST_F(Assembly, PacksEveryClipIntoOneZip) {
+    EXPECT_EQ(make({clip("A001/CLIP/C1"), clip("A001/CLIP/C2"), clip("top")}), "saved");
+    EXPECT_THAT(events_, ElementsAre("A001/CLIP/C1 0", "A001/CLIP/C1 packed", "A001/CLIP/C2 0",
+                                     "A001/CLIP/C2 packed", "top 0", "top packed", "saving"));
+    EXPECT_THAT(entries(),
+                ElementsAre("Day 1/", "Day 1/A001/", "Day 1/A001/CLIP/", "Day 1/A001/CLIP/C1.mov",
+                            "Day 1/A001/CLIP/C2.mov", "Day 1/Ferrowick Report.csv", "Day 1/top.mov"));
+    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
+}
+
+TEST_F(Assembly, PacksAReportWithoutClips) {
+    fs::remove(zip_);
+    EXPECT_EQ(make({}), "saved");
+    EXPECT_THAT(entries(), ElementsAre("Day 1/", "Day 1/Ferrowick Report.csv"));
+}
+
+TEST_F(Assembly, LosesNeitherOfTwoClipsWithOnePath) {
+    write_ = [](const PackClip& of, const fs::path& to, auto, const auto&, const auto&) {
+        EXPECT_FALSE(fs::exists(to)) << to;
+        std::ofstream(to) << of.source.filename().string();
+        return PackResult{};
+    };
+    EXPECT_EQ(make({clip("A/C3"), clip("A/C3", ".mp4"), {folder_.write("other/C4.mov"), "A/C3.mov/C4", 7}}),
+              "saved");
+    test::runChecked({"unzip", "-q", zip_.string(), "-d", (folder_ / "out").string()});
+    EXPECT_EQ(content(folder_ / "out/Day 1/A/C3 2.mov"), "C3.mov");
+    EXPECT_EQ(content(folder_ / "out/Day 1/A/C3 3.mov"), "C3.mp4");
+    EXPECT_EQ(content(folder_ / "out/Day 1/A/C3.mov/C4.mov"), "C4.mov");
+    EXPECT_THAT(events_, testing::Contains("A/C3 2 packed"));
+    const std::string report = content(folder_ / "out/Day 1/Ferrowick Report.csv");
+    EXPECT_THAT(report, testing::HasSubstr("A,C3,C3.mov,"));
+    EXPECT_THAT(report, testing::HasSubstr("A,C3,C3.mp4,"));
+}
+
+TEST_F(Assembly, GoesOnAfterAClipThatFails) {
+    write_ = [](const PackClip& of, const fs::path& to, auto, const auto&, const auto&) -> PackResult {
+        std::ofstream(to) << "part";
+        if (of.packPath == "A/2")
+            throw media::Error(media::Error::Category::endOfData, "The file ends too early.");
+        if (of.packPath == "B/3")
+            throw std::bad_alloc();
+        return {};
+    };
+    EXPECT_EQ(make({clip("A/1"), clip("A/2"), clip("B/3"), clip("C/4")}), "saved");
+    EXPECT_THAT(events_, testing::IsSupersetOf({"A/2: The file ends too early.",
+                                                "B/3: There isn't enough memory.", "C/4 packed"}));
+    // The folder made for a copy stays, the part of a copy does not.
+    EXPECT_THAT(entries(), ElementsAre("Day 1/", "Day 1/A/", "Day 1/A/1.mov", "Day 1/B/", "Day 1/C/",
+                                       "Day 1/C/4.mov", "Day 1/Ferrowick Report.csv"));
+}
+
+TEST_F(Assembly, StopsBetweenClipsAndInsideOne) {
+    write_ = [this](const PackClip& of, auto, auto, const auto&, const auto& isCancelled) -> PackResult {
+        cancelled_ = of.packPath == "2";
+        if (of.packPath == "2 inside" && !isCancelled())
+            throw PackError::cancelled();
+        return {};
+    };
+    EXPECT_EQ(make({clip("1"), clip("2"), clip("3")}), "Stopped.");
+    EXPECT_THAT(events_, ElementsAre("1 0", "1 packed", "2 0", "2 packed"));
+    events_.clear();
+    cancelled_ = false;
+    EXPECT_EQ(make({clip("1"), clip("2 inside"), clip("3")}), "Stopped.");
+    EXPECT_THAT(events_, ElementsAre("1 0", "1 packed", "2 inside 0"));
+    EXPECT_EQ(content(zip_), "earlier");
+    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
+}
+
+TEST_F(Assembly, TellsOfProgressInHundredthsAtLeast) {
+    write_ = [](const auto&, auto, auto, const auto& progress, const auto&) {
+        for (const double fraction : {0.004, 0.009, 0.012, 0.015, 0.03})
+            progress(fraction);
+        return PackResult{};
+    };
+    EXPECT_EQ(make({clip("A"), clip("B")}), "saved");
+    EXPECT_THAT(events_,
+                ElementsAre("A 0", "A 12", "A 30", "A packed", "B 0", "B 12", "B 30", "B packed", "saving"));
+}
+
+TEST_F(Assembly, RefusesAClipAsItsZip) {
+    const PackClip precious = clip("A");
+    const fs::path card = precious.source.parent_path();
+    fs::create_hard_link(precious.source, folder_ / "hard.zip");
+    fs::create_symlink(precious.source, folder_ / "soft.zip");
+    for (const fs::path& target :
+         {precious.source, card / ".." / "card" / "A.mov", folder_ / "hard.zip", folder_ / "soft.zip"}) {
+        zip_ = target;
+        EXPECT_EQ(make({precious}), "The zip can't be saved over A.mov: it is one of the clips.") << target;
+    }
+    EXPECT_EQ(content(precious.source), "A");
+    EXPECT_TRUE(events_.empty());
+}
+
+TEST_F(Assembly, SaysWhyThereIsNoZipAndLeavesNothing) {
+    fs::create_directory(place_ / "Card");
+    zip_ = place_ / "Card";
+    EXPECT_EQ(make({clip("A")}), "The zip can't be written: is a directory.");
+    zip_ = folder_ / "missing/Day 1.zip";
+    EXPECT_EQ(make({clip("A")}), "The working folder can't be made: no such file or directory.");
+
+    // Somebody takes the working folder away: nothing makes it anew.
+    zip_ = place_ / "Day 1.zip";
+    write_ = [this](auto&&...) {
+        fs::rename(place_ / "Day 1", folder_ / "taken");
+        return PackResult{};
+    };
+    EXPECT_EQ(make({clip("A"), clip("B/C")}), "The report can't be written: no such file or directory.");
+    EXPECT_THAT(events_,
+                testing::Contains("B/C: The copy's folder can't be made: no such file or directory."));
+    EXPECT_EQ(content(zip_), "earlier");
+    EXPECT_THAT(names(place_), UnorderedElementsAre("Card", "Day 1.zip"));
+}
+
+TEST_F(Assembly, ChoosesAWorkingFolderThatIsNobodys) {
+    EXPECT_EQ(Pack::folder(zip_), place_ / "Day 1");
+    folder_.write("place/Day 1/mine.txt", "mine");
+    fs::create_symlink("nowhere", place_ / "Day 1 2");
+    EXPECT_EQ(Pack::folder(zip_), place_ / "Day 1 3");
+    EXPECT_EQ(Pack::folder(place_ / "v1.2.zip"), place_ / "v1.2");
+    EXPECT_EQ(Pack::folder(place_ / "no extension"), place_ / "no extension 2");
+    EXPECT_EQ(make({clip("A")}), "saved");
+    EXPECT_EQ(entries().front(), "Day 1 3/");
+    EXPECT_EQ(content(place_ / "Day 1/mine.txt"), "mine");
+}
+
+TEST(EstimatedSize, AddsUpWhatTheCopiesWillHold) {
+    const auto header = [](double duration, std::optional<double> fps, std::int64_t channels, double rate) {
+        ClipHeader result;
+        result.duration = duration;
+        result.fps = fps;
+        result.audioChannels = channels;
+        result.audioBytesPerSecond = rate;
+        return result;
+    };
+    struct Case {
+        std::vector<ClipHeader> headers;
+        ScratchAudio audio;
+        std::int64_t expected;
+    };
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    for (const Case& c : {
+             Case{{}, ScratchAudio::lossless, 0},
+             Case{{header(60, 25, 4, 576'000), header(60, 25, 4, 576'000)},
+                  ScratchAudio::lossless,
+                  69'120'000},
+             Case{{header(60, 25, 4, 576'000)}, ScratchAudio::compressed, 1'920'000},
+             Case{{header(60, std::nullopt, 4, 0)}, ScratchAudio::none, 6'000},
+             Case{{header(10.5, 23.976, 0, 0)}, ScratchAudio::none, 1'006},
+             Case{{header(infinite, 25, 4, 576'000)}, ScratchAudio::lossless, 0},
+             Case{{header(1e300, 25, 4, 576'000)}, ScratchAudio::lossless, 0},
+         })
+        EXPECT_EQ(Pack::estimatedSize(c.headers, c.audio), c.expected);
+}
+
+} // namespace
