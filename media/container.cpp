@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/container.h"
+
+#include <array>
+#include <utility>
+
+#include "media/quicktime/quicktime_container.h"
+
+namespace media {
+
+namespace {
+
+/// A container format: does it know a file by its first bytes, and how does it open one.
+struct Format {
+    bool (*recognises)(const io::ByteSource&);
+    std::unique_ptr<Container> (*open)(std::shared_ptr<const io::ByteSource>);
+};
+
+constexpr std::array formats{
+    Format{quicktime::recognises, quicktime::open},
+};
+
+} // namespace
+
+Time Track::end() const {
+    return edits.empty() ? Time{} : edits.back().start + edits.back().duration;
+}
+
+std::unique_ptr<Container> openContainer(std::shared_ptr<const io::ByteSource> source) {
+    if (source->size() == 0)
+        throw Error(Error::Category::endOfData, "The file is empty.");
+    for (const Format& format : formats)
+        if (format.recognises(*source))
+            return format.open(std::move(source));
+    throw Error(Error::Category::unsupported, "The file is of a kind that can't be read here.");
+}
+
+} // namespace media

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/quicktime/timecode_description.h"
+
+#include <cmath>
+
+namespace media::quicktime {
+
+namespace {
+
+/// Cameras write NTSC rates with the rate rounded down (29 beside 90000/3003) and count up to 30 all the
+/// same; any other number of frames is the base that the camera counts in.
+std::uint32_t countedBase(std::uint32_t written, std::uint32_t timescale, std::uint32_t frameDuration) {
+    if (timescale == 0 || frameDuration == 0)
+        return written;
+    constexpr double tolerance = 0.0005;
+    const double rate = static_cast<double>(timescale) / frameDuration;
+    if (written == 0) // no base at all: the rate's
+        return rate < 1000 ? static_cast<std::uint32_t>(std::lround(rate)) : 0;
+    const double ntscRate = (written + 1) * (1000.0 / 1001.0);
+    return std::abs(rate / ntscRate - 1) < tolerance ? written + 1 : written;
+}
+
+} // namespace
+
+FormatDescription readTimecodeDescription(const SampleEntry& entry) {
+    constexpr std::size_t fieldsOffset = 20;
+    constexpr std::size_t fieldsEnd = 33;
+    FormatDescription format;
+    format.sampleEntry.assign(entry.bytes.begin(), entry.bytes.end());
+    if ((entry.type != fourCC("tmcd") && entry.type != fourCC("tc64")) || entry.bytes.size() < fieldsEnd) {
+        format.unreadable = "The timecode's description is damaged.";
+        return format;
+    }
+    io::ByteReader reader(entry.bytes.subspan(fieldsOffset));
+    TimecodeDescription timecode;
+    timecode.flags = reader.u32();
+    timecode.timescale = reader.u32();
+    timecode.frameDuration = reader.u32();
+    timecode.frameQuanta = countedBase(reader.u8(), timecode.timescale, timecode.frameDuration);
+    format.timecode = timecode;
+    return format;
+}
+
+} // namespace media::quicktime

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Reads a QuickTime track's samples: runs of them with one read each, and nothing but their bytes.
+#pragma once
+
+#include <memory>
+
+#include "media/container.h"
+#include "media/quicktime/movie_track.h"
+
+namespace media::quicktime {
+
+/// A reader at the start of the track's media; both records must outlive it. Throws Error.
+[[nodiscard]] std::unique_ptr<TrackReader> makeTrackReader(std::shared_ptr<const io::ByteSource> file,
+                                                           const Track& track, const MovieTrack& movieTrack);
+
+} // namespace media::quicktime
