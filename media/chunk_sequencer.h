@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The order in which parallel lanes' chunks go into one file: by time, whatever the lanes' speeds.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+namespace media {
+
+/// Samples of one lane that lie together in the file.
+struct Chunk {
+    std::vector<std::byte> data;
+    std::uint64_t samples = 0;
+    double start = 0; ///< seconds of the lane's media
+    double end = 0;
+};
+
+/// Takes chunks from lanes that run in parallel and hands them on one at a time, ordered by (start, lane).
+/// The lane whose chunk is due never waits, so no lane can hold up all others: not a slow one, not one that
+/// ends early or fails. What comes out depends on the chunks only, never on the threads' timing.
+class ChunkSequencer {
+  public:
+    /// `write` gets each chunk in order, from whichever lane's thread, one call at a time.
+    using Write = std::function<void(std::size_t lane, const Chunk& chunk)>;
+
+    explicit ChunkSequencer(Write write) : write_(std::move(write)) {}
+
+    /// All lanes are added before the first push.
+    std::size_t addLane();
+    /// Queues the lane's next chunk and writes what is due; then waits while the lane is too far ahead of the
+    /// others. False when the sequence has stopped; what `write` throws stops it.
+    [[nodiscard]] bool push(std::size_t lane, Chunk chunk) noexcept;
+    /// No more chunks from this lane.
+    void finish(std::size_t lane) noexcept;
+    /// Makes every push return false, those that wait now included. The first error is kept; none means
+    /// cancelled.
+    void stop(std::exception_ptr error) noexcept;
+
+    [[nodiscard]] bool stopped() const noexcept;
+    [[nodiscard]] std::exception_ptr error() const noexcept;
+
+  private:
+    struct Lane {
+        std::deque<Chunk> ready;
+        double next = 0; ///< start of the chunk that comes after those
+        bool finished = false;
+    };
+
+    void writeDue();
+    void stopLocked(std::exception_ptr error) noexcept;
+
+    Write write_;
+    mutable std::mutex lock_; // guards what follows
+    std::condition_variable turn_;
+    std::vector<Lane> lanes_;
+    std::exception_ptr error_;
+    bool stopped_ = false;
+};
+
+} // namespace media

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Sound sample descriptions of a movie being written (QuickTime File Format, sound sample descriptions).
+#pragma once
+
+#include <vector>
+
+#include "media/audio/codec.h"
+
+namespace media::quicktime {
+
+/// CoreAudio channel layout tags: mono, stereo, else discrete channels in order.
+[[nodiscard]] std::uint32_t channelLayoutTag(std::uint32_t channels);
+
+/// The description of an encoded track, whole with its size word. Throws Error for codecs that it does not
+/// know.
+[[nodiscard]] std::vector<std::byte> soundEntry(const audio::EncodedFormat& format, std::uint32_t layoutTag);
+
+/// The description of linear PCM as it lies in the file: integer or floating point, either byte order.
+[[nodiscard]] std::vector<std::byte> pcmEntry(const AudioStreamDescription& format, std::uint32_t layoutTag);
+
+} // namespace media::quicktime
