@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/audio/codec.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "media/audio/alac_format.h"
+#include "media/audio/codecs/codec_module.h"
+#include "media/audio/plain_encoders.h"
+#include "media/error.h"
+#include "platform/module.h"
+
+namespace media::audio {
+
+namespace {
+
+/// Loaded when the first compressed sound is met.
+const CodecModule& codecModule() {
+    static const CodecModule& loaded = []() -> const CodecModule& {
+        try {
+            return *platform::Module::load("ferrowick-codecs").function<const CodecModule*()>(codecModuleEntry)();
+        } catch (const std::runtime_error& error) {
+            throw Error(Error::Category::unsupported, error.what());
+        }
+    }();
+    return loaded;
+}
+
+/// The rates that AAC has an index for (ISO/IEC 14496-3, 1.6.3.4). At other rates the sound would have to be
+/// resampled, and no longer be aligned to the sample.
+bool isAACRate(double rate) {
+    constexpr std::array rates = {96000., 88200., 64000., 48000., 44100., 32000., 24000.,
+                                  22050., 16000., 12000., 11025., 8000.,  7350.};
+    return std::find(rates.begin(), rates.end(), rate) != rates.end();
+}
+
+void check(const EncoderSettings& settings) {
+    const bool widthKnown =
+        settings.inputBits == 16 || settings.inputBits == 24 || settings.inputBits == 32;
+    if (!widthKnown || settings.channels == 0 || !(settings.sampleRate >= 1 && settings.sampleRate <= 1e9))
+        throw Error(Error::Category::unsupported, "The sound is in a format that can't be written here.");
+}
+
+} // namespace
+
+std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format, int bits) {
+    return codecModule().makeDecoder(format, bits);
+}
+
+std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
+    check(settings);
+    if (settings.channels > alac::maximumChannels)
+        return makePCMEncoder(settings);
+    if (settings.formatID == audioFormat::aac && isAACRate(settings.sampleRate))
+        return codecModule().makeEncoder(settings);
+    if (settings.inputBits == 32)
+        return makeUncompressedALACEncoder(settings);
+    EncoderSettings lossless = settings;
+    lossless.formatID = audioFormat::appleLossless;
+    return codecModule().makeEncoder(lossless);
+}
+
+} // namespace media::audio

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// From the containers' decoder configurations to the form in which libavcodec wants them.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "media/audio/codecs/libav.h"
+#include "media/format_description.h"
+
+namespace media::audio::libav {
+
+/// AV_CODEC_ID_NONE for formats that libavcodec is not used for.
+[[nodiscard]] AVCodecID codecFor(FourCC formatID);
+
+/// The codec context's extradata. Throws Error when the configuration is missing what the decoder needs.
+[[nodiscard]] std::vector<std::byte> extradataFor(const FormatDescription& format);
+
+} // namespace media::audio::libav

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "pack/level_scan.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace Pack::level {
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little);
+
+/// Lowest and highest sample in separate running values: two plain reductions, of which compilers make
+/// vectors.
+template <class Sample>
+std::uint32_t scanWords(std::span<const std::byte> pcm) noexcept {
+    const std::size_t count = pcm.size() / sizeof(Sample);
+    Sample lowest = 0;
+    Sample highest = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        Sample sample;
+        std::memcpy(&sample, pcm.data() + i * sizeof(Sample), sizeof(Sample));
+        lowest = std::min(lowest, sample);
+        highest = std::max(highest, sample);
+    }
+    return magnitude(lowest, highest);
+}
+
+std::uint32_t scan24(std::span<const std::byte> pcm) noexcept {
+    std::int32_t lowest = 0;
+    std::int32_t highest = 0;
+    for (std::size_t at = 0; pcm.size() - at >= 3; at += 3) {
+        const std::byte* const sample = pcm.data() + at;
+        const auto high = static_cast<std::int32_t>(std::to_integer<std::uint32_t>(sample[0]) << 8 |
+                                                    std::to_integer<std::uint32_t>(sample[1]) << 16 |
+                                                    std::to_integer<std::uint32_t>(sample[2]) << 24);
+        lowest = std::min(lowest, high);
+        highest = std::max(highest, high);
+    }
+    return magnitude(lowest, highest) >> 8;
+}
+
+} // namespace
+
+const Scans& portableScans() noexcept {
+    static constexpr Scans scans = {scanWords<std::int16_t>, scan24, scanWords<std::int32_t>};
+    return scans;
+}
+
+} // namespace Pack::level

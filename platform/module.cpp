@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "platform/module.h"
+
+#include <stdexcept>
+
+#include <dlfcn.h>
+
+namespace platform {
+
+std::vector<std::filesystem::path> moduleFolders() {
+    std::error_code ignored;
+    const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
+    const std::filesystem::path folder = executable.parent_path();
+    std::vector<std::filesystem::path> folders = {folder};
+    for (const char* const installed : {FERROWICK_MODULE_FOLDER, "../lib/ferrowick"}) {
+        std::filesystem::path candidate = (folder / installed).lexically_normal();
+        if (candidate != folders.back())
+            folders.push_back(std::move(candidate));
+    }
+    return folders;
+}
+
+Module Module::load(const std::string& name) {
+    const std::string fileName = name + ".so";
+    std::string places;
+    for (const std::filesystem::path& folder : moduleFolders()) {
+        const std::filesystem::path path = folder / fileName;
+        std::error_code ignored;
+        if (std::filesystem::exists(path, ignored)) {
+            if (void* const handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
+                return {handle, path};
+            const char* const reason = ::dlerror();
+            throw std::runtime_error("A part of Ferrowick can't be loaded: " +
+                                     std::string(reason != nullptr ? reason : path.c_str()) + ".");
+        }
+        places += (places.empty() ? "" : ", ") + folder.string();
+    }
+    throw std::runtime_error("A part of Ferrowick is missing: " + fileName + " is in none of " + places +
+                             ".");
+}
+
+void* Module::address(const char* entry) const {
+    void* const found = ::dlsym(handle_, entry);
+    if (found == nullptr)
+        throw std::runtime_error("A part of Ferrowick is of another version: " + path_.string() + " has no " +
+                                 entry + ".");
+    return found;
+}
+
+} // namespace platform
