@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "media/mxf/mxf_container.h"
 #include "media/quicktime/quicktime_container.h"
 
 namespace media {
@@ -18,6 +19,7 @@ struct Format {
 
 constexpr std::array formats{
     Format{quicktime::recognises, quicktime::open},
+    Format{mxf::recognises, mxf::open},
 };
 
 } // namespace

@@ -35,6 +35,8 @@ struct Track {
     /// Gapless from time zero and in order; an edit that runs past the media is cut to it. A track without
     /// samples has none.
     std::vector<Edit> edits;
+    /// The media may end less than a video frame before the last edit does, which then ends with it.
+    bool endsWithMedia = false;
     double nominalFrameRate = 0; ///< video: frames a second, snapped to n or n x 1000/1001; else 0
 
     /// The end of the last edit on the clip's timeline; zero without edits.

@@ -20,7 +20,8 @@ struct Segment {
 
 class SoundOutput final : public TrackOutput::Source {
   public:
-    SoundOutput(const Track& track, std::unique_ptr<SoundStream> stream) : stream_(std::move(stream)) {
+    SoundOutput(const Track& track, std::unique_ptr<SoundStream> stream)
+        : stream_(std::move(stream)), endsWithMedia_(track.endsWithMedia) {
         const double rate = stream_->sampleRate();
         if (!(rate >= 1 && rate <= 1e9) || stream_->channels() == 0 || stream_->bytesPerFrame() == 0)
             throw Error(Error::Category::corrupt, "The sound's format contradicts itself.");
@@ -49,6 +50,9 @@ class SoundOutput final : public TrackOutput::Source {
         std::int64_t count = 0;
         if (segment.mediaFrame != emptyEdit)
             count = stream_->read(segment.mediaFrame + (position_ - segment.begin), limit, buffer.data);
+        if (count == 0 && endsWithMedia_ && segment_ + 1 == segments_.size() &&
+            limit < std::llround(stream_->sampleRate() / 20))
+            return false;
         if (count == 0) { // a gap, or media that ends before its edit does
             count = limit;
             buffer.data.assign(static_cast<std::size_t>(count) * stream_->bytesPerFrame(), std::byte{0});
@@ -66,6 +70,7 @@ class SoundOutput final : public TrackOutput::Source {
     static constexpr std::size_t largestBuffer = std::size_t{256} * 1024;
 
     std::unique_ptr<SoundStream> stream_;
+    bool endsWithMedia_;
     std::vector<Segment> segments_;
     std::size_t segment_ = 0;
     std::int64_t position_ = 0; ///< next frame of the output

@@ -17,6 +17,10 @@ void append(Arguments& arguments, const Arguments& more) {
     arguments.insert(arguments.end(), more.begin(), more.end());
 }
 
+bool isMXF(Container container) {
+    return container == Container::mxf || container == Container::mxfD10 || container == Container::mxfOpAtom;
+}
+
 std::string extension(Container container) {
     switch (container) {
     case Container::mov:
@@ -25,6 +29,10 @@ std::string extension(Container container) {
         return "mp4";
     case Container::m4v:
         return "m4v";
+    case Container::mxf:
+    case Container::mxfD10:
+    case Container::mxfOpAtom:
+        return "mxf";
     }
     return {};
 }
@@ -78,6 +86,15 @@ Arguments soundOutput(const SoundDescription& sound, std::size_t index) {
 Arguments muxing(const ClipDescription& description) {
     std::string flags = "+bitexact";
     Arguments arguments;
+    if (isMXF(description.container)) {
+        const bool isD10 = description.container == Container::mxfD10;
+        append(arguments, {"-f", isD10                                     ? "mxf_d10"
+                                 : description.container == Container::mxf ? "mxf"
+                                                                           : "mxf_opatom"});
+        append(arguments, {"-fflags", "+bitexact", "-strict", "-2"});
+        append(arguments, description.muxerOptions);
+        return arguments;
+    }
     if (description.container != Container::mov) {
         append(arguments, {"-f", "mp4", "-write_tmcd", description.timecode ? "1" : "0"});
     }
@@ -95,14 +112,68 @@ Arguments muxing(const ClipDescription& description) {
     return arguments;
 }
 
+/// The picture's size and coding: MXF takes few codecs, and the D-10 and DNxHD ones only at their rates.
+std::string pictureSize(const ClipDescription& description) {
+    switch (description.container) {
+    case Container::mxfD10:
+        return description.rate == "25" ? "720x608" : "720x512";
+    case Container::mxfOpAtom:
+        return "1920x1080";
+    default:
+        return "64x64";
+    }
+}
+
+Arguments pictureCoding(const ClipDescription& description) {
+    switch (description.container) {
+    case Container::mxf:
+        return {"-c:v", "mpeg2video", "-flags:v", "+bitexact", "-g", "12"};
+    case Container::mxfD10:
+        return {"-c:v",
+                "mpeg2video",
+                "-g",
+                "1",
+                "-b:v",
+                "30M",
+                "-minrate",
+                "30M",
+                "-maxrate",
+                "30M",
+                "-bufsize",
+                "1.2M",
+                "-rc_init_occupancy",
+                "1.2M",
+                "-intra_vlc",
+                "1",
+                "-non_linear_quant",
+                "1",
+                "-dc",
+                "10",
+                "-qmin",
+                "1",
+                "-qmax",
+                "12",
+                "-ps",
+                "1",
+                "-flags:v",
+                "+ildct+ilme+low_delay+bitexact",
+                "-pix_fmt",
+                "yuv422p"};
+    case Container::mxfOpAtom:
+        return {"-c:v", "dnxhd", "-b:v", "120M", "-pix_fmt", "yuv422p", "-flags:v", "+bitexact"};
+    default:
+        return {"-c:v", "mpeg4", "-flags:v", "+bitexact", "-g", "12"};
+    }
+}
+
 /// The command up to its output's name. ffmpeg makes timecode tracks for picture tracks only, so a picture is
 /// made whenever timecode is wanted.
 Arguments recording(const ClipDescription& description) {
     Arguments arguments{"ffmpeg", "-nostdin", "-v", "error", "-y"};
-    const bool picture = description.picture || description.timecode;
+    const bool picture = description.picture || (description.timecode && !isMXF(description.container));
     if (picture) {
         append(arguments, {"-f", "lavfi", "-t", std::to_string(description.duration), "-i",
-                           "color=c=gray:s=64x64:r=" + description.rate});
+                           "color=c=gray:s=" + pictureSize(description) + ":r=" + description.rate});
     }
     std::size_t index = 0;
     for (const SoundDescription& sound : description.sound) {
@@ -116,7 +187,7 @@ Arguments recording(const ClipDescription& description) {
         append(arguments, {"-map", std::to_string(input)});
     }
     if (picture) {
-        append(arguments, {"-c:v", "mpeg4", "-flags:v", "+bitexact", "-g", "12"});
+        append(arguments, pictureCoding(description));
     }
     index = 0;
     for (const SoundDescription& sound : description.sound) {
@@ -158,7 +229,7 @@ std::filesystem::path clipFolder() {
 std::filesystem::path clip(const ClipDescription& description) {
     const std::string ending = "." + extension(description.container);
     Arguments record = recording(description);
-    const bool stripped = !description.picture && description.timecode;
+    const bool stripped = !description.picture && description.timecode && !isMXF(description.container);
     std::uint64_t key = digest(record);
     if (stripped) {
         key = digest(withoutPicture(description, {}), key);

@@ -11,7 +11,9 @@
 
 namespace test {
 
-enum class Container { mov, mp4, m4v };
+/// MXF: OP1a; D-10 (IMX: 25 or 29.97 pictures a second, one sound track); OP-Atom (picture or one sound
+/// track).
+enum class Container { mov, mp4, m4v, mxf, mxfD10, mxfOpAtom };
 
 /// What a sound track holds: a steady tone, white noise, pink noise that swells like speech, or zeros.
 enum class Signal { tone, noise, speech, silence };

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/mxf/metadata.h"
+
+#include <algorithm>
+
+namespace media::mxf {
+
+namespace {
+
+constexpr std::size_t mostPackages = 1024;
+constexpr std::size_t mostTracks = 1024;
+constexpr std::size_t mostComponents = 200'000;
+constexpr std::size_t mostDescriptors = 4096;
+constexpr int deepestNesting = 8;
+constexpr std::int64_t latestTimecode = std::int64_t{1} << 56;
+constexpr std::int64_t longestDuration = std::int64_t{1} << 48;
+
+/// ReferenceImageEditRate (SMPTE ST 377-1): it has no fixed tag.
+constexpr Label referenceRateProperty{0x06, 0x0e, 0x2b, 0x34, 0x01, 0x01, 0x01, 0x01,
+                                      0x04, 0x02, 0x01, 0x01, 0x06, 0x00, 0x00, 0x00};
+
+std::uint32_t small(const LocalSet& set, std::uint16_t tag) {
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(set.number(tag).value_or(0), UINT32_MAX));
+}
+
+/// A length or position that a clip can have; `fallback` for every other.
+std::int64_t plausible(const LocalSet& set, std::uint16_t tag, std::int64_t fallback) {
+    const std::int64_t value = set.position(tag).value_or(fallback);
+    return value < 0 || value > longestDuration ? fallback : value;
+}
+
+/// Builds the plain values from the sets of one copy, within limits that no real file comes near.
+class Builder {
+  public:
+    explicit Builder(const MetadataSets& sets)
+        : sets_(sets), referenceRateTag_(sets.dynamicTag(referenceRateProperty)) {}
+
+    Metadata build() {
+        Metadata metadata;
+        const LocalSet* preface = nullptr;
+        for (const LocalSet* set : sets_.inOrder()) {
+            switch (set->kind()) {
+            case setKind::preface:
+                preface = preface ? preface : set;
+                break;
+            case setKind::materialPackage:
+            case setKind::sourcePackage:
+                if (metadata.packages.size() < mostPackages)
+                    metadata.packages.push_back(package(*set));
+                break;
+            case setKind::essenceContainerData:
+                if (metadata.containers.size() < mostPackages)
+                    metadata.containers.push_back(
+                        {set->umid(0x2701).value_or(Umid{}), small(*set, 0x3f07), small(*set, 0x3f06)});
+                break;
+            default:
+                break;
+            }
+        }
+        if (preface) {
+            metadata.lastModified = preface->timestamp(0x3b02);
+            for (const LocalSet* set : sets_.referredAll(*preface, 0x3b06))
+                metadata.identifications.push_back(
+                    {set->text(0x3c01), set->text(0x3c02), set->timestamp(0x3c06)});
+        }
+        return metadata;
+    }
+
+  private:
+    Package package(const LocalSet& set) {
+        Package package;
+        package.isMaterial = set.kind() == setKind::materialPackage;
+        package.id = set.umid(0x4401).value_or(Umid{});
+        package.created = set.timestamp(0x4405);
+        for (const LocalSet* track : sets_.referredAll(set, 0x4403)) {
+            if (track->kind() == setKind::track && tracks_++ < mostTracks)
+                package.tracks.push_back(packageTrack(*track));
+        }
+        if (const LocalSet* found = sets_.referred(set, 0x4701))
+            package.descriptor = descriptor(*found, 0);
+        return package;
+    }
+
+    PackageTrack packageTrack(const LocalSet& set) {
+        PackageTrack track;
+        track.id = small(set, 0x4801);
+        track.number = small(set, 0x4804);
+        track.editRate = set.rational(0x4b01).value_or(Rational{});
+        track.origin = plausible(set, 0x4b02, 0);
+        const LocalSet* content = sets_.referred(set, 0x4803);
+        if (!content)
+            return track;
+        track.kind = dataKind(content->label(0x0201).value_or(Label{}));
+        track.duration = plausible(*content, 0x0202, -1);
+        if (content->kind() != setKind::sequence) { // a bare component stands for a sequence of one
+            track.components.push_back(component(*content, 0));
+            return track;
+        }
+        for (const LocalSet* found : sets_.referredAll(*content, 0x1001)) {
+            if (components_++ >= mostComponents)
+                break;
+            track.components.push_back(component(*found, 0));
+            if (track.kind == DataKind::unknown)
+                track.kind = dataKind(found->label(0x0201).value_or(Label{}));
+        }
+        return track;
+    }
+
+    Component component(const LocalSet& set, int depth) {
+        Component component;
+        component.duration = plausible(set, 0x0202, -1);
+        switch (set.kind()) {
+        case setKind::sourceClip:
+            component.kind = Component::Kind::sourceClip;
+            component.sourcePackage = set.umid(0x1101).value_or(Umid{});
+            component.sourceTrack = small(set, 0x1102);
+            component.startPosition = plausible(set, 0x1201, 0);
+            break;
+        case setKind::timecodeComponent:
+            component.kind = Component::Kind::timecode;
+            component.startTimecode = set.position(0x1501).value_or(-1);
+            if (component.startTimecode > latestTimecode)
+                component.startTimecode = -1;
+            component.base = small(set, 0x1502);
+            component.dropFrame = small(set, 0x1503) == 1;
+            break;
+        case setKind::filler:
+            component.kind = Component::Kind::filler;
+            break;
+        case setKind::essenceGroup: // several renditions of the same: the first one
+        case setKind::pulldown: {
+            const auto choices = set.kind() == setKind::pulldown ? std::vector{sets_.referred(set, 0x0d01)}
+                                                                 : sets_.referredAll(set, 0x0501);
+            if (!choices.empty() && choices.front() && depth < deepestNesting) {
+                const std::int64_t duration = component.duration;
+                component = this->component(*choices.front(), depth + 1);
+                component.duration = duration;
+            }
+            break;
+        }
+        default:
+            break;
+        }
+        return component;
+    }
+
+    Descriptor descriptor(const LocalSet& set, int depth) {
+        Descriptor descriptor;
+        descriptor.kind = set.kind();
+        descriptor.linkedTrack = small(set, 0x3006);
+        descriptor.sampleRate = set.rational(0x3001).value_or(Rational{});
+        descriptor.containerDuration = plausible(set, 0x3002, -1);
+        descriptor.essenceContainer = set.label(0x3004).value_or(Label{});
+        descriptor.isSound = set.kind() == setKind::genericSound || set.kind() == setKind::waveSound ||
+                             set.kind() == setKind::aes3Sound || set.number(0x3d03) || set.number(0x3d07);
+        descriptor.isPicture = !descriptor.isSound && set.number(0x3203);
+        PictureDescription& picture = descriptor.picture;
+        picture.storedWidth = small(set, 0x3203);
+        picture.storedHeight = small(set, 0x3202);
+        picture.sampledWidth = small(set, 0x3205);
+        picture.sampledHeight = small(set, 0x3204);
+        picture.displayWidth = small(set, 0x3209);
+        picture.displayHeight = small(set, 0x3208);
+        picture.frameLayout = static_cast<std::uint8_t>(small(set, 0x320c));
+        picture.aspectRatio = set.rational(0x320e).value_or(Rational{});
+        if (referenceRateTag_)
+            picture.referenceRate = set.rational(*referenceRateTag_).value_or(Rational{});
+        SoundDescription& sound = descriptor.sound;
+        sound.samplingRate = set.rational(0x3d03).value_or(Rational{});
+        sound.bits = small(set, 0x3d01);
+        sound.channels = small(set, 0x3d07);
+        sound.blockAlign = small(set, 0x3d0a);
+        sound.compression = set.label(0x3d06).value_or(Label{});
+        if (set.kind() == setKind::multipleDescriptor && depth < deepestNesting) {
+            for (const LocalSet* child : sets_.referredAll(set, 0x3f01)) {
+                if (descriptors_++ < mostDescriptors)
+                    descriptor.children.push_back(this->descriptor(*child, depth + 1));
+            }
+        }
+        return descriptor;
+    }
+
+    const MetadataSets& sets_;
+    std::optional<std::uint16_t> referenceRateTag_;
+    std::size_t tracks_ = 0;
+    std::size_t components_ = 0;
+    std::size_t descriptors_ = 0;
+};
+
+} // namespace
+
+const Package* Metadata::package(const Umid& id) const {
+    const auto found = std::ranges::find(packages, id, &Package::id);
+    return found == packages.end() ? nullptr : &*found;
+}
+
+Metadata readMetadata(const io::ByteSource& source, const Partition& partition) {
+    const MetadataSets sets(source, partition);
+    return Builder(sets).build();
+}
+
+} // namespace media::mxf

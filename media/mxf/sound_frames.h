@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The sound of a frame-wrapped container, content package by content package: found by the index or by
+// hopping, read once for all lanes.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "media/mxf/essence.h"
+
+namespace media::mxf {
+
+/// The sound elements of one content package.
+struct SoundPackage {
+    std::vector<Extent> parts; ///< by stream; without bytes where an element is missing
+    Position start;            ///< of its first element, sound or not
+    std::uint64_t begin = 0;   ///< of the first sound element's key; 0 without sound
+    std::uint64_t end = 0;     ///< of the last sound element
+};
+
+/// Steps from one content package to the next. One thread.
+class PackageWalker {
+  public:
+    /// What is going to be read of each package: nothing, the whole span of its sound, or one stream.
+    enum class Use { count, all, one };
+    PackageWalker(const EssenceMap& map, KlvReader& reader, Use use);
+
+    /// The next package that is there as a whole; false at the end of what was recorded.
+    bool next(SoundPackage& package);
+    /// Continues at the first package.
+    void restart() noexcept { walker_.restart(); }
+    /// Continues at the start of a package.
+    void moveTo(Position position) { walker_.moveTo(position); }
+    /// Continues at a package's first sound element, as the index has it.
+    void moveToSound(Position position);
+
+  private:
+    [[nodiscard]] std::size_t streamOf(const Klv& element) const noexcept;
+    void prefetch(std::uint64_t begin);
+    void jump(const SoundPackage& package);
+    void remember(const SoundPackage& package);
+
+    const EssenceMap& map_;
+    KlvReader& reader_;
+    ElementWalker walker_;
+    Use use_;
+    // The package before, which this one most likely resembles.
+    std::vector<std::uint64_t> offsets_; ///< of its sound elements from the first one on
+    std::uint64_t lastBegin_ = 0;
+    std::uint64_t span_ = 0;
+    std::vector<std::uint64_t> newOffsets_;
+    bool isSparse_ = false; ///< too much lies between the elements to read them in one go
+};
+
+/// Finds and reads content packages in any order, fastest in turn. One thread.
+class PackageReader {
+  public:
+    /// `only`: the one stream that is wanted; all of them without.
+    explicit PackageReader(std::shared_ptr<const EssenceMap> map,
+                           std::optional<std::size_t> only = std::nullopt);
+
+    /// Content package `unit`; false behind the last one.
+    bool find(std::int64_t unit, SoundPackage& package);
+    /// Copies a part of the package found last.
+    void copy(const Extent& part, std::span<std::byte> out) { reader_.copy(part.offset, out); }
+
+  private:
+    bool findByIndex(std::int64_t unit, SoundPackage& package);
+    bool findByWalking(std::int64_t unit, SoundPackage& package);
+    [[nodiscard]] std::optional<Position> indexed(std::int64_t unit, std::optional<ElementPlace> place);
+    bool isAdvancing(std::int64_t unit, Position position);
+
+    std::shared_ptr<const EssenceMap> map_;
+    KlvReader reader_;
+    KlvReader entries_;
+    StreamMap stream_;
+    PackageWalker walker_;
+    bool useIndex_;
+    std::int64_t nextUnit_ = 0;  ///< at which the walker stands; below 0 unknown
+    Position lastIndexed_;       ///< where the index led to last
+    std::int64_t lastUnit_ = -1; ///< of that
+    /// Places passed, one every `checkpointUnits` packages, so that going back costs little.
+    std::vector<Position> checkpoints_;
+};
+
+/// A run of content packages with the bytes of their sound.
+struct Batch {
+    struct Part {
+        std::size_t offset = 0; ///< in `bytes`
+        std::size_t bytes = 0;
+    };
+    std::vector<std::byte> bytes;
+    std::vector<std::vector<Part>> packages; ///< by stream
+    bool isLast = false;
+};
+
+/// Reads a container's batches once for all lanes, and keeps the recent ones. Any thread.
+class BatchCache {
+  public:
+    explicit BatchCache(std::shared_ptr<const EssenceMap> map);
+
+    [[nodiscard]] const EssenceMap& map() const noexcept { return *map_; }
+    [[nodiscard]] std::int64_t unitsPerBatch() const noexcept { return unitsPerBatch_; }
+    /// The batch, read now if it is the next one; none when it has been dropped already: the caller is too
+    /// far behind the others and reads for itself.
+    [[nodiscard]] std::shared_ptr<const Batch> batch(std::int64_t index);
+    /// Reads a batch past the cache.
+    [[nodiscard]] std::shared_ptr<const Batch> read(PackageReader& reader, std::int64_t index,
+                                                    std::optional<std::size_t> only = std::nullopt) const;
+    [[nodiscard]] std::shared_ptr<const EssenceMap> sharedMap() const noexcept { return map_; }
+
+  private:
+    std::shared_ptr<const EssenceMap> map_;
+    std::int64_t unitsPerBatch_ = 1;
+
+    std::mutex held_; ///< guards the batches
+    std::deque<std::shared_ptr<const Batch>> batches_;
+    std::int64_t firstHeld_ = 0; ///< index of the first one kept
+
+    std::mutex reading_; ///< guards the reader, and is held while a batch is read
+    PackageReader reader_;
+};
+
+} // namespace media::mxf

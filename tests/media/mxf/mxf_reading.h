@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the MXF tests read from a clip through the media layer's outputs.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "media/track_output.h"
+
+namespace test {
+
+/// All of a sound track as 32-bit samples.
+inline std::vector<std::byte> soundOf(const media::Asset& asset, const media::Track& track) {
+    media::TrackOutput output(asset, track, 32);
+    media::SampleBuffer buffer;
+    std::vector<std::byte> pcm;
+    while (output.copyNextSampleBuffer(buffer))
+        pcm.insert(pcm.end(), buffer.data.begin(), buffer.data.end());
+    return pcm;
+}
+
+/// The frame numbers of a timecode track's samples.
+inline std::vector<std::int64_t> timecodesOf(const media::Asset& asset, const media::Track& track) {
+    media::TrackOutput output(asset, track);
+    media::SampleBuffer buffer;
+    std::vector<std::int64_t> frames;
+    while (output.copyNextSampleBuffer(buffer)) {
+        std::uint64_t frame = 0;
+        for (const std::byte byte : buffer.data)
+            frame = frame << 8 | std::to_integer<std::uint8_t>(byte);
+        frames.push_back(static_cast<std::int64_t>(frame));
+    }
+    return frames;
+}
+
+} // namespace test
