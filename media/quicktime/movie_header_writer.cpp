@@ -77,14 +77,14 @@ class HeaderBuilder {
     std::uint64_t holeBytes_ = 0;
 };
 
-/// The smallest time scale in which the ends of all edits are whole, among those that fit; the longest track
-/// counts first.
+/// A time scale in which the ends of all edits and single frames of sound are whole, as far as it fits; the
+/// longest track counts first. (Readers take an edit that ends less than a tick before its media for a
+/// rounded one and play on: with coarse ticks that would be an encoder's padding.)
 std::int64_t movieTimescale(std::span<WrittenTrack* const> tracks) {
-    constexpr std::int64_t smallest = 600;
+    constexpr std::int64_t smallest = 48'000;
     std::int64_t timescale = 1;
-    const auto include = [&](const Time& time) {
-        const std::int64_t reduced = time.timescale / std::gcd(time.value, time.timescale);
-        const std::int64_t factor = reduced / std::gcd(reduced, timescale);
+    const auto include = [&](std::int64_t ticks) {
+        const std::int64_t factor = ticks / std::gcd(ticks, timescale);
         if (factor <= largestShortDuration / timescale)
             timescale *= factor;
     };
@@ -95,8 +95,13 @@ std::int64_t movieTimescale(std::span<WrittenTrack* const> tracks) {
     std::stable_sort(longestFirst.begin(), longestFirst.end(),
                      [&](const WrittenTrack* a, const WrittenTrack* b) { return end(a) > end(b); });
     for (const WrittenTrack* track : longestFirst)
-        for (const Edit& edit : track->edits)
-            include(edit.start + edit.duration);
+        for (const Edit& edit : track->edits) {
+            const Time editEnd = edit.start + edit.duration;
+            include(editEnd.timescale / std::gcd(editEnd.value, editEnd.timescale));
+        }
+    for (const WrittenTrack* track : longestFirst)
+        if (track->mediaType == MediaType::audio)
+            include(track->timescale);
     return timescale >= smallest ? timescale : timescale * ((smallest + timescale - 1) / timescale);
 }
 

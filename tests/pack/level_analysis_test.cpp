@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "pack/level_analysis.h"
-
 #include <cstdint>
 #include <random>
 #include <string>
@@ -8,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "pack/level_analysis.h"
 #include "pack/level_scan.h"
 
 namespace {
