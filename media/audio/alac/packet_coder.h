@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Turns a run of PCM into Apple Lossless packets. Packets do not know of each other: what a run is cut into
+// for several coders does not show in the bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "media/audio/alac/analysis.h"
+#include "media/audio/alac/channel_coder.h"
+#include "media/audio/alac/elements.h"
+#include "media/audio/codec.h"
+
+namespace media::audio::alac {
+
+class BitWriter;
+
+enum class Path { fastest, portable };
+
+class PacketCoder {
+  public:
+    /// 1 to maxChannels channels; bits 16, 24 or 32.
+    PacketCoder(std::uint32_t channels, int bits, Path path = Path::fastest);
+
+    /// The largest run that `encode` takes, in frames: enough packets to fill the vector unit's lanes.
+    [[nodiscard]] static std::size_t maxFrames(std::uint32_t channels) {
+        return (channels == 1 ? 16 : 8) * std::size_t{packetFrames};
+    }
+
+    /// Interleaved little-endian samples of whole frames, at most maxFrames of them. All packets hold
+    /// packetFrames frames but the last.
+    void encode(std::span<const std::byte> pcm, const PacketSink& sink);
+
+  private:
+    struct Packet {
+        std::span<const std::byte> pcm;
+        std::uint32_t frames = 0;
+        bool silent = false;
+        std::size_t firstJob = 0;
+        const std::uint8_t* low = nullptr;
+    };
+
+    void prepare(Packet& packet, std::size_t slot);
+    [[nodiscard]] std::span<const std::byte> assemble(const Packet& packet, std::span<const ChannelJob> jobs,
+                                                      std::span<const Mixing> mixings, int shiftBytes);
+    void putUncompressed(BitWriter& out, const Packet& packet, const Element& element);
+    void putLowBytes(BitWriter& out, const Packet& packet, const Element& element, int shiftBytes);
+    [[nodiscard]] std::vector<std::byte> silentPacket();
+
+    std::uint32_t channels_;
+    std::size_t bytes_; ///< of a sample
+    Path path_;
+    std::span<const Element> elements_;
+
+    std::vector<Packet> run_;
+    std::vector<std::int16_t> high_;   ///< per packet: channels in their places
+    std::vector<std::uint8_t> low_;    ///< per packet: the bytes below, channels in their places
+    std::vector<std::int16_t> planes_; ///< per packet and channel, in element order; unused for mono
+    std::vector<Mixing> mixings_;      ///< per packet and element
+    std::vector<ChannelJob> jobs_;     ///< of the packets that are not silent
+    std::vector<std::uint8_t> code_;   ///< per job
+    std::vector<std::uint8_t> gathered_;
+    std::vector<std::uint8_t> packet_;
+    std::vector<std::byte> silence_; ///< a whole silent packet
+};
+
+} // namespace media::audio::alac
