@@ -44,24 +44,30 @@ void putPredictorHeader(BitWriter& out, const Coefficients& coefficients) {
 PacketCoder::PacketCoder(std::uint32_t channels, int bits, Path path)
     : channels_(channels), bytes_(static_cast<std::size_t>(bits) / 8), path_(path),
       elements_(elementsOf(channels)) {
-    const std::size_t packets = maxFrames(channels) / packetFrames;
-    const std::size_t samples = packets * packetFrames * channels;
+    gathered_.resize(packetFrames * 2 * bytes_ + BitWriter::slack);
+    // No compressed sample takes more than 26 bits and the bytes below.
+    packet_.resize(packetFrames * channels * (bytes_ + 2) + elements_.size() * 64 + BitWriter::slack);
+}
+
+/// Makes room for so many packets at once; short streams never need it all.
+void PacketCoder::reserve(std::size_t packets) {
+    if (packets <= run_.capacity())
+        return;
+    const std::size_t samples = packets * packetFrames * channels_;
     run_.reserve(packets);
     high_.resize(samples);
     low_.resize(samples * (bytes_ - 2) + BitWriter::slack);
-    planes_.resize(channels == 1 ? 0 : samples);
+    planes_.resize(channels_ == 1 ? 0 : samples);
     mixings_.resize(packets * elements_.size());
-    jobs_.reserve(packets * channels);
-    code_.resize(packets * channels * codeCapacity);
-    gathered_.resize(packetFrames * 2 * bytes_ + BitWriter::slack);
-    packet_.resize(packetFrames * channels * bytes_ + elements_.size() * 8 + 2 * BitWriter::slack);
-    silence_ = silentPacket();
+    jobs_.reserve(packets * channels_);
+    code_.resize(packets * channels_ * codeCapacity);
 }
 
 void PacketCoder::encode(std::span<const std::byte> pcm, const PacketSink& sink) {
     const std::size_t packetBytes = packetFrames * channels_ * bytes_;
     run_.clear();
     jobs_.clear();
+    reserve((pcm.size() + packetBytes - 1) / packetBytes);
     while (!pcm.empty()) {
         const std::size_t size = std::min(pcm.size(), packetBytes);
         Packet& packet = run_.emplace_back();
@@ -78,6 +84,8 @@ void PacketCoder::encode(std::span<const std::byte> pcm, const PacketSink& sink)
         codeChannels(jobs_);
     for (std::size_t slot = 0; slot < run_.size(); ++slot) {
         const Packet& packet = run_[slot];
+        if (packet.silent && silence_.empty())
+            silence_ = silentPacket();
         if (packet.silent)
             sink(silence_, packet.frames);
         else
@@ -142,8 +150,12 @@ std::span<const std::byte> PacketCoder::assemble(const Packet& packet, std::span
                 channelHeaderBits + job.codedBits + packet.frames * 8 * static_cast<std::size_t>(shiftBytes);
             usable = usable && job.usable;
         }
-        if (!usable || size >= packet.frames * channels.size() * bytes_ * 8) {
-            putElementHeader(out, element, packet.frames, 0, true);
+        // Decoders check a pair's width before they see that it is uncompressed: 32 bits and the difference's
+        // one more are too many for some, so that such a pair is compressed at any size, and where it can't
+        // be, it states the shift that uncompressed samples don't have.
+        const bool widePair = bytes_ == 4 && channels.size() == 2;
+        if (!usable || (!widePair && size >= packet.frames * channels.size() * bytes_ * 8)) {
+            putElementHeader(out, element, packet.frames, widePair ? shiftBytes : 0, true);
             putUncompressed(out, packet, element);
             continue;
         }

@@ -42,6 +42,7 @@ class PacketCoder {
         const std::uint8_t* low = nullptr;
     };
 
+    void reserve(std::size_t packets);
     void prepare(Packet& packet, std::size_t slot);
     [[nodiscard]] std::span<const std::byte> assemble(const Packet& packet, std::span<const ChannelJob> jobs,
                                                       std::span<const Mixing> mixings, int shiftBytes);

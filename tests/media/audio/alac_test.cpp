@@ -1,0 +1,275 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+#include <array>
+#include <numeric>
+#include <random>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "media/audio/alac/avx2.h"
+#include "media/audio/alac/channel_coder.h"
+#include "media/audio/alac/encoder.h"
+#include "media/audio/alac/pcm_split.h"
+#include "media/error.h"
+#include "tests/support/libav_lossless.h"
+#include "tests/support/sample_patterns.h"
+#include "tests/support/strict_lossless.h"
+
+namespace {
+
+using media::audio::EncoderSettings;
+using media::audio::alac::ChannelJob;
+using media::audio::alac::Path;
+using test::Bytes;
+
+struct Stream {
+    media::audio::EncodedFormat format;
+    std::vector<Bytes> packets;
+    std::vector<std::uint32_t> frames;
+
+    [[nodiscard]] std::size_t size() const {
+        return std::accumulate(packets.begin(), packets.end(), std::size_t{0},
+                               [](std::size_t sum, const Bytes& packet) { return sum + packet.size(); });
+    }
+};
+
+EncoderSettings settingsOf(std::size_t channels, int bits) {
+    EncoderSettings settings;
+    settings.sampleRate = 48000;
+    settings.channels = static_cast<std::uint32_t>(channels);
+    settings.inputBits = settings.bitDepthHint = bits;
+    return settings;
+}
+
+/// Hands the PCM over in pieces of `piece` frames.
+Stream encode(const EncoderSettings& settings, std::span<const std::byte> pcm, Path path = Path::fastest,
+              std::size_t piece = 100'000) {
+    Stream stream;
+    const auto encoder = media::audio::alac::makeEncoder(settings, path);
+    const auto sink = [&](std::span<const std::byte> packet, std::uint32_t frames) {
+        stream.packets.emplace_back(packet.begin(), packet.end());
+        stream.frames.push_back(frames);
+    };
+    const std::size_t frameBytes = settings.channels * static_cast<std::size_t>(settings.inputBits) / 8;
+    while (!pcm.empty()) {
+        const std::size_t size = std::min(pcm.size(), piece * frameBytes);
+        encoder->encode(pcm.first(size), sink);
+        pcm = pcm.subspan(size);
+    }
+    encoder->finish(sink);
+    stream.format = encoder->format();
+    return stream;
+}
+
+Bytes decodeByLibav(const Stream& stream) {
+    test::LibavLosslessDecoder decoder(stream.format.configuration);
+    Bytes pcm;
+    for (const Bytes& packet : stream.packets)
+        decoder.decode(packet, pcm);
+    return pcm;
+}
+
+/// By our own decoder, with the channels put from the format's order into the input's.
+Bytes decodeByUs(const Stream& stream, int bits) {
+    static const std::array<std::vector<std::size_t>, 8> places{{{0},
+                                                                 {0, 1},
+                                                                 {2, 0, 1},
+                                                                 {2, 0, 1, 3},
+                                                                 {2, 0, 1, 3, 4},
+                                                                 {2, 0, 1, 4, 5, 3},
+                                                                 {2, 0, 1, 4, 5, 6, 3},
+                                                                 {2, 6, 7, 0, 1, 4, 5, 3}}};
+    Bytes pcm;
+    for (const Bytes& packet : stream.packets)
+        test::decodeStrictly(stream.format.configuration, packet, pcm);
+    Bytes ordered(pcm.size());
+    const std::size_t channels = stream.format.channels, width = static_cast<std::size_t>(bits) / 8;
+    for (std::size_t i = 0; i < pcm.size() / width; ++i)
+        std::copy_n(pcm.begin() + static_cast<std::ptrdiff_t>(i * width), width,
+                    ordered.begin() +
+                        static_cast<std::ptrdiff_t>(
+                            (i / channels * channels + places[channels - 1][i % channels]) * width));
+    return ordered;
+}
+
+void expectExact(const Stream& stream, const Bytes& pcm, int bits) {
+    ASSERT_NO_THROW({
+        ASSERT_TRUE(decodeByLibav(stream) == pcm) << "libavcodec's decoder";
+        ASSERT_TRUE(decodeByUs(stream, bits) == pcm) << "the strict decoder";
+    });
+}
+
+Bytes cat(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+TEST(AppleLossless, ReturnsEverySampleOfShortStreams) {
+    for (std::uint32_t seed = 0; seed < 12'000; ++seed) {
+        std::mt19937 random(seed);
+        const std::size_t channels = random() % 3 != 0 ? 1 + random() % 2 : 1 + random() % 8;
+        const int bits = std::array{16, 24, 24, 32}[random() % 4];
+        // Whole vector steps as often as odd lengths.
+        const std::size_t frames = random() % 2 == 0 ? 1 + random() % 300 : 16 * (1 + random() % 20);
+        const Bytes pcm = test::patternPCM(random, frames, channels, bits);
+        const Stream stream = encode(settingsOf(channels, bits), pcm);
+        SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << channels << " channels of " << bits
+                                        << " bits, " << frames << " frames");
+        expectExact(stream, pcm, bits);
+        ASSERT_TRUE(encode(settingsOf(channels, bits), pcm, Path::portable).packets == stream.packets);
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+TEST(AppleLossless, ReturnsEverySampleOfLongStreamsHoweverTheyCome) {
+    for (std::uint32_t seed = 0; seed < 120; ++seed) {
+        std::mt19937 random(seed);
+        const std::size_t channels = random() % 2 == 0 ? 1 : 1 + random() % 8;
+        const int bits = std::array{16, 24, 24, 32}[random() % 4];
+        Bytes pcm;
+        for (std::size_t part = 0; part < 1 + 40 / (channels * channels); ++part)
+            pcm = cat({pcm, test::patternPCM(random, 1000 + random() % 5000, channels, bits)});
+        EncoderSettings settings = settingsOf(channels, bits);
+        const Stream stream = encode(settings, pcm);
+        SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << channels << " channels of " << bits);
+        expectExact(stream, pcm, bits);
+        EXPECT_TRUE(encode(settings, pcm, Path::portable, 1 + random() % 9000).packets == stream.packets);
+        settings.threads = 2 + static_cast<int>(random() % 3);
+        EXPECT_TRUE(encode(settings, pcm, Path::fastest, 5000).packets == stream.packets);
+        if (HasFailure())
+            return;
+    }
+}
+
+TEST(AppleLossless, PacketsHold4096FramesAndTheLastOneTheRest) {
+    const Bytes pcm(2 * 10'000);
+    EXPECT_EQ(encode(settingsOf(1, 16), pcm, Path::fastest, 777).frames,
+              (std::vector<std::uint32_t>{4096, 4096, 1808}));
+    EXPECT_TRUE(encode(settingsOf(1, 16), {}).packets.empty());
+}
+
+TEST(AppleLossless, CookieSaysWhatDecodersNeed) {
+    std::mt19937 random(1);
+    const Stream stream = encode(settingsOf(6, 24), test::patternPCM(random, 9000, 6, 24));
+    std::size_t largest = 0;
+    for (const Bytes& packet : stream.packets)
+        largest = std::max(largest, packet.size());
+    const std::size_t rate = stream.size() * 8 * 48000 / 9000;
+    const auto byte = [](std::size_t value) { return static_cast<std::byte>(value); };
+    Bytes expected{byte(0),  byte(0),  byte(16), byte(0), byte(0), byte(24),
+                   byte(40), byte(10), byte(14), byte(6), byte(0), byte(255)};
+    for (const std::size_t number : {largest, rate, std::size_t{48000}})
+        for (int shift = 24; shift >= 0; shift -= 8)
+            expected.push_back(byte(number >> shift));
+    ASSERT_EQ(stream.format.configuration.size(), 48U); // with the layout of more than two channels
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), stream.format.configuration.begin()));
+    EXPECT_EQ(stream.format.framesPerPacket, 4096U);
+    EXPECT_EQ(stream.format.bitsPerChannel, 24U);
+    EXPECT_EQ(stream.format.primingFrames, 0U);
+}
+
+TEST(AppleLossless, SilenceTakesAFewBytes) {
+    for (const std::size_t channels : {1U, 2U, 6U}) {
+        const Stream stream = encode(settingsOf(channels, 24), Bytes(40'960 * 3 * channels));
+        EXPECT_LT(stream.size(), 10 * 20 * channels);
+        expectExact(stream, Bytes(40'960 * 3 * channels), 24);
+    }
+}
+
+TEST(AppleLossless, NoiseTakesNoMoreThanItself) {
+    std::mt19937 random(7);
+    Bytes pcm(4096 * 3 * 4);
+    std::generate(pcm.begin(), pcm.end(), [&] { return static_cast<std::byte>(random()); });
+    EXPECT_LE(encode(settingsOf(1, 24), pcm).size(), pcm.size() + 4 * 4);
+}
+
+// After a run of zeros the residual 32768 reads differently in decoders; only a pair can have it.
+TEST(AppleLossless, KeepsAwayFromTheCodeThatDecodersReadDifferently) {
+    for (const std::size_t frames : {64U, 1000U, 4096U}) {
+        Bytes pcm(frames * 4, std::byte{0});
+        for (std::size_t i = 0; i < frames; ++i) // left -1 and one jump to 32767, right 0
+            pcm[4 * i] = pcm[4 * i + 1] = std::byte{0xFF};
+        pcm[4 * 50 + 1] = std::byte{0x7F};
+        const Stream stream = encode(settingsOf(2, 16), pcm);
+        expectExact(stream, pcm, 16);
+        EXPECT_EQ(std::to_integer<int>(stream.packets[0][2]) >> 1 & 1, 1) << "not uncompressed";
+        EXPECT_TRUE(encode(settingsOf(2, 16), pcm, Path::portable).packets == stream.packets);
+    }
+}
+
+TEST(AppleLossless, RefusesWhatTheFormatCannotHold) {
+    for (const auto& [channels, bits] : {std::pair{0, 16}, {9, 16}, {2, 20}, {2, 8}})
+        EXPECT_THROW(
+            (void)media::audio::alac::makeEncoder(settingsOf(static_cast<std::size_t>(channels), bits)),
+            media::Error);
+    const auto encoder = media::audio::alac::makeEncoder(settingsOf(2, 24));
+    EXPECT_THROW(encoder->encode(Bytes(7), [](auto, auto) {}), media::Error);
+}
+
+TEST(AppleLossless, StopsWithRunsUnderWay) {
+    EncoderSettings settings = settingsOf(1, 24);
+    settings.threads = 3;
+    const auto encoder = media::audio::alac::makeEncoder(settings);
+    std::mt19937 random(3);
+    encoder->encode(test::patternPCM(random, 500'000, 1, 24), [](auto, auto) {});
+}
+
+// The encoder's stages alone, where lanes of different kinds come together as streams rarely bring them.
+TEST(AppleLossless, PathsCodeChannelsAlike) {
+    if (!media::audio::alac::avx2Available())
+        GTEST_SKIP() << "no AVX2 here";
+    for (std::uint32_t seed = 0; seed < 1500; ++seed) {
+        std::mt19937 random(seed);
+        const std::size_t count = 1 + random() % 20, length = 16 * (1 + random() % 40);
+        std::vector<std::vector<std::int16_t>> samples;
+        std::vector<ChannelJob> jobs(count);
+        std::vector<Bytes> code(2 * count, Bytes(media::audio::alac::codeCapacity));
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::vector<std::int32_t> wide = test::samplePattern(random, length, 16);
+            samples.emplace_back(wide.begin(), wide.end());
+            jobs[i].residualBits = 16 + static_cast<int>(random() % 2);
+            for (std::int16_t& c : jobs[i].coefficients)
+                c = static_cast<std::int16_t>(static_cast<int>(random() % 7001) -
+                                              media::audio::alac::coefficientLimit);
+        }
+        std::vector<ChannelJob> portable = jobs;
+        for (std::size_t i = 0; i < count; ++i) {
+            jobs[i].samples = portable[i].samples = samples[i];
+            jobs[i].code = reinterpret_cast<std::uint8_t*>(code[2 * i].data());
+            portable[i].code = reinterpret_cast<std::uint8_t*>(code[2 * i + 1].data());
+        }
+        media::audio::alac::codeChannels(jobs);
+        media::audio::alac::codeChannelsPortable(portable);
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_EQ(jobs[i].usable, portable[i].usable) << "seed " << seed;
+            if (!jobs[i].usable)
+                continue;
+            ASSERT_EQ(jobs[i].codedBits, portable[i].codedBits) << "seed " << seed;
+            ASSERT_TRUE(
+                std::equal(code[2 * i].begin(),
+                           code[2 * i].begin() + static_cast<std::ptrdiff_t>((jobs[i].codedBits + 7) / 8),
+                           code[2 * i + 1].begin()))
+                << "seed " << seed;
+        }
+    }
+}
+
+TEST(AppleLossless, PathsSplitSamplesAlike) {
+    std::mt19937 random(11);
+    for (std::size_t count = 1; count < 300; ++count) {
+        Bytes pcm(3 * count);
+        std::generate(pcm.begin(), pcm.end(), [&] { return static_cast<std::byte>(random()); });
+        std::vector<std::int16_t> high(count), highPortable(count);
+        std::vector<std::uint8_t> low(count), lowPortable(count);
+        media::audio::alac::splitSamples(pcm, 24, high.data(), low.data());
+        media::audio::alac::splitSamplesPortable(pcm, 24, highPortable.data(), lowPortable.data());
+        ASSERT_EQ(high, highPortable);
+        ASSERT_EQ(low, lowPortable);
+    }
+}
+
+} // namespace
