@@ -31,7 +31,9 @@ void peak(benchmark::State& state) {
 void portablePeak(benchmark::State& state) {
     const std::vector<std::byte> pcm = samples();
     const Pack::level::Scans& scans = Pack::level::portableScans();
-    const auto scan = state.range(0) == 16 ? scans.bits16 : state.range(0) == 24 ? scans.bits24 : scans.bits32;
+    const auto scan = state.range(0) == 16   ? scans.bits16
+                      : state.range(0) == 24 ? scans.bits24
+                                             : scans.bits32;
     for (auto _ : state)
         benchmark::DoNotOptimize(scan(pcm));
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(pcm.size()));

@@ -27,10 +27,22 @@ std::uint32_t scanWords(std::span<const std::byte> pcm) noexcept {
     return magnitude(lowest, highest);
 }
 
+/// Four samples at a time out of three words, each sample in the high bytes of a word of its own.
 std::uint32_t scan24(std::span<const std::byte> pcm) noexcept {
     std::int32_t lowest = 0;
     std::int32_t highest = 0;
-    for (std::size_t at = 0; pcm.size() - at >= 3; at += 3) {
+    std::size_t at = 0;
+    for (; pcm.size() - at >= 12; at += 12) {
+        std::uint32_t word[3];
+        std::memcpy(word, pcm.data() + at, sizeof word);
+        const std::uint32_t samples[4] = {word[0] << 8, (word[0] >> 16 & 0xFF00) | word[1] << 16,
+                                          (word[1] >> 8 & 0xFFFF00) | word[2] << 24, word[2] & 0xFFFFFF00};
+        for (const std::uint32_t sample : samples) {
+            lowest = std::min(lowest, static_cast<std::int32_t>(sample));
+            highest = std::max(highest, static_cast<std::int32_t>(sample));
+        }
+    }
+    for (; pcm.size() - at >= 3; at += 3) {
         const std::byte* const sample = pcm.data() + at;
         const auto high = static_cast<std::int32_t>(std::to_integer<std::uint32_t>(sample[0]) << 8 |
                                                     std::to_integer<std::uint32_t>(sample[1]) << 16 |

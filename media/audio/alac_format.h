@@ -65,15 +65,15 @@ inline constexpr std::array eight = {Element{Tag::mono, 2}, Element{Tag::pair, 6
 }
 
 /// Bytes of the largest packet: every element uncompressed, with its 23 bits of header, and the end tag.
+/// Pairs of 32-bit channels count as two elements (see plain_encoders.cpp).
 [[nodiscard]] constexpr std::uint32_t largestPacket(std::uint32_t channels, std::uint32_t bitDepth) {
-    const auto count = static_cast<std::uint32_t>(elementsFor(channels).size());
+    const auto count = bitDepth == 32 ? channels : static_cast<std::uint32_t>(elementsFor(channels).size());
     return (framesPerPacket * channels * bitDepth + 23 * count + 3 + 7) / 8;
 }
 
 /// The 24 bytes that a decoder needs (ALACSpecificConfig), with the coding parameters that all encoders use.
-[[nodiscard]] constexpr std::array<std::byte, 24> magicCookie(std::uint32_t sampleRate,
-                                                              std::uint32_t channels,
-                                                              std::uint32_t bitDepth) {
+[[nodiscard]] constexpr std::array<std::byte, 24>
+magicCookie(std::uint32_t sampleRate, std::uint32_t channels, std::uint32_t bitDepth) {
     std::array<std::byte, 24> cookie{};
     std::size_t position = 0;
     const auto put = [&](std::uint32_t value, int bytes) {

@@ -19,7 +19,8 @@ namespace {
 const CodecModule& codecModule() {
     static const CodecModule& loaded = []() -> const CodecModule& {
         try {
-            return *platform::Module::load("ferrowick-codecs").function<const CodecModule*()>(codecModuleEntry)();
+            return *platform::Module::load("ferrowick-codecs")
+                        .function<const CodecModule*()>(codecModuleEntry)();
         } catch (const std::runtime_error& error) {
             throw Error(Error::Category::unsupported, error.what());
         }
@@ -36,8 +37,7 @@ bool isAACRate(double rate) {
 }
 
 void check(const EncoderSettings& settings) {
-    const bool widthKnown =
-        settings.inputBits == 16 || settings.inputBits == 24 || settings.inputBits == 32;
+    const bool widthKnown = settings.inputBits == 16 || settings.inputBits == 24 || settings.inputBits == 32;
     if (!widthKnown || settings.channels == 0 || !(settings.sampleRate >= 1 && settings.sampleRate <= 1e9))
         throw Error(Error::Category::unsupported, "The sound is in a format that can't be written here.");
 }

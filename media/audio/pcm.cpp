@@ -13,15 +13,15 @@ namespace {
 
 /// How one stored sample becomes one delivered sample.
 struct Layout {
-    std::size_t bytes = 0;    ///< of a stored sample
+    std::size_t bytes = 0; ///< of a stored sample
     bool bigEndian = false;
-    bool isUnsigned = false;  ///< offset binary
-    unsigned unusedHigh = 0;  ///< bits above the valid ones
+    bool isUnsigned = false; ///< offset binary
+    unsigned unusedHigh = 0; ///< bits above the valid ones
 };
 
 [[noreturn]] void refuse(const char* what) {
-    throw Error(Error::Category::unsupported, std::string("The sound is in a format that can't be read here (") +
-                                                  what + ").");
+    throw Error(Error::Category::unsupported,
+                std::string("The sound is in a format that can't be read here (") + what + ").");
 }
 
 Layout layoutOf(const AudioStreamDescription& format) {
@@ -102,8 +102,9 @@ void swapWords(const std::byte* from, std::size_t count, std::byte* to) {
         std::memcpy(&word, from + i * sizeof(Word), sizeof(Word));
         Word swapped = 0;
         for (std::size_t byte = 0; byte < sizeof(Word); ++byte)
-            swapped = static_cast<Word>(swapped | static_cast<Word>(static_cast<Word>(word >> (8 * byte)) & 0xFF)
-                                                      << (8 * (sizeof(Word) - 1 - byte)));
+            swapped =
+                static_cast<Word>(swapped | static_cast<Word>(static_cast<Word>(word >> (8 * byte)) & 0xFF)
+                                                << (8 * (sizeof(Word) - 1 - byte)));
         std::memcpy(to + i * sizeof(Word), &swapped, sizeof(Word));
     }
 }
@@ -113,7 +114,7 @@ void swapWords(const std::byte* from, std::size_t count, std::byte* to) {
 void swap24(const std::byte* from, std::size_t count, std::byte* to) {
     static_assert(std::endian::native == std::endian::little);
     constexpr std::uint64_t middle = 0xFF'0000'FF00;
-    constexpr std::uint64_t first = 0xFF'0000'00FF;
+    constexpr std::uint64_t first = 0xFF00'00FF;
     std::size_t i = 0;
     for (; i + 3 <= count; i += 2) {
         std::uint64_t word;

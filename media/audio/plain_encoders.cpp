@@ -92,29 +92,33 @@ class UncompressedALACEncoder final : public Encoder {
   private:
     void writePacket(const PacketSink& sink) {
         const auto frames = static_cast<std::uint32_t>(pending_.size() / bytesPerFrame_);
-        const bool partial = frames < alac::framesPerPacket;
         BitWriter writer(packet_);
-        std::array<std::uint32_t, 8> instances{};
         for (const alac::Element& element : alac::elementsFor(format_.channels)) {
-            const auto tag = static_cast<std::uint32_t>(element.tag);
-            writer.put(tag, 3);
-            writer.put(instances[tag]++, 4);
-            writer.put(0, 12);
-            writer.put(partial ? 1 : 0, 1);
-            writer.put(0, 2); // bytes stored apart
-            writer.put(1, 1); // uncompressed
-            if (partial)
-                writer.put(frames, 32);
-            for (std::size_t frame = 0; frame < frames; ++frame) {
-                putSample(writer, frame, element.first);
-                if (element.tag == alac::Tag::pair)
-                    putSample(writer, frame, element.second);
-            }
+            // Pairs go as two elements: libavcodec's decoder refuses pairs of 32-bit samples even where they
+            // are uncompressed.
+            const bool pair = element.tag == alac::Tag::pair;
+            putElement(writer, pair ? alac::Tag::mono : element.tag, element.first, frames);
+            if (pair)
+                putElement(writer, alac::Tag::mono, element.second, frames);
         }
         writer.put(static_cast<std::uint32_t>(alac::Tag::end), 3);
         writer.align();
         pending_.clear();
         sink(packet_, frames);
+    }
+
+    void putElement(BitWriter& writer, alac::Tag tag, std::size_t channel, std::uint32_t frames) {
+        const bool partial = frames < alac::framesPerPacket;
+        writer.put(static_cast<std::uint32_t>(tag), 3);
+        writer.put(static_cast<std::uint32_t>(channel), 4); // instance: any number that no other element has
+        writer.put(0, 12);
+        writer.put(partial ? 1 : 0, 1);
+        writer.put(0, 2); // bytes stored apart
+        writer.put(1, 1); // uncompressed
+        if (partial)
+            writer.put(frames, 32);
+        for (std::size_t frame = 0; frame < frames; ++frame)
+            putSample(writer, frame, channel);
     }
 
     void putSample(BitWriter& writer, std::size_t frame, std::size_t channel) {

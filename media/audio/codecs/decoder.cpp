@@ -52,10 +52,10 @@ Context openContext(const FormatDescription& format) {
 class LibavDecoder final : public Decoder {
   public:
     LibavDecoder(const FormatDescription& format, int bits)
-        : formatID_(format.audio->formatID), bytesPerSample_(static_cast<std::size_t>(bits) / 8),
-          context_(openContext(format)), packet_(owned<Packet>(av_packet_alloc())),
-          frame_(owned<Frame>(av_frame_alloc())), sampleRate_(context_->sample_rate),
-          channels_(context_->ch_layout.nb_channels) {}
+        : description_(format), formatID_(format.audio->formatID),
+          bytesPerSample_(static_cast<std::size_t>(bits) / 8), context_(openContext(description_)),
+          packet_(owned<Packet>(av_packet_alloc())), frame_(owned<Frame>(av_frame_alloc())),
+          sampleRate_(context_->sample_rate), channels_(context_->ch_layout.nb_channels) {}
 
     void decode(std::span<const std::byte> packet, std::vector<std::byte>& pcm) override {
         if (packet.empty()) // would end the stream
@@ -72,10 +72,11 @@ class LibavDecoder final : public Decoder {
     void finish(std::vector<std::byte>& pcm) override {
         check(avcodec_send_packet(context_.get(), nullptr));
         receive(pcm);
-        reset();
     }
 
-    void reset() override { avcodec_flush_buffers(context_.get()); }
+    /// A flush of the library's leaves overlapping windows and noise generators as they were, so that what
+    /// is decoded after a seek would depend on what was decoded before.
+    void reset() override { context_ = openContext(description_); }
 
     [[nodiscard]] double sampleRate() const override { return sampleRate_; }
     [[nodiscard]] std::uint32_t channels() const override { return static_cast<std::uint32_t>(channels_); }
@@ -163,6 +164,7 @@ class LibavDecoder final : public Decoder {
         check(converted == frame_->nb_samples ? 0 : AVERROR_INVALIDDATA);
     }
 
+    FormatDescription description_;
     FourCC formatID_;
     std::size_t bytesPerSample_;
     Context context_;

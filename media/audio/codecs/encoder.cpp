@@ -198,10 +198,24 @@ class LibavEncoder final : public Encoder {
     std::int64_t position_ = 0;
 };
 
+/// The fast coder with everything switched off that trades the waveform for a likeness of it: noise
+/// substitution, and what couples two channels that may be two microphones. Temporal noise shaping costs a
+/// quarter of the time and gains nothing measurable. What the fast coder loses against the library's default,
+/// which takes two to four times as long, it gets back by not spending bits on the top of the spectrum.
+void setFastAAC(AVCodecContext& context, const EncoderSettings& settings) {
+    av_opt_set(context.priv_data, "aac_coder", "fast", 0);
+    for (const char* const tool : {"aac_tns", "aac_pns", "aac_is", "aac_ms"})
+        av_opt_set_int(context.priv_data, tool, 0, 0);
+    constexpr int bandwidth = 15'000; // Hz
+    constexpr int ampleBitRate = 96'000;
+    if (context.sample_rate >= 32'000 && settings.bitRatePerChannel < ampleBitRate)
+        context.cutoff = bandwidth;
+}
+
 std::unique_ptr<Encoder> makeAACEncoder(const EncoderSettings& settings) {
-    Context context =
-        newContext(settings, AV_CODEC_ID_AAC, AV_SAMPLE_FMT_FLTP, aacLayout(settings.channels));
+    Context context = newContext(settings, AV_CODEC_ID_AAC, AV_SAMPLE_FMT_FLTP, aacLayout(settings.channels));
     context->bit_rate = std::int64_t{settings.bitRatePerChannel} * settings.channels;
+    setFastAAC(*context, settings);
     open(*context, audioFormat::aac);
     EncodedFormat format = formatOf(*context, settings);
     format.bitRate = static_cast<std::uint32_t>(context->bit_rate);

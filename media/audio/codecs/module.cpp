@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The codec module's entry point.
+#include "platform/module.h"
+
 #include "media/audio/codecs/codec_module.h"
 #include "media/audio/codecs/decoder.h"
 #include "media/audio/codecs/encoder.h"
 #include "media/audio/codecs/libav.h"
-#include "platform/module.h"
 
 namespace media::audio {
 
