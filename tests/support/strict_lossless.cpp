@@ -138,8 +138,8 @@ std::array<std::vector<std::int32_t>, 2> getElement(Bits& bits, const Header& h,
     const std::size_t channels = h.pair ? 2 : 1;
     std::array<std::vector<std::int32_t>, 2> out;
     if (h.escape) {
-        require(h.shiftBits == (depth == 32 && h.pair ? 16 : 0),
-                "an uncompressed element with shifted samples");
+        require(h.shiftBits == 0 && depth + (h.pair ? 1 : 0) <= 32,
+                "an uncompressed element that not all decoders take");
         for (std::size_t i = 0; i < h.frames; ++i)
             for (std::size_t c = 0; c < channels; ++c)
                 out[c].push_back(bits.getSigned(depth));

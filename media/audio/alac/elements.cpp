@@ -6,17 +6,17 @@ namespace {
 
 constexpr ElementTag S = ElementTag::single, P = ElementTag::pair, F = ElementTag::lowFrequency;
 
-constexpr std::array mono{Element{S, 0, {0}}};
-constexpr std::array stereo{Element{P, 0, {0, 1}}};
-constexpr std::array three{Element{S, 0, {2}}, Element{P, 0, {0, 1}}};                       // C L R
-constexpr std::array four{Element{S, 0, {2}}, Element{P, 0, {0, 1}}, Element{S, 1, {3}}};    // C L R Cs
-constexpr std::array five{Element{S, 0, {2}}, Element{P, 0, {0, 1}}, Element{P, 1, {3, 4}}}; // C L R Ls Rs
-constexpr std::array six{Element{S, 0, {2}}, Element{P, 0, {0, 1}}, Element{P, 1, {4, 5}},   // C L R Ls Rs
-                         Element{F, 0, {3}}};                                                // LFE
-constexpr std::array seven{Element{S, 0, {2}}, Element{P, 0, {0, 1}}, Element{P, 1, {4, 5}}, // C L R Ls Rs
-                           Element{S, 1, {6}}, Element{F, 0, {3}}};                          // Cs LFE
-constexpr std::array eight{Element{S, 0, {2}}, Element{P, 0, {6, 7}}, Element{P, 1, {0, 1}}, // C Lc Rc L R
-                           Element{P, 2, {4, 5}}, Element{F, 0, {3}}};                       // Ls Rs LFE
+constexpr std::array mono{Element{S, {0}}};
+constexpr std::array stereo{Element{P, {0, 1}}};
+constexpr std::array three{Element{S, {2}}, Element{P, {0, 1}}};                    // C L R
+constexpr std::array four{Element{S, {2}}, Element{P, {0, 1}}, Element{S, {3}}};    // C L R Cs
+constexpr std::array five{Element{S, {2}}, Element{P, {0, 1}}, Element{P, {3, 4}}}; // C L R Ls Rs
+constexpr std::array six{Element{S, {2}}, Element{P, {0, 1}}, Element{P, {4, 5}},   // C L R Ls Rs
+                         Element{F, {3}}};                                          // LFE
+constexpr std::array seven{Element{S, {2}}, Element{P, {0, 1}}, Element{P, {4, 5}}, // C L R Ls Rs
+                           Element{S, {6}}, Element{F, {3}}};                       // Cs LFE
+constexpr std::array eight{Element{S, {2}}, Element{P, {6, 7}}, Element{P, {0, 1}}, // C Lc Rc L R
+                           Element{P, {4, 5}}, Element{F, {3}}};                    // Ls Rs LFE
 
 struct Layout {
     std::span<const Element> elements;

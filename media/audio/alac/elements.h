@@ -15,7 +15,6 @@ enum class ElementTag : std::uint8_t { single = 0, pair = 1, lowFrequency = 3, e
 
 struct Element {
     ElementTag tag;
-    std::uint8_t instance; ///< counts the elements of its tag
     /// Places in an input frame. The input is in the order of the channel masks (L R C LFE Ls Rs ...), as
     /// decoders put it out again.
     std::array<std::uint8_t, 2> channels;

@@ -10,25 +10,33 @@
 namespace media::audio::alac {
 namespace {
 
-constexpr std::size_t elementHeaderBits = 23; ///< tag, instance, unused, partial, shift, escape
 constexpr std::size_t channelHeaderBits = 16 + 16 * predictorOrder;
 
 bool isSilent(std::span<const std::byte> pcm) {
     return pcm[0] == std::byte{0} && std::memcmp(pcm.data(), pcm.data() + 1, pcm.size() - 1) == 0;
 }
 
-void putElementHeader(BitWriter& out, const Element& element, std::uint32_t frames, int shiftBytes,
-                      bool escape) {
-    const bool partial = frames != packetFrames;
-    out.put(static_cast<std::uint64_t>(element.tag), 3);
-    out.put(element.instance, 4);
-    out.put(0, 12);
-    out.put(partial ? 1 : 0, 1);
-    out.put(static_cast<std::uint64_t>(shiftBytes), 2);
-    out.put(escape ? 1 : 0, 1);
-    if (partial)
-        out.put(frames, 32);
-}
+/// Writes the headers of a packet's elements, counting those of each tag.
+class ElementHeaders {
+  public:
+    explicit ElementHeaders(std::uint32_t frames) : frames_(frames) {}
+
+    void put(BitWriter& out, ElementTag tag, int shiftBytes, bool escape) {
+        const bool partial = frames_ != packetFrames;
+        out.put(static_cast<std::uint64_t>(tag), 3);
+        out.put(counts_.at(static_cast<std::size_t>(tag))++, 4);
+        out.put(0, 12);
+        out.put(partial ? 1 : 0, 1);
+        out.put(static_cast<std::uint64_t>(shiftBytes), 2);
+        out.put(escape ? 1 : 0, 1);
+        if (partial)
+            out.put(frames_, 32);
+    }
+
+  private:
+    std::uint32_t frames_;
+    std::array<std::uint8_t, 8> counts_{};
+};
 
 void putPredictorHeader(BitWriter& out, const Coefficients& coefficients) {
     out.put(0, 4); // one pass of prediction
@@ -45,8 +53,7 @@ PacketCoder::PacketCoder(std::uint32_t channels, int bits, Path path)
     : channels_(channels), bytes_(static_cast<std::size_t>(bits) / 8), path_(path),
       elements_(elementsOf(channels)) {
     gathered_.resize(packetFrames * 2 * bytes_ + BitWriter::slack);
-    // No compressed sample takes more than 26 bits and the bytes below.
-    packet_.resize(packetFrames * channels * (bytes_ + 2) + elements_.size() * 64 + BitWriter::slack);
+    packet_.resize(packetFrames * channels * bytes_ + channels * 8 + 2 * BitWriter::slack);
 }
 
 /// Makes room for so many packets at once; short streams never need it all.
@@ -139,6 +146,7 @@ void PacketCoder::prepare(Packet& packet, std::size_t slot) {
 std::span<const std::byte> PacketCoder::assemble(const Packet& packet, std::span<const ChannelJob> jobs,
                                                  std::span<const Mixing> mixings, int shiftBytes) {
     BitWriter out(packet_.data());
+    ElementHeaders headers(packet.frames);
     for (std::size_t e = 0; e < elements_.size(); ++e) {
         const Element& element = elements_[e];
         const std::span<const ChannelJob> channels = jobs.first(element.channelCount());
@@ -150,16 +158,19 @@ std::span<const std::byte> PacketCoder::assemble(const Packet& packet, std::span
                 channelHeaderBits + job.codedBits + packet.frames * 8 * static_cast<std::size_t>(shiftBytes);
             usable = usable && job.usable;
         }
-        // Decoders check a pair's width before they see that it is uncompressed: 32 bits and the difference's
-        // one more are too many for some, so that such a pair is compressed at any size, and where it can't
-        // be, it states the shift that uncompressed samples don't have.
-        const bool widePair = bytes_ == 4 && channels.size() == 2;
-        if (!usable || (!widePair && size >= packet.frames * channels.size() * bytes_ * 8)) {
-            putElementHeader(out, element, packet.frames, widePair ? shiftBytes : 0, true);
-            putUncompressed(out, packet, element);
+        if (!usable || size >= packet.frames * channels.size() * bytes_ * 8) {
+            // Some decoders take no pair whose difference would have more than 32 bits, and find that out
+            // before they see that it is uncompressed: it goes as two channels.
+            const std::span<const std::uint8_t> places = std::span(element.channels).first(channels.size());
+            const std::size_t together = bytes_ == 4 ? 1 : channels.size();
+            const ElementTag tag = together == channels.size() ? element.tag : ElementTag::single;
+            for (std::size_t c = 0; c < places.size(); c += together) {
+                headers.put(out, tag, 0, true);
+                putUncompressed(out, packet, places.subspan(c, together));
+            }
             continue;
         }
-        putElementHeader(out, element, packet.frames, shiftBytes, false);
+        headers.put(out, element.tag, shiftBytes, false);
         out.put(mixings[e].shift, 8);
         out.put(mixings[e].weight, 8);
         for (const ChannelJob& job : channels)
@@ -173,12 +184,13 @@ std::span<const std::byte> PacketCoder::assemble(const Packet& packet, std::span
     return std::as_bytes(std::span(packet_).first(out.bitCount() / 8));
 }
 
-void PacketCoder::putUncompressed(BitWriter& out, const Packet& packet, const Element& element) {
+void PacketCoder::putUncompressed(BitWriter& out, const Packet& packet,
+                                  std::span<const std::uint8_t> channels) {
     const auto* const in = reinterpret_cast<const std::uint8_t*>(packet.pcm.data());
     std::uint8_t* to = gathered_.data();
     for (std::size_t frame = 0; frame < packet.frames; ++frame)
-        for (std::size_t c = 0; c < element.channelCount(); ++c) {
-            const std::uint8_t* const sample = in + (frame * channels_ + element.channels[c]) * bytes_;
+        for (const std::size_t channel : channels) {
+            const std::uint8_t* const sample = in + (frame * channels_ + channel) * bytes_;
             for (std::size_t b = bytes_; b-- > 0;)
                 *to++ = sample[b];
         }

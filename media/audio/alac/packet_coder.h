@@ -46,7 +46,7 @@ class PacketCoder {
     void prepare(Packet& packet, std::size_t slot);
     [[nodiscard]] std::span<const std::byte> assemble(const Packet& packet, std::span<const ChannelJob> jobs,
                                                       std::span<const Mixing> mixings, int shiftBytes);
-    void putUncompressed(BitWriter& out, const Packet& packet, const Element& element);
+    void putUncompressed(BitWriter& out, const Packet& packet, std::span<const std::uint8_t> channels);
     void putLowBytes(BitWriter& out, const Packet& packet, const Element& element, int shiftBytes);
     [[nodiscard]] std::vector<std::byte> silentPacket();
 
