@@ -87,52 +87,56 @@ void LibavLosslessDecoder::decode(std::span<const std::byte> data, Bytes& pcm) {
 
 struct LibavLosslessEncoder::State {
     Codec codec{avcodec_find_encoder(AV_CODEC_ID_ALAC)};
-    std::size_t channels = 0;
-    std::size_t width = 0;
+    std::vector<AVFrame*> frames;
+
+    State() = default;
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State() {
+        for (AVFrame* frame : frames)
+            av_frame_free(&frame);
+    }
 };
 
-LibavLosslessEncoder::LibavLosslessEncoder(int channels, int bits) : state_(new State) {
+LibavLosslessEncoder::LibavLosslessEncoder(std::span<const std::byte> pcm, int channels, int bits)
+    : state_(new State) {
     AVCodecContext& context = *state_->codec.context;
-    state_->channels = static_cast<std::size_t>(channels);
-    state_->width = static_cast<std::size_t>(bits) / 8;
     context.sample_rate = 48000;
     context.sample_fmt = bits == 16 ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S32P;
     context.bits_per_raw_sample = bits;
     av_channel_layout_default(&context.ch_layout, channels);
     check(avcodec_open2(&context, nullptr, nullptr), "the encoder does not open");
-    AVFrame& frame = *state_->codec.frame;
-    frame.format = context.sample_fmt;
-    frame.nb_samples = context.frame_size;
-    check(av_channel_layout_copy(&frame.ch_layout, &context.ch_layout), "no memory");
-    check(av_frame_get_buffer(&frame, 0), "no memory");
+    const auto width = static_cast<std::size_t>(bits) / 8, stored = width == 2 ? std::size_t{2} : 4;
+    const std::size_t frameBytes = static_cast<std::size_t>(channels) * width;
+    while (!pcm.empty()) {
+        const std::size_t count =
+            std::min(static_cast<std::size_t>(context.frame_size), pcm.size() / frameBytes);
+        AVFrame& frame = *state_->frames.emplace_back(av_frame_alloc());
+        frame.format = context.sample_fmt;
+        frame.nb_samples = static_cast<int>(count);
+        check(av_channel_layout_copy(&frame.ch_layout, &context.ch_layout), "no memory");
+        check(av_frame_get_buffer(&frame, 0), "no memory");
+        for (std::size_t c = 0; c < static_cast<std::size_t>(channels); ++c) {
+            std::memset(frame.extended_data[c], 0, count * stored);
+            for (std::size_t i = 0; i < count; ++i)
+                std::memcpy(frame.extended_data[c] + (i + 1) * stored - width,
+                            pcm.data() + i * frameBytes + c * width, width);
+        }
+        pcm = pcm.subspan(count * frameBytes);
+    }
 }
 
 LibavLosslessEncoder::~LibavLosslessEncoder() = default;
 
-std::size_t LibavLosslessEncoder::encode(std::span<const std::byte> pcm) {
+std::size_t LibavLosslessEncoder::encode() {
     const Codec& codec = state_->codec;
-    const std::size_t channels = state_->channels, width = state_->width;
-    const std::size_t stored = width == 2 ? 2 : 4;
-    const std::size_t wholeFrame = static_cast<std::size_t>(codec.context->frame_size);
     std::size_t bytes = 0;
-    while (!pcm.empty()) {
-        const std::size_t frames = std::min(wholeFrame, pcm.size() / (channels * width));
-        check(av_frame_make_writable(codec.frame), "no memory");
-        codec.frame->nb_samples = static_cast<int>(frames);
-        for (std::size_t c = 0; c < channels; ++c) {
-            const std::byte* in = pcm.data() + c * width;
-            std::uint8_t* out = codec.frame->extended_data[c];
-            std::memset(out, 0, frames * stored);
-            out += stored - width;
-            for (std::size_t i = 0; i < frames; ++i, in += channels * width, out += stored)
-                std::memcpy(out, in, width);
-        }
-        check(avcodec_send_frame(codec.context, codec.frame), "the encoder refuses a frame");
+    for (const AVFrame* frame : state_->frames) {
+        check(avcodec_send_frame(codec.context, frame), "the encoder refuses a frame");
         while (avcodec_receive_packet(codec.context, codec.packet) >= 0) {
             bytes += static_cast<std::size_t>(codec.packet->size);
             av_packet_unref(codec.packet);
         }
-        pcm = pcm.subspan(frames * channels * width);
     }
     return bytes;
 }

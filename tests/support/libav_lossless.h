@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -30,16 +29,18 @@ class LibavLosslessDecoder {
     std::unique_ptr<State> state_;
 };
 
-/// Encodes with the library's defaults. Input is interleaved little-endian PCM of 16 or 24 bits.
+/// Encodes with the library's defaults.
 class LibavLosslessEncoder {
   public:
-    LibavLosslessEncoder(int channels, int bits);
+    /// `pcm` is interleaved little-endian samples of 16 or 24 bits; they are put into the library's frames
+    /// here.
+    LibavLosslessEncoder(std::span<const std::byte> pcm, int channels, int bits);
     ~LibavLosslessEncoder();
     LibavLosslessEncoder(const LibavLosslessEncoder&) = delete;
     LibavLosslessEncoder& operator=(const LibavLosslessEncoder&) = delete;
 
-    /// Whole packets of 4096 frames and a short last one; returns the bytes of all packets.
-    std::size_t encode(std::span<const std::byte> pcm);
+    /// Encodes it all; returns the bytes of all packets.
+    std::size_t encode();
 
   private:
     struct State;
