@@ -5,9 +5,10 @@
 #include <array>
 #include <cmath>
 
-#include "media/audio/alac_format.h"
+#include "media/audio/alac/elements.h"
+#include "media/audio/alac/encoder.h"
 #include "media/audio/codecs/codec_module.h"
-#include "media/audio/plain_encoders.h"
+#include "media/audio/pcm_encoder.h"
 #include "media/error.h"
 #include "platform/module.h"
 
@@ -50,15 +51,11 @@ std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format, int bits) 
 
 std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
     check(settings);
-    if (settings.channels > alac::maximumChannels)
+    if (settings.channels > alac::maxChannels)
         return makePCMEncoder(settings);
     if (settings.formatID == audioFormat::aac && isAACRate(settings.sampleRate))
         return codecModule().makeEncoder(settings);
-    if (settings.inputBits == 32)
-        return makeUncompressedALACEncoder(settings);
-    EncoderSettings lossless = settings;
-    lossless.formatID = audioFormat::appleLossless;
-    return codecModule().makeEncoder(lossless);
+    return alac::makeEncoder(settings);
 }
 
 } // namespace media::audio

@@ -5,33 +5,27 @@
 #include <array>
 #include <cmath>
 
-#include "media/audio/alac_format.h"
 #include "media/audio/codecs/libav.h"
 
 namespace media::audio::libav {
 
 namespace {
 
-/// Puts `frames` interleaved little-endian frames into the planes of a frame, from its frame `at` on.
+/// Puts `frames` interleaved little-endian frames into the planes of a frame as numbers from -1 to 1, from
+/// its frame `at` on.
 using Fill = void (*)(const std::byte* from, std::size_t frames, std::size_t channels, AVFrame& frame,
                       std::size_t at);
 
-/// `Sample` is what the encoder takes: the input's own bits in the high bits of an integer, or floating point
-/// from -1 to 1.
-template <std::size_t bytes, class Sample>
+template <std::size_t bytes>
 void fill(const std::byte* from, std::size_t frames, std::size_t channels, AVFrame& frame, std::size_t at) {
     for (std::size_t channel = 0; channel < channels; ++channel) {
-        Sample* const to = reinterpret_cast<Sample*>(frame.extended_data[channel]) + at;
+        float* const to = reinterpret_cast<float*>(frame.extended_data[channel]) + at;
         const std::byte* sample = from + channel * bytes;
         for (std::size_t i = 0; i < frames; ++i, sample += channels * bytes) {
             std::uint32_t high = 0;
             for (std::size_t byte = 0; byte < bytes; ++byte)
                 high |= std::to_integer<std::uint32_t>(sample[byte]) << (8 * (byte + 4 - bytes));
-            const auto value = static_cast<std::int32_t>(high);
-            if constexpr (std::is_floating_point_v<Sample>)
-                to[i] = static_cast<Sample>(value) * (Sample{1} / Sample{2147483648});
-            else
-                to[i] = static_cast<Sample>(value >> (32 - 8 * sizeof(Sample)));
+            to[i] = static_cast<float>(static_cast<std::int32_t>(high)) * (1.0F / 2147483648.0F);
         }
     }
 }
@@ -61,49 +55,20 @@ AVChannelLayout aacLayout(std::uint32_t channels) {
     }
 }
 
-/// The format's one layout for each number of channels (see alac_format.h).
-AVChannelLayout losslessLayout(std::uint32_t channels) {
-    switch (channels) {
-    case 1:
-        return AV_CHANNEL_LAYOUT_MONO;
-    case 2:
-        return AV_CHANNEL_LAYOUT_STEREO;
-    case 3:
-        return AV_CHANNEL_LAYOUT_SURROUND;
-    case 4:
-        return AV_CHANNEL_LAYOUT_4POINT0;
-    case 5:
-        return AV_CHANNEL_LAYOUT_5POINT0_BACK;
-    case 6:
-        return AV_CHANNEL_LAYOUT_5POINT1_BACK;
-    case 7:
-        return AV_CHANNEL_LAYOUT_6POINT1_BACK;
-    case 8:
-        return AV_CHANNEL_LAYOUT_7POINT1_WIDE_BACK;
-    default:
-        throw unwritable(audioFormat::appleLossless);
-    }
-}
-
-Context newContext(const EncoderSettings& settings, AVCodecID codecID, AVSampleFormat sampleFormat,
-                   const AVChannelLayout& layout) {
-    const AVCodec* const codec = avcodec_find_encoder(codecID);
+Context newContext(const EncoderSettings& settings) {
+    const AVCodec* const codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (codec == nullptr)
         throw unwritable(settings.formatID);
     auto context = owned<Context>(avcodec_alloc_context3(codec));
     context->sample_rate = static_cast<int>(std::lround(settings.sampleRate));
     context->time_base = {1, context->sample_rate};
-    context->sample_fmt = sampleFormat;
+    context->sample_fmt = AV_SAMPLE_FMT_FLTP;
     context->thread_count = 1;
     context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
+    const AVChannelLayout layout = aacLayout(settings.channels);
     if (av_channel_layout_copy(&context->ch_layout, &layout) < 0)
         throw std::bad_alloc();
     return context;
-}
-
-void open(AVCodecContext& context, FourCC formatID) {
-    if (avcodec_open2(&context, nullptr, nullptr) < 0 || context.frame_size <= 0)
-        throw unwritable(formatID);
 }
 
 EncodedFormat formatOf(const AVCodecContext& context, const EncoderSettings& settings) {
@@ -118,12 +83,12 @@ EncodedFormat formatOf(const AVCodecContext& context, const EncoderSettings& set
     return format;
 }
 
-/// Collects the input into whole packets. `padded`: every packet counts as a whole one, and the encoder adds
-/// packets at the end for what it holds back; else a packet is what went into it.
+/// Collects the input into whole packets. Every packet counts as a whole one, and the encoder adds packets at
+/// the end for what it holds back.
 class LibavEncoder final : public Encoder {
   public:
-    LibavEncoder(Context context, EncodedFormat format, int inputBits, Fill fill, bool padded)
-        : context_(std::move(context)), format_(std::move(format)), fill_(fill), padded_(padded),
+    LibavEncoder(Context context, EncodedFormat format, int inputBits, Fill fill)
+        : context_(std::move(context)), format_(std::move(format)), fill_(fill),
           bytesPerFrame_(std::size_t{format_.channels} * static_cast<std::size_t>(inputBits) / 8),
           packet_(owned<Packet>(av_packet_alloc())), frame_(owned<Frame>(av_frame_alloc())) {
         frame_->format = context_->sample_fmt;
@@ -167,7 +132,6 @@ class LibavEncoder final : public Encoder {
             position_ += frame->nb_samples;
         }
         check(avcodec_send_frame(context_.get(), frame));
-        const std::uint32_t frames = padded_ ? format_.framesPerPacket : filled_;
         filled_ = 0;
         for (;;) {
             const int status = avcodec_receive_packet(context_.get(), packet_.get());
@@ -175,7 +139,7 @@ class LibavEncoder final : public Encoder {
                 return;
             check(status);
             const auto* const data = reinterpret_cast<const std::byte*>(packet_->data);
-            sink({data, static_cast<std::size_t>(packet_->size)}, frames);
+            sink({data, static_cast<std::size_t>(packet_->size)}, format_.framesPerPacket);
             av_packet_unref(packet_.get());
         }
     }
@@ -190,7 +154,6 @@ class LibavEncoder final : public Encoder {
     Context context_;
     EncodedFormat format_;
     Fill fill_;
-    bool padded_;
     std::size_t bytesPerFrame_;
     Packet packet_;
     Frame frame_;
@@ -213,50 +176,24 @@ void setFastAAC(AVCodecContext& context, const EncoderSettings& settings) {
 }
 
 std::unique_ptr<Encoder> makeAACEncoder(const EncoderSettings& settings) {
-    Context context = newContext(settings, AV_CODEC_ID_AAC, AV_SAMPLE_FMT_FLTP, aacLayout(settings.channels));
+    Context context = newContext(settings);
     context->bit_rate = std::int64_t{settings.bitRatePerChannel} * settings.channels;
     setFastAAC(*context, settings);
-    open(*context, audioFormat::aac);
+    if (avcodec_open2(context.get(), nullptr, nullptr) < 0 || context->frame_size <= 0)
+        throw unwritable(audioFormat::aac);
     EncodedFormat format = formatOf(*context, settings);
     format.bitRate = static_cast<std::uint32_t>(context->bit_rate);
-    constexpr std::array fills = {fill<2, float>, fill<3, float>, fill<4, float>};
+    constexpr std::array fills = {fill<2>, fill<3>, fill<4>};
     return std::make_unique<LibavEncoder>(std::move(context), std::move(format), settings.inputBits,
-                                          fills.at(static_cast<std::size_t>(settings.inputBits / 8 - 2)),
-                                          true);
-}
-
-std::unique_ptr<Encoder> makeLosslessEncoder(const EncoderSettings& settings) {
-    if (settings.inputBits != 16 && settings.inputBits != 24)
-        throw unwritable(audioFormat::appleLossless);
-    const bool narrow = settings.inputBits == 16;
-    Context context = newContext(settings, AV_CODEC_ID_ALAC, narrow ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S32P,
-                                 losslessLayout(settings.channels));
-    context->bits_per_raw_sample = settings.inputBits;
-    // Order 4 alone: within 0.03% of the size that a search of 4 to 6 gives for mono, a fifth less time.
-    av_opt_set_int(context->priv_data, "min_prediction_order", 4, 0);
-    av_opt_set_int(context->priv_data, "max_prediction_order", 4, 0);
-    open(*context, audioFormat::appleLossless);
-    EncodedFormat format = formatOf(*context, settings);
-    format.bitsPerChannel = static_cast<std::uint32_t>(settings.inputBits);
-    // The library's own cookie leaves the longest run at 0 and forgets the headers of further elements.
-    const auto cookie = alac::magicCookie(static_cast<std::uint32_t>(context->sample_rate), settings.channels,
-                                          format.bitsPerChannel);
-    format.configuration.assign(cookie.begin(), cookie.end());
-    return std::make_unique<LibavEncoder>(std::move(context), std::move(format), settings.inputBits,
-                                          narrow ? fill<2, std::int16_t> : fill<3, std::int32_t>, false);
+                                          fills.at(static_cast<std::size_t>(settings.inputBits / 8 - 2)));
 }
 
 } // namespace
 
 std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
-    switch (settings.formatID) {
-    case audioFormat::aac:
-        return makeAACEncoder(settings);
-    case audioFormat::appleLossless:
-        return makeLosslessEncoder(settings);
-    default:
+    if (settings.formatID != audioFormat::aac)
         throw unwritable(settings.formatID);
-    }
+    return makeAACEncoder(settings);
 }
 
 } // namespace media::audio::libav

@@ -6,8 +6,7 @@
 
 namespace media::audio::libav {
 
-/// AAC of 1 to 8 channels at 16, 24 or 32 bits, Apple Lossless of 1 to 8 channels at 16 or 24 bits. Throws
-/// Error (unsupported) for everything else.
+/// AAC of 1 to 8 channels at 16, 24 or 32 bits. Throws Error (unsupported) for everything else.
 [[nodiscard]] std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings);
 
 } // namespace media::audio::libav
