@@ -72,7 +72,7 @@ TEST(CopyWriter, TellsWhatTheCopyHolds) {
     EXPECT_EQ(probe.timecode(), "10:04:12;07");
     EXPECT_EQ(probe.streams("audio").size(), 3U);
     EXPECT_THAT(probe.streams("video"), IsEmpty());
-    EXPECT_EQ(probe.field("format.tags.org_ferrowick_clips_metadata_source"), source.filename().string());
+    EXPECT_EQ(probe.field("format.tags.org.ferrowick.clips.metadata.source"), source.filename().string());
 
     result = Pack::write(
         packClip(source), copy, ScratchAudio::none, [](double) { FAIL(); }, goOn);
