@@ -29,7 +29,11 @@ class QuickTimeContainer final : public Container {
     [[nodiscard]] std::unique_ptr<TrackReader> reader(std::size_t trackIndex) const override;
 
   private:
-    void addTrack(TrackHeader& header, const MovieHeader& movie);
+    void addTrack(const TrackHeader& header, const MovieHeader& movie);
+    void addFragments(const MovieHeader& movie);
+    void placeOnTimeline(const TrackHeader& header, const MovieHeader& movie, std::size_t index);
+    void guessRateOfSingleFrames();
+    [[nodiscard]] Time longest() const;
 
     std::shared_ptr<const io::ByteSource> source_;
     std::vector<Track> tracks_;
@@ -53,8 +57,11 @@ std::int64_t movieTimescale(const MovieHeader& movie) {
     return movie.timescale != 0 ? movie.timescale : usual;
 }
 
-bool countsForDuration(MediaType type) {
-    return type == MediaType::video || type == MediaType::audio || type == MediaType::timecode;
+/// What the movie's header says of its length, for movies whose tracks don't tell.
+Time statedDuration(const MovieHeader& movie) {
+    const std::uint64_t ticks =
+        movie.fragmentedDuration.value_or(0) > 0 ? *movie.fragmentedDuration : movie.duration.value_or(0);
+    return {static_cast<std::int64_t>(ticks), movieTimescale(movie)};
 }
 
 QuickTimeContainer::QuickTimeContainer(std::shared_ptr<const io::ByteSource> source)
@@ -63,18 +70,26 @@ QuickTimeContainer::QuickTimeContainer(std::shared_ptr<const io::ByteSource> sou
     if (!moov)
         throw Error(Error::Category::endOfData, "The movie has no header: its recording was not finished.");
     MovieHeader movie = readMovieHeader(source_, *moov);
-    for (TrackHeader& track : movie.tracks)
+    for (const TrackHeader& track : movie.tracks)
         addTrack(track, movie);
-    for (const Track& track : tracks_)
-        if (countsForDuration(track.mediaType))
-            duration_ = std::max(duration_, track.end());
-    if (duration_.value == 0 && movie.duration)
-        duration_ = {static_cast<std::int64_t>(*movie.duration), movieTimescale(movie)};
+    addFragments(movie);
+    for (std::size_t i = 0; i < tracks_.size(); ++i)
+        if (!movieTracks_[i].timeless)
+            placeOnTimeline(movie.tracks[i], movie, i);
+    duration_ = longest();
+    if (duration_.value == 0)
+        duration_ = statedDuration(movie);
+    for (std::size_t i = 0; i < tracks_.size(); ++i)
+        if (movieTracks_[i].timeless) {
+            movieTracks_[i].mediaEnd = duration_.ticks(tracks_[i].timescale);
+            placeOnTimeline(movie.tracks[i], movie, i);
+        }
+    guessRateOfSingleFrames();
     metadata_ = std::move(movie.metadata);
     creationDate_ = recordingDate(metadata_, movie.creationTime);
 }
 
-void QuickTimeContainer::addTrack(TrackHeader& header, const MovieHeader& movie) {
+void QuickTimeContainer::addTrack(const TrackHeader& header, const MovieHeader& movie) {
     SampleDescriptions descriptions = readSampleDescriptions(header);
     Track track;
     track.index = tracks_.size();
@@ -90,31 +105,86 @@ void QuickTimeContainer::addTrack(TrackHeader& header, const MovieHeader& movie)
     movieTrack.layouts = std::move(descriptions.layouts);
     movieTrack.samples = header.samples;
     movieTrack.tableSource = movie.source;
+    movieTrack.durations = header.samples.durations(*movie.source);
+    movieTrack.tableEnd = std::max<std::int64_t>(movieTrack.durations.ticks(), 0);
+    movieTrack.presentationStart = header.samples.presentationStart(*movie.source);
+    tracks_.push_back(std::move(track));
+    movieTracks_.push_back(std::move(movieTrack));
+}
 
-    const DurationCounts durations = header.samples.durations(*movie.source);
-    std::int64_t length = durations.ticks();
-    if (length <= 0 && durations.samples() > 0)
-        length = static_cast<std::int64_t>(header.mediaDuration.value_or(0));
+void QuickTimeContainer::addFragments(const MovieHeader& movie) {
+    const bool samples = std::any_of(movie.tracks.begin(), movie.tracks.end(),
+                                     [](const TrackHeader& track) { return track.samples.sampleCount > 0; });
+    std::vector<TrackFragments> fragments(tracks_.size());
+    if (movie.fragmented || !samples) {
+        std::vector<std::int64_t> ends;
+        for (const MovieTrack& track : movieTracks_)
+            ends.push_back(track.tableEnd);
+        fragments = indexFragments(*source_, movie, ends);
+    }
+    for (std::size_t i = 0; i < tracks_.size(); ++i) {
+        MovieTrack& track = movieTracks_[i];
+        if (track.durations.samples() == 0)
+            track.presentationStart = fragments[i].presentationStart;
+        track.durations.add(fragments[i].durations);
+        track.mediaEnd = fragments[i].places.empty() ? track.tableEnd : fragments[i].end;
+        track.fragments = std::move(fragments[i]);
+        if (tracks_[i].mediaType == MediaType::video)
+            tracks_[i].nominalFrameRate = nominalFrameRate(track.durations, tracks_[i].timescale);
+        if (track.durations.samples() == 0 || track.mediaEnd > 0)
+            continue;
+        if (tracks_[i].mediaType == MediaType::timecode)
+            track.timeless = true;
+        else
+            track.mediaEnd = static_cast<std::int64_t>(movie.tracks[i].mediaDuration.value_or(0));
+    }
+}
+
+void QuickTimeContainer::placeOnTimeline(const TrackHeader& header, const MovieHeader& movie,
+                                         std::size_t index) {
+    Track& track = tracks_[index];
+    const MovieTrack& movieTrack = movieTracks_[index];
+    if (movieTrack.durations.samples() == 0 || movieTrack.mediaEnd <= 0)
+        return;
     MediaExtent extent;
     extent.movieTimescale = movieTimescale(movie);
     extent.timescale = track.timescale;
-    extent.end = io::checkedAdd(length, header.samples.presentationStart(*movie.source));
-    movieTrack.mediaEnd = extent.end;
-    if (length > 0) {
-        std::vector<EditEntry> entries = header.edits.value_or(std::vector<EditEntry>{});
-        if (!track.formatDescriptions.empty())
-            if (auto primed =
-                    implicitPriming(header, track.formatDescriptions.front(), extent.movieTimescale))
-                entries = std::move(*primed);
-        if (entries.empty())
-            track.edits = {{{0, track.timescale}, {length, track.timescale}, 0}};
-        else
-            track.edits = mapEdits(entries, extent);
-    }
-    if (track.mediaType == MediaType::video)
-        track.nominalFrameRate = nominalFrameRate(durations, track.timescale);
-    tracks_.push_back(std::move(track));
-    movieTracks_.push_back(std::move(movieTrack));
+    extent.end = io::checkedAdd(movieTrack.mediaEnd, movieTrack.presentationStart);
+    if (movieTrack.mediaEnd > movieTrack.tableEnd && movieTrack.tableEnd > 0)
+        extent.endBeforeFragments = io::checkedAdd(movieTrack.tableEnd, movieTrack.presentationStart);
+    std::vector<EditEntry> entries = header.edits.value_or(std::vector<EditEntry>{});
+    if (!track.formatDescriptions.empty())
+        if (auto primed = implicitPriming(header, track.formatDescriptions.front(), extent.movieTimescale))
+            entries = std::move(*primed);
+    if (entries.empty())
+        track.edits = {{{0, track.timescale}, {movieTrack.mediaEnd, track.timescale}, 0}};
+    else
+        track.edits = mapEdits(entries, extent);
+}
+
+Time QuickTimeContainer::longest() const {
+    Time end;
+    for (const Track& track : tracks_)
+        if (track.mediaType != MediaType::other)
+            end = std::max(end, track.end());
+    return end;
+}
+
+/// A still picture has no rate of its own: the timecode's, where there is one.
+void QuickTimeContainer::guessRateOfSingleFrames() {
+    const auto timecode = std::find_if(tracks_.begin(), tracks_.end(), [](const Track& track) {
+        return track.mediaType == MediaType::timecode && !track.formatDescriptions.empty() &&
+               track.formatDescriptions.front().timecode;
+    });
+    if (timecode == tracks_.end())
+        return;
+    const TimecodeDescription& description = *timecode->formatDescriptions.front().timecode;
+    if (description.timescale == 0 || description.frameDuration == 0)
+        return;
+    for (std::size_t i = 0; i < tracks_.size(); ++i)
+        if (tracks_[i].mediaType == MediaType::video && movieTracks_[i].durations.samples() == 1)
+            tracks_[i].nominalFrameRate =
+                snappedFrameRate(static_cast<double>(description.timescale) / description.frameDuration);
 }
 
 std::unique_ptr<TrackReader> QuickTimeContainer::reader(std::size_t trackIndex) const {

@@ -46,6 +46,15 @@ void DurationCounts::add(std::int64_t duration, std::uint64_t samples) {
         counts_[used_++] = {duration, samples};
 }
 
+void DurationCounts::add(const DurationCounts& other) {
+    const std::int64_t ticks = io::checkedAdd(ticks_, other.ticks_);
+    const std::uint64_t samples = io::checkedAdd(samples_, other.samples_);
+    for (std::size_t i = 0; i < other.used_; ++i)
+        add(other.counts_[i].duration, other.counts_[i].samples);
+    ticks_ = ticks; // with what lies beyond the counted durations
+    samples_ = samples;
+}
+
 DurationCounts::Mode DurationCounts::mode() const {
     Mode best;
     for (std::size_t i = 0; i < used_; ++i)

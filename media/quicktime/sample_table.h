@@ -29,6 +29,7 @@ struct Table {
 class DurationCounts {
   public:
     void add(std::int64_t duration, std::uint64_t samples);
+    void add(const DurationCounts& other);
     /// Sum of all durations in track ticks. Throws Error (corrupt) when it does not fit.
     [[nodiscard]] std::int64_t ticks() const { return ticks_; }
     [[nodiscard]] std::uint64_t samples() const noexcept { return samples_; }

@@ -25,7 +25,8 @@ class Reader final : public TrackReader {
   public:
     Reader(std::shared_ptr<const io::ByteSource> file, const Track& track, const MovieTrack& movieTrack)
         : file_(std::move(file)), track_(track), movieTrack_(movieTrack),
-          walker_(movieTrack.tableSource, movieTrack.samples, movieTrack.layouts),
+          tables_(movieTrack.tableSource, movieTrack.samples, movieTrack.layouts),
+          fragments_(file_, movieTrack.fragments),
           limit_(track.mediaType == MediaType::timecode ? timecodeBytesPerRead : bytesPerRead) {}
 
     bool next(StoredSamples& samples) override {
@@ -42,12 +43,12 @@ class Reader final : public TrackReader {
             samples.firstFrame = frameAt(*pcm);
         std::uint64_t end = begin;
         std::int64_t time = run_.time;
-        do {
-            take(end - begin, pcm != nullptr, samples);
+        while (take(end - begin, pcm != nullptr, samples)) {
             end = run_.offset;
             time = run_.time;
-        } while (end - begin < limit_ && samples.samples.size() < samplesPerRead && pull() &&
-                 run_.offset == end && run_.time == time && run_.formatIndex == samples.formatIndex);
+            if (!pull() || run_.offset != end || run_.time != time || run_.formatIndex != samples.formatIndex)
+                break;
+        }
         if (end > file_->size())
             throw Error(Error::Category::endOfData, "The file ends too early.");
         samples.data.resize(static_cast<std::size_t>(end - begin));
@@ -55,6 +56,7 @@ class Reader final : public TrackReader {
         if (pcm != nullptr) {
             samples.frameCount = static_cast<std::int64_t>((end - begin) / pcm->bytesPerFrame);
             nextFrame_ = samples.firstFrame + samples.frameCount;
+            nextTime_ = time;
         }
         return true;
     }
@@ -62,7 +64,10 @@ class Reader final : public TrackReader {
     void seek(std::int64_t mediaTime) override {
         run_.count = 0;
         nextFrame_.reset();
-        walker_.seek(movieTrack_.timeless ? 0 : mediaTime);
+        if (movieTrack_.timeless)
+            mediaTime = 0;
+        tables_.seek(mediaTime);
+        fragments_.seek(mediaTime);
     }
 
   private:
@@ -70,22 +75,27 @@ class Reader final : public TrackReader {
     bool pull() {
         if (run_.count != 0)
             return true;
-        const auto run = walker_.next();
+        auto run = tables_.next();
+        if (!run)
+            run = fragments_.next();
         if (!run)
             return false;
         run_ = *run;
         if (run_.size > largestSample)
             throw Error(Error::Category::corrupt, "A sample of the movie is larger than any real one.");
+        const AudioStreamDescription* pcm = linearPCM(run_.formatIndex);
+        if (pcm != nullptr && run_.size % pcm->bytesPerFrame != 0)
+            throw Error(Error::Category::corrupt, "The sound's sample sizes contradict its format.");
         return true;
     }
 
-    /// Moves samples from the front of run_ to `samples`, of which `done` bytes are taken already.
-    void take(std::uint64_t done, bool pcm, StoredSamples& samples) {
-        const std::uint64_t fit = std::max<std::uint64_t>((limit_ - done) / run_.size, done == 0 ? 1 : 0);
-        std::uint64_t count = std::min(run_.count, fit);
+    /// Moves samples from the front of run_ to `samples`, of which `done` bytes are taken already. False when
+    /// none fit any more.
+    bool take(std::uint64_t done, bool pcm, StoredSamples& samples) {
+        const std::uint64_t fit = done < limit_ ? (limit_ - done) / run_.size : 0;
+        std::uint64_t count = std::min<std::uint64_t>(run_.count, done == 0 && fit == 0 ? 1 : fit);
         if (!pcm) {
-            const bool grouped = layout(run_.formatIndex).frames == 1;
-            const std::uint64_t group = grouped ? framesPerPacket : 1;
+            const std::uint64_t group = isSingleFrames() ? framesPerPacket : 1;
             const std::uint64_t room = (samplesPerRead - samples.samples.size()) * group;
             count = std::min(count, room);
             for (std::uint64_t left = count; left > 0;) {
@@ -100,6 +110,7 @@ class Reader final : public TrackReader {
         run_.count -= count;
         run_.offset += count * run_.size;
         run_.time += static_cast<std::int64_t>(count) * run_.duration;
+        return count > 0;
     }
 
     static std::uint32_t ticks(std::int64_t duration) {
@@ -107,8 +118,13 @@ class Reader final : public TrackReader {
             std::clamp<std::int64_t>(duration, 0, std::numeric_limits<std::uint32_t>::max()));
     }
 
-    [[nodiscard]] PacketLayout layout(std::size_t format) const {
-        return format < movieTrack_.layouts.size() ? movieTrack_.layouts[format] : PacketLayout{};
+    /// Are run_'s samples single frames of a format that decodes in packets of any size?
+    [[nodiscard]] bool isSingleFrames() const {
+        if (run_.formatIndex >= track_.formatDescriptions.size())
+            return false;
+        const auto& audio = track_.formatDescriptions[run_.formatIndex].audio;
+        return audio && (audio->formatID == audioFormat::aLaw || audio->formatID == audioFormat::muLaw) &&
+               run_.size == audio->channelsPerFrame;
     }
 
     [[nodiscard]] const AudioStreamDescription* linearPCM(std::size_t format) const {
@@ -118,20 +134,27 @@ class Reader final : public TrackReader {
         return audio && audio->isLinearPCM() && audio->bytesPerFrame > 0 ? &*audio : nullptr;
     }
 
-    /// The number of run_'s first frame: counted on from what was read before.
+    /// The number of run_'s first frame. It is counted on from what was read before, not taken from the
+    /// stated time: writers stretch single samples' durations. Only between fragments time can be missing.
     [[nodiscard]] std::int64_t frameAt(const AudioStreamDescription& pcm) const {
-        if (nextFrame_)
-            return *nextFrame_;
-        return io::scaled(run_.time, std::llround(pcm.sampleRate), track_.timescale);
+        const std::int64_t rate = std::llround(pcm.sampleRate);
+        if (!nextFrame_)
+            return io::scaled(run_.time, rate, track_.timescale);
+        const std::int64_t hole = io::scaled(run_.time - nextTime_, rate, track_.timescale);
+        const std::int64_t rounding = rate / track_.timescale + 2;
+        return run_.inFragment && hole > rounding ? io::checkedAdd(*nextFrame_, hole) : *nextFrame_;
     }
 
     std::shared_ptr<const io::ByteSource> file_;
     const Track& track_;
     const MovieTrack& movieTrack_;
-    TableWalker walker_;
+    TableWalker tables_;
+    FragmentWalker fragments_;
     std::uint64_t limit_;
-    SampleRun run_; ///< what is left of the walker's last run
+    SampleRun run_; ///< what is left of the last run found
+    /// Linear PCM: what follows the samples read last; no frame after a seek.
     std::optional<std::int64_t> nextFrame_;
+    std::int64_t nextTime_ = 0;
 };
 
 } // namespace

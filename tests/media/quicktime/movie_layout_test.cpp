@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The ages and layouts of movies, well-formed and damaged, and what reading them costs.
+#include <chrono>
+
+#include <gtest/gtest.h>
+
+#include "media/container.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/sparse_source.h"
+
+namespace {
+
+using media::Error;
+using media::fourCC;
+using media::openContainer;
+using media::StoredSamples;
+using media::Time;
+using media::io::memorySource;
+using test::Bytes;
+
+/// The numbers of a ramp movie's frames as its reader delivers them.
+std::vector<int> frames(const media::Container& container) {
+    std::vector<int> numbers;
+    StoredSamples run;
+    const auto reader = container.reader(0);
+    while (reader->next(run)) {
+        EXPECT_EQ(run.firstFrame, static_cast<std::int64_t>(numbers.size()));
+        media::io::ByteReader bytes(run.data);
+        for (std::int64_t i = 0; i < run.frameCount; ++i)
+            numbers.push_back(bytes.u16());
+    }
+    return numbers;
+}
+
+std::vector<int> numbersTo(int end) {
+    std::vector<int> numbers;
+    for (int i = 0; i < end; ++i)
+        numbers.push_back(i);
+    return numbers;
+}
+
+Error::Category categoryOf(const Bytes& bytes) {
+    try {
+        const auto container = openContainer(memorySource(bytes));
+        for (const media::Track& track : container->tracks()) {
+            const auto reader = container->reader(track.index);
+            StoredSamples run;
+            while (reader->next(run)) {
+            }
+        }
+    } catch (const Error& error) {
+        const std::string sentence = error.what();
+        EXPECT_TRUE(sentence.ends_with(".")) << sentence;
+        return error.category();
+    }
+    ADD_FAILURE() << "was read";
+    return Error::Category::io;
+}
+
+TEST(MovieLayout, IsReadInAllItsForms) {
+    struct Case {
+        const char* name;
+        test::FileLayout layout;
+        std::function<void(test::Movie&)> change;
+    };
+    const auto plain = [](test::Movie&) {};
+    const std::vector<Case> cases{
+        {"header last", {}, plain},
+        {"header first", {.headerFirst = true}, plain},
+        {"before file types", {.fileType = false, .wide = true}, plain},
+        {"64-bit sizes", {.largeSizes = true}, plain},
+        {"data to the end of the file", {.headerFirst = true, .openEnded = true}, plain},
+        {"header to the end of the file", {.openEnded = true}, plain},
+        {"compressed header", {.headerFirst = true, .compressed = true}, plain},
+        {"version 1 boxes", {}, [](test::Movie& movie) { movie.version = 1; }},
+        {"64-bit offsets", {}, [](test::Movie& movie) { movie.tracks[0].wideOffsets = true; }},
+        {"free space and a user data terminator",
+         {},
+         [](test::Movie& movie) {
+             movie.moreMovieBoxes = [](auto& w) {
+                 w.box(fourCC("free"), [&] { w.zeros(100); });
+                 w.box(fourCC("udta"), [&] { w.u32(0); });
+             };
+         }},
+        {"unknown media duration",
+         {},
+         [](test::Movie& movie) { movie.tracks[0].mediaDuration = 0xFFFFFFFF; }},
+        {"time scale 0", {}, [](test::Movie& movie) { movie.tracks[0].timescale = movie.timescale = 0; }},
+        {"sizes of one byte a frame", {}, [](test::Movie& movie) { movie.tracks[0].constantSize = 1; }},
+        {"a second table of the same type",
+         {},
+         [](test::Movie& movie) {
+             movie.tracks[0].moreSampleTables = [](auto& w) {
+                 w.fullBox(fourCC("stco"), 0, 0, [&] { w.u32(0); });
+             };
+         }},
+        {"more samples in the chunks than there are sizes",
+         {},
+         [](test::Movie& movie) {
+             movie.tracks[0].chunks = {{1, 40, 1}, {2, 0xFFFFFFFF, 1}};
+         }},
+        {"durations for fewer samples",
+         {},
+         [](test::Movie& movie) {
+             movie.tracks[0].durations = {{5, 1}};
+         }},
+        {"durations for more samples",
+         {},
+         [](test::Movie& movie) {
+             movie.tracks[0].durations = {{0xFFFFFFFF, 1}};
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        test::Movie movie = test::rampMovie({40, 60});
+        c.change(movie);
+        const auto container = openContainer(memorySource(build(movie, c.layout)));
+        EXPECT_EQ(container->duration(), (Time{100, 48'000}));
+        EXPECT_EQ(frames(*container), numbersTo(100));
+    }
+}
+
+TEST(MovieLayout, CompactSizesCountTheirBits) {
+    for (const int bits : {4, 8, 16, 32}) {
+        test::Movie movie = test::rampMovie();
+        test::MovieTrack& track = movie.tracks[0];
+        track.entries = {test::soundEntry("mp4a", 2, 16, 48'000)};
+        track.sizeBits = bits;
+        track.constantSize = 0;
+        track.sizes = {3, 15, 1, 0, 9};
+        track.durations = {{5, 1024}};
+        track.chunks = {{1, 5, 1}};
+        const auto container = openContainer(memorySource(build(movie)));
+        StoredSamples run;
+        ASSERT_TRUE(container->reader(0)->next(run));
+        ASSERT_EQ(run.samples.size(), 3U) << bits; // an empty sample is no packet, but its time passes
+        EXPECT_EQ(run.samples[0].size, 3U);
+        EXPECT_EQ(run.samples[1].size, 15U);
+        EXPECT_EQ(run.samples[2].size, 1U);
+        EXPECT_EQ(container->duration(), (Time{5 * 1024, 48'000}));
+    }
+}
+
+TEST(MovieLayout, DamageIsAPlainError) {
+    using enum Error::Category;
+    const Bytes whole = build(test::rampMovie());
+    const Bytes headerFirst = build(test::rampMovie(), {.headerFirst = true});
+    const auto cut = [](Bytes bytes, std::size_t size) {
+        bytes.resize(size);
+        return bytes;
+    };
+    const auto bytesOf = [](std::string_view text) {
+        const auto bytes = std::as_bytes(std::span(text));
+        return Bytes(bytes.begin(), bytes.end());
+    };
+    EXPECT_EQ(categoryOf({}), endOfData);
+    EXPECT_EQ(categoryOf(bytesOf("RIFF....AVI LIST")), unsupported);
+    EXPECT_EQ(categoryOf(bytesOf("moo")), unsupported);
+    EXPECT_EQ(categoryOf(cut(whole, 60)), endOfData);
+    for (std::size_t lost = 1; lost < 300; lost += 7) // somewhere in the header
+        EXPECT_EQ(categoryOf(cut(whole, whole.size() - lost)), endOfData);
+    EXPECT_EQ(categoryOf(cut(headerFirst, headerFirst.size() - 1)), endOfData); // the data
+    test::Movie lost = test::rampMovie();
+    lost.tracks[0].offsets = {1'000'000};
+    EXPECT_EQ(categoryOf(build(lost)), endOfData);
+    lost = test::rampMovie();
+    lost.tracks[0].externalData = true;
+    EXPECT_EQ(categoryOf(build(lost)), unsupported);
+    lost = test::rampMovie();
+    lost.tracks[0].entries = {test::soundEntry("enca", 1, 16, 48'000)};
+    EXPECT_EQ(categoryOf(build(lost)), unsupported);
+}
+
+TEST(MovieLayout, MediaCutShortKeepsItsDuration) {
+    Bytes bytes = build(test::rampMovie(), {.headerFirst = true});
+    bytes.resize(bytes.size() - 100);
+    EXPECT_EQ(openContainer(memorySource(bytes))->duration(), (Time{100, 48'000}));
+}
+
+TEST(MovieLayout, AbsurdCountsCostNothing) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (std::size_t size = 0; size < 600; ++size) {
+        // Every byte of the header in turn as large as it gets, then read as far as a lane would.
+        Bytes bytes = build(test::rampMovie());
+        if (size + 700 > bytes.size())
+            break;
+        bytes[bytes.size() - 700 + size] = std::byte{0xFF};
+        try {
+            const auto container = openContainer(memorySource(bytes));
+            for (const media::Track& track : container->tracks()) {
+                const auto reader = container->reader(track.index);
+                StoredSamples run;
+                for (int i = 0; i < 100 && reader->next(run); ++i)
+                    ASSERT_LE(run.data.size(), bytes.size());
+                reader->seek(1'000'000);
+                (void)reader->next(run);
+            }
+        } catch (const Error&) {
+        }
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
+}
+
+/// A day of 32 tracks of AAC behind a hundred gigabytes of picture: half a gigabyte of header.
+std::shared_ptr<test::SparseSource> dayLongClip(std::uint32_t samples) {
+    const auto numbers = [](std::initializer_list<std::uint32_t> values) {
+        media::io::ByteWriter w;
+        for (const std::uint32_t value : values)
+            w.u32(value);
+        return w.take();
+    };
+    auto source = std::make_shared<test::SparseSource>();
+    source->box("ftyp", [&] { source->append(numbers({fourCC("qt  "), 0})); });
+    source->box("mdat", [&] { source->zeros(std::uint64_t{100} << 30); });
+    source->box("moov", [&] {
+        source->box("mvhd", [&] { source->append(numbers({0, 0, 0, 1000, 0})); });
+        for (int i = 0; i < 32; ++i)
+            source->box("trak", [&] {
+                source->box("mdia", [&] {
+                    source->box("mdhd", [&] { source->append(numbers({0, 0, 0, 48'000, 0})); });
+                    source->box("hdlr", [&] { source->append(numbers({0, 0, fourCC("soun"), 0, 0, 0})); });
+                    source->box("minf", [&] {
+                        source->box("stbl", [&] {
+                            source->box("stsd", [&] {
+                                source->append(numbers({0, 1}));
+                                source->append(test::soundEntry("mp4a", 1, 16, 48'000));
+                            });
+                            source->box("stts", [&] { source->append(numbers({0, 1, samples, 1024})); });
+                            source->box("stsc", [&] { source->append(numbers({0, 1, 1, 1, 1})); });
+                            source->box("stsz", [&] {
+                                source->append(numbers({0, 0, samples}));
+                                source->zeros(std::uint64_t{samples} * 4);
+                            });
+                            source->box("stco", [&] {
+                                source->append(numbers({0, samples}));
+                                source->zeros(std::uint64_t{samples} * 4);
+                            });
+                        });
+                    });
+                });
+            });
+    });
+    return source;
+}
+
+TEST(MovieLayout, HugeTablesStayInTheFile) {
+    constexpr std::uint32_t samples = 24 * 3600 * 48'000U / 1024;
+    const auto source = dayLongClip(samples);
+    const auto container = openContainer(source);
+    ASSERT_EQ(container->tracks().size(), 32U);
+    EXPECT_EQ(container->duration(), (Time{std::int64_t{samples} * 1024, 48'000}));
+    EXPECT_LT(source->bytesRead(), std::uint64_t{1} << 20);
+}
+
+} // namespace
