@@ -144,15 +144,20 @@ std::optional<SampleRun> FragmentWalker::next() {
     }
 }
 
+void FragmentWalker::rewind() {
+    place_ = 0;
+    samples_.reset();
+    found_.reset();
+}
+
 void FragmentWalker::seek(std::int64_t time) {
+    rewind();
     const auto& places = fragments_->places;
     const auto after =
         std::upper_bound(places.begin(), places.end(), time,
                          [](std::int64_t t, const FragmentPlace& place) { return t < place.time; });
     place_ = static_cast<std::size_t>(after - places.begin());
     place_ -= place_ > 0 ? 1 : 0;
-    samples_.reset();
-    found_.reset();
     while (auto run = next()) {
         const platform::Wide end = platform::Wide{run->time} + platform::Wide{run->duration} * run->count;
         if (end <= time)

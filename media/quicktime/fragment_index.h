@@ -45,6 +45,8 @@ class FragmentWalker {
     [[nodiscard]] std::optional<SampleRun> next();
     /// Continues with the sample that holds `time` or the first one after it, or at the end.
     void seek(std::int64_t time);
+    /// Continues with the first sample.
+    void rewind();
 
   private:
     std::shared_ptr<const io::ByteSource> file_;

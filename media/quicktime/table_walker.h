@@ -23,9 +23,10 @@ class TableWalker {
     /// Continues with the sample that holds `time` (track ticks), or at the end. Costs entries of the tables,
     /// not samples.
     void seek(std::int64_t time);
+    /// Continues with the first sample.
+    void rewind();
 
   private:
-    void rewind();
     bool nextChunk();
     bool nextChunkRun();
     /// Makes the entry of `stts` that holds the next sample the current one.

@@ -64,10 +64,13 @@ class Reader final : public TrackReader {
     void seek(std::int64_t mediaTime) override {
         run_.count = 0;
         nextFrame_.reset();
-        if (movieTrack_.timeless)
-            mediaTime = 0;
-        tables_.seek(mediaTime);
-        fragments_.seek(mediaTime);
+        if (movieTrack_.timeless) {
+            tables_.rewind();
+            fragments_.rewind();
+        } else {
+            tables_.seek(mediaTime);
+            fragments_.seek(mediaTime);
+        }
     }
 
   private:

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "media/container.h"
+#include "media/io/byte_reader.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/sparse_source.h"
 
@@ -71,7 +72,7 @@ TEST(MovieLayout, IsReadInAllItsForms) {
         {"64-bit sizes", {.largeSizes = true}, plain},
         {"data to the end of the file", {.headerFirst = true, .openEnded = true}, plain},
         {"header to the end of the file", {.openEnded = true}, plain},
-        {"compressed header", {.headerFirst = true, .compressed = true}, plain},
+        {"compressed header", {.compressed = true}, plain},
         {"version 1 boxes", {}, [](test::Movie& movie) { movie.version = 1; }},
         {"64-bit offsets", {}, [](test::Movie& movie) { movie.tracks[0].wideOffsets = true; }},
         {"free space and a user data terminator",
