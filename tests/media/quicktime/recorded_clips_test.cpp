@@ -66,8 +66,9 @@ TEST(RecordedClips, SamplesAreWhatOtherReadersFind) {
         std::size_t soundTracks = 0;
         std::uint64_t soundBytes = 0;
         for (const media::Track& track : container->tracks()) {
-            if (track.mediaType == MediaType::timecode)
+            if (track.mediaType == MediaType::timecode) {
                 EXPECT_EQ(stored(*container, track), std::string("\0\1\x5F\x90", 4)); // 01:00:00:00 at 25
+            }
             if (track.mediaType != MediaType::audio)
                 continue;
             const std::string found = stored(*container, track);
