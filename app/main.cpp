@@ -13,11 +13,12 @@
 
 int main(int argc, char** argv) {
     platform::prepareProcess();
-    const platform::EndingSignals signals; // before any other thread is there
     const std::vector<std::string> arguments(argv, argv + argc);
     const auto has = [&](const char* word) { return std::ranges::find(arguments, word) != arguments.end(); };
-    if (has("--pack"))
+    if (has("--pack")) {
+        const platform::EndingSignals signals; // before there is any other thread
         return CLI::pack(arguments);
+    }
     if (has("--help") || has("-h")) {
         (void)std::puts(CLI::helpText);
         return CLI::packed;
