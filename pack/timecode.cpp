@@ -23,5 +23,7 @@ std::string Timecode::label() const {
 }
 
 Timecode Timecode::adding(std::int64_t frames) const {
-    return {frame + frames, base, dropFrame};
+    // A hostile clip's frame number may be close to the end of the range: the sum wraps around.
+    const auto sum = static_cast<std::uint64_t>(frame) + static_cast<std::uint64_t>(frames);
+    return {static_cast<std::int64_t>(sum), base, dropFrame};
 }

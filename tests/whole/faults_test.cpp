@@ -174,6 +174,20 @@ TEST_F(WholeFaults, SignalsLeaveNothingBehind) {
     }
 }
 
+TEST_F(WholeFaults, AReaderThatGoesAwayDoesNotEndThePack) {
+    addClip("C1.mov");
+    for (const char* script : {"\"$@\" | true", "\"$@\" >&- 2>&- <&-"}) {
+        folder_.write("Day 1.zip", "earlier");
+        std::vector<std::string> words{"sh", "-c", script, "sh"};
+        for (const std::string& word : command()) {
+            words.push_back(word);
+        }
+        EXPECT_EQ(run(words).exitCode, 0);
+        EXPECT_THAT(test::OpenedPack(zip_).copies(), ElementsAre("CARD/C1"));
+        EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
+    }
+}
+
 TEST_F(WholeFaults, TwoClipsOfOneName) {
     addClip("A001C003.MOV", {.timecode = "01:00:00:00"});
     addClip("A001C003.MP4", {.container = test::Container::mp4, .timecode = "02:00:00:00"});
