@@ -9,6 +9,7 @@
 #include "media/audio/alac/encoder.h"
 #include "media/audio/codecs/codec_module.h"
 #include "media/audio/pcm_encoder.h"
+#include "media/audio/segmented_encoder.h"
 #include "media/error.h"
 #include "platform/module.h"
 
@@ -37,6 +38,15 @@ bool isAACRate(double rate) {
     return std::find(rates.begin(), rates.end(), rate) != rates.end();
 }
 
+std::unique_ptr<Encoder> makeAACEncoder(const EncoderSettings& settings) {
+    const CodecModule& module = codecModule();
+    if (settings.threads < 2 || settings.channels > 2)
+        return module.makeEncoder(settings);
+    return makeSegmentedEncoder([&module, settings] { return module.makeEncoder(settings); },
+                                settings.inputBits, settings.channels,
+                                static_cast<unsigned>(settings.threads));
+}
+
 void check(const EncoderSettings& settings) {
     const bool widthKnown = settings.inputBits == 16 || settings.inputBits == 24 || settings.inputBits == 32;
     if (!widthKnown || settings.channels == 0 || !(settings.sampleRate >= 1 && settings.sampleRate <= 1e9))
@@ -54,7 +64,7 @@ std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
     if (settings.channels > alac::maxChannels)
         return makePCMEncoder(settings);
     if (settings.formatID == audioFormat::aac && isAACRate(settings.sampleRate))
-        return codecModule().makeEncoder(settings);
+        return makeAACEncoder(settings);
     return alac::makeEncoder(settings);
 }
 

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// One stream on several threads: the same packets for any number of them, and no seam to be heard or
+// measured.
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "media/audio/codec.h"
+#include "tests/support/packets.h"
+
+namespace {
+
+using media::audio::EncoderSettings;
+
+constexpr std::size_t packetFrames = 1024;
+constexpr std::size_t segmentFrames = 512 * packetFrames; // from join to join
+
+EncoderSettings stereo(int threads) {
+    EncoderSettings settings;
+    settings.formatID = media::audioFormat::aac;
+    settings.sampleRate = 48'000;
+    settings.channels = 2;
+    settings.inputBits = 16;
+    settings.bitRatePerChannel = 64'000;
+    settings.threads = threads;
+    return settings;
+}
+
+void append(std::vector<std::byte>& pcm, double value) {
+    const auto sample = static_cast<std::int16_t>(std::lround(std::clamp(value, -1.0, 1.0) * 32'000));
+    pcm.push_back(static_cast<std::byte>(sample & 0xFF));
+    pcm.push_back(static_cast<std::byte>(sample >> 8));
+}
+
+/// Noise that swells like speech over two tones; with `timecode`, its right channel is a square wave that
+/// changes its frequency all the time, as linear timecode on a sound track does.
+std::vector<std::byte> material(std::size_t frames, bool timecode) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> noise(-1, 1);
+    std::vector<std::byte> pcm;
+    pcm.reserve(frames * 4);
+    double smooth = 0;
+    for (std::size_t i = 0; i < frames; ++i) {
+        const double t = static_cast<double>(i) / 48'000;
+        smooth = 0.9 * smooth + 0.1 * noise(random);
+        const double left =
+            smooth * (0.6 + 0.4 * std::sin(11 * t)) + 0.2 * std::sin(2 * std::numbers::pi * 440 * t);
+        const bool high = (i / 20) % 2 == 0 || ((i / 1'000) % 3 == 0 && (i / 10) % 2 == 0);
+        append(pcm, left);
+        append(pcm,
+               timecode ? (high ? 0.5 : -0.5) : 0.7 * left + 0.1 * std::sin(2 * std::numbers::pi * 317 * t));
+    }
+    return pcm;
+}
+
+/// Decoded 16-bit samples without the priming.
+std::vector<std::int16_t> decoded(const test::EncodedTrack& track) {
+    media::FormatDescription format;
+    format.audio.emplace();
+    format.audio->formatID = track.format.formatID;
+    format.audio->sampleRate = track.format.sampleRate;
+    format.audio->channelsPerFrame = track.format.channels;
+    format.decoderConfiguration = track.format.configuration;
+    const auto decoder = media::audio::makeDecoder(format, 16);
+    std::vector<std::byte> pcm;
+    for (const auto& packet : track.packets)
+        decoder->decode(packet, pcm);
+    decoder->finish(pcm);
+    std::vector<std::int16_t> samples;
+    for (std::size_t i = track.format.primingFrames * 4; i + 1 < pcm.size(); i += 2)
+        samples.push_back(
+            static_cast<std::int16_t>(std::to_integer<int>(pcm[i]) | std::to_integer<int>(pcm[i + 1]) << 8));
+    return samples;
+}
+
+/// Energy of the difference from the material, packet by packet.
+std::vector<double> errors(const std::vector<std::byte>& pcm, const std::vector<std::int16_t>& samples) {
+    std::vector<double> energy(pcm.size() / (packetFrames * 4));
+    for (std::size_t i = 0; i < energy.size() * packetFrames * 2; ++i) {
+        const int original = static_cast<std::int16_t>(std::to_integer<int>(pcm[2 * i]) |
+                                                       std::to_integer<int>(pcm[2 * i + 1]) << 8);
+        energy[i / (packetFrames * 2)] += std::pow(original - samples.at(i), 2);
+    }
+    return energy;
+}
+
+TEST(SegmentedEncoder, GivesTheSamePacketsForAnyNumberOfThreads) {
+    const auto pcm = material(3 * segmentFrames + 12'345, false);
+    const auto two = test::encode(stereo(2), pcm);
+    EXPECT_EQ(two.packets, test::encode(stereo(5), pcm).packets);
+    const auto single = test::encode(stereo(1), pcm);
+    EXPECT_EQ(two.packets.size(), single.packets.size());
+    EXPECT_EQ(two.frames, single.frames);
+}
+
+TEST(SegmentedEncoder, LeavesNoSeam) {
+    for (const bool timecode : {false, true}) {
+        const auto pcm = material(3 * segmentFrames + 12'345, timecode);
+        const auto segmented = errors(pcm, decoded(test::encode(stereo(2), pcm)));
+        const auto single = errors(pcm, decoded(test::encode(stereo(1), pcm)));
+        ASSERT_EQ(segmented.size(), single.size());
+        // Around each join the error is what a single pass makes somewhere near, give or take its own
+        // variation.
+        for (std::size_t join = 512; join + 40 < segmented.size(); join += 512) {
+            const double worst = *std::max_element(single.begin() + static_cast<std::ptrdiff_t>(join) - 60,
+                                                   single.begin() + static_cast<std::ptrdiff_t>(join) + 40);
+            for (std::size_t packet = join - 4; packet < join + 32; ++packet)
+                EXPECT_LE(segmented[packet], 2 * worst) << packet << (timecode ? ", timecode" : "");
+        }
+    }
+}
+
+TEST(SegmentedEncoder, TakesStreamsOfAnyLength) {
+    for (const std::size_t frames : {std::size_t{1}, packetFrames, segmentFrames + 24 * packetFrames,
+                                     segmentFrames + 24 * packetFrames + 1}) {
+        const auto pcm = material(frames, false);
+        const auto track = test::encode(stereo(2), pcm);
+        EXPECT_GE(decoded(track).size(), frames * 2) << frames;
+        EXPECT_EQ(track.packets.size(), test::encode(stereo(1), pcm).packets.size()) << frames;
+    }
+}
+
+} // namespace
