@@ -2,7 +2,6 @@
 #include "pack/copy_names.h"
 
 #include <map>
-#include <ranges>
 #include <set>
 
 #include "pack/report.h"
@@ -30,12 +29,11 @@ std::string fitting(std::string_view name) {
 
 std::string fittingPath(std::string_view path) {
     std::string result;
-    for (const auto component : std::views::split(path, '/')) {
-        if (!result.empty())
-            result += '/';
-        result += fitting(std::string_view(component.begin(), component.end()));
+    for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/')) {
+        result += fitting(path.substr(0, slash)) + '/';
+        path.remove_prefix(slash + 1);
     }
-    return result;
+    return result + fitting(path);
 }
 
 /// Keys of what the pack holds.

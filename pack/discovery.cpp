@@ -2,7 +2,7 @@
 #include "pack/discovery.h"
 
 #include <algorithm>
-#include <ranges>
+#include <array>
 #include <system_error>
 #include <utility>
 
