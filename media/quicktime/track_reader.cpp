@@ -30,31 +30,34 @@ class Reader final : public TrackReader {
           limit_(track.mediaType == MediaType::timecode ? timecodeBytesPerRead : bytesPerRead) {}
 
     bool next(StoredSamples& samples) override {
-        samples.data.clear();
         samples.samples.clear();
         samples.frameCount = 0;
-        if (!pull())
+        if (!pull()) {
+            samples.data.clear();
             return false;
-        const std::uint64_t begin = run_.offset;
+        }
         samples.formatIndex = run_.formatIndex;
         samples.mediaTime = run_.time;
         const AudioStreamDescription* pcm = linearPCM(run_.formatIndex);
         if (pcm != nullptr)
             samples.firstFrame = frameAt(*pcm);
-        std::uint64_t end = begin;
+        pieces_.clear();
+        std::uint64_t size = 0;
         std::int64_t time = run_.time;
-        while (take(end - begin, pcm != nullptr, samples)) {
-            end = run_.offset;
+        std::uint64_t begin = run_.offset;
+        while (take(size, pcm != nullptr, samples)) {
+            addPiece(begin, run_.offset);
+            size += run_.offset - begin;
             time = run_.time;
-            if (!pull() || run_.offset != end || run_.time != time || run_.formatIndex != samples.formatIndex)
+            const std::uint64_t end = run_.offset;
+            if (!pull() || run_.time != time || run_.formatIndex != samples.formatIndex ||
+                (run_.offset != end && track_.mediaType == MediaType::timecode))
                 break;
+            begin = run_.offset;
         }
-        if (end > file_->size())
-            throw Error(Error::Category::endOfData, "The file ends too early.");
-        samples.data.resize(static_cast<std::size_t>(end - begin));
-        file_->readAt(begin, samples.data);
+        readPieces(size, samples.data);
         if (pcm != nullptr) {
-            samples.frameCount = static_cast<std::int64_t>((end - begin) / pcm->bytesPerFrame);
+            samples.frameCount = static_cast<std::int64_t>(size / pcm->bytesPerFrame);
             nextFrame_ = samples.firstFrame + samples.frameCount;
             nextTime_ = time;
         }
@@ -116,6 +119,26 @@ class Reader final : public TrackReader {
         return count > 0;
     }
 
+    void addPiece(std::uint64_t begin, std::uint64_t end) {
+        if (end > file_->size())
+            throw Error(Error::Category::endOfData, "The file ends too early.");
+        if (!pieces_.empty() && pieces_.back().end == begin)
+            pieces_.back().end = end;
+        else
+            pieces_.push_back({begin, end});
+    }
+
+    /// One read a piece; chunks of sound lie between those of the picture, which is not read.
+    void readPieces(std::uint64_t size, std::vector<std::byte>& data) const {
+        data.resize(static_cast<std::size_t>(size));
+        std::span<std::byte> rest = data;
+        for (const Piece& piece : pieces_) {
+            const auto bytes = static_cast<std::size_t>(piece.end - piece.begin);
+            file_->readAt(piece.begin, rest.first(bytes));
+            rest = rest.subspan(bytes);
+        }
+    }
+
     static std::uint32_t ticks(std::int64_t duration) {
         return static_cast<std::uint32_t>(
             std::clamp<std::int64_t>(duration, 0, std::numeric_limits<std::uint32_t>::max()));
@@ -155,6 +178,11 @@ class Reader final : public TrackReader {
     FragmentWalker fragments_;
     std::uint64_t limit_;
     SampleRun run_; ///< what is left of the last run found
+    struct Piece {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+    };
+    std::vector<Piece> pieces_; ///< of the file, to be read now
     /// Linear PCM: what follows the samples read last; no frame after a seek.
     std::optional<std::int64_t> nextFrame_;
     std::int64_t nextTime_ = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Reads a QuickTime track's samples: runs of them with one read each, and nothing but their bytes.
+// Reads a QuickTime track's samples, many with one call, and nothing but their bytes.
 #pragma once
 
 #include <memory>
