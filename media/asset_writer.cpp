@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "media/asset_writer.h"
 
+#include <mutex>
+#include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -15,14 +18,24 @@ namespace media {
 
 namespace {
 
-/// The system's refusal as the media layer's error; everything else passes through.
+Error cannotWrite(Error::Category category, const std::string& reason) {
+    return {category, "The copy can't be written: " + reason + "."};
+}
+
+/// Whatever went wrong as the media layer's error.
 [[noreturn]] void rethrow(const std::exception_ptr& error) {
     try {
         std::rethrow_exception(error);
+    } catch (const Error&) {
+        throw;
     } catch (const std::system_error& refused) {
-        const bool full = refused.code() == std::errc::no_space_on_device;
-        throw Error(full ? Error::Category::noSpace : Error::Category::io,
-                    "The copy can't be written: " + platform::reason(refused.code()) + ".");
+        throw cannotWrite(platform::isNoSpace(refused.code()) ? Error::Category::noSpace
+                                                              : Error::Category::io,
+                          platform::reason(refused.code()));
+    } catch (const std::bad_alloc&) {
+        throw cannotWrite(Error::Category::io, "not enough memory");
+    } catch (const std::exception& other) {
+        throw cannotWrite(Error::Category::io, other.what());
     }
 }
 
@@ -33,8 +46,9 @@ class AssetWriter::Implementation {
     explicit Implementation(std::filesystem::path path)
         : destination(std::move(path)), spill(destination.parent_path()),
           sequencer([this](std::size_t lane, const Chunk& chunk) {
-              const std::uint64_t offset = output->position();
-              output->append(chunk.data);
+              quicktime::MovieOutput& file = output.value();
+              const std::uint64_t offset = file.position();
+              file.append(chunk.data);
               lanes[lane]->chunkWritten(offset, chunk.samples);
           }) {}
 
@@ -52,12 +66,38 @@ class AssetWriter::Implementation {
         }
     }
 
+    /// Removes the unfinished file. It stays open: a lane may be writing its last chunk.
     void discard() noexcept {
-        if (std::exchange(created, false)) {
-            output.reset();
+        const std::lock_guard guard(fileLock);
+        if (std::exchange(unfinished, false)) {
             std::error_code ignored;
             std::filesystem::remove(destination, ignored);
         }
+    }
+
+    void create() {
+        const std::lock_guard guard(fileLock);
+        output.emplace(destination);
+        unfinished = true;
+    }
+
+    void complete() {
+        if (const auto error = sequencer.error())
+            std::rethrow_exception(error);
+        if (sequencer.stopped() || !output)
+            throw cannotWrite(Error::Category::io, "it was stopped");
+        std::vector<quicktime::WrittenTrack*> tracks;
+        for (const auto& lane : lanes)
+            tracks.push_back(&lane->complete(sessionEnd));
+        output->endMovieData();
+        quicktime::writeMovieHeader(*output, tracks, metadata);
+        output->close();
+        const std::lock_guard guard(fileLock);
+        if (!unfinished)
+            throw cannotWrite(Error::Category::io, "it was stopped");
+        if (!std::filesystem::exists(destination)) // with its folder, which a person may move away
+            throw std::system_error(std::make_error_code(std::errc::no_such_file_or_directory));
+        unfinished = false;
     }
 
     std::filesystem::path destination;
@@ -67,7 +107,8 @@ class AssetWriter::Implementation {
     std::vector<MetadataItem> metadata;
     std::optional<Time> sessionEnd;
     std::optional<quicktime::MovieOutput> output;
-    bool created = false; ///< the file is there and not finished
+    std::mutex fileLock;     // guards `unfinished`
+    bool unfinished = false; ///< the file is there and incomplete
 };
 
 AssetWriter::AssetWriter(std::filesystem::path destination)
@@ -96,10 +137,7 @@ WriterInput& AssetWriter::addPassThroughInput(const AudioStreamDescription& form
 }
 
 void AssetWriter::start() {
-    implementation_->attempt([this] {
-        implementation_->output.emplace(implementation_->destination);
-        implementation_->created = true;
-    });
+    implementation_->attempt([this] { implementation_->create(); });
 }
 
 void AssetWriter::endSession(Time end) {
@@ -107,17 +145,7 @@ void AssetWriter::endSession(Time end) {
 }
 
 void AssetWriter::finish() {
-    implementation_->attempt([this] {
-        if (const auto error = implementation_->sequencer.error())
-            std::rethrow_exception(error);
-        std::vector<quicktime::WrittenTrack*> tracks;
-        for (const auto& lane : implementation_->lanes)
-            tracks.push_back(&lane->complete(implementation_->sessionEnd));
-        implementation_->output->endMovieData();
-        quicktime::writeMovieHeader(*implementation_->output, tracks, implementation_->metadata);
-        implementation_->output->close();
-        implementation_->created = false;
-    });
+    implementation_->attempt([this] { implementation_->complete(); });
 }
 
 void AssetWriter::cancel() noexcept {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "media/chunk_sequencer.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace media {
@@ -9,6 +10,10 @@ namespace {
 
 /// Chunks that a lane may have ready before it waits: one that is due soon and one more to work on meanwhile.
 constexpr std::size_t chunksAhead = 2;
+/// Bytes that the chunks of all lanes together may take.
+constexpr std::size_t budget = std::size_t{12} << 20;
+constexpr std::size_t smallestLimit = std::size_t{64} << 10;
+constexpr std::size_t largestLimit = std::size_t{1} << 20;
 
 } // namespace
 
@@ -18,32 +23,34 @@ std::size_t ChunkSequencer::addLane() {
     return lanes_.size() - 1;
 }
 
-bool ChunkSequencer::push(std::size_t lane, Chunk chunk) noexcept {
+std::size_t ChunkSequencer::largestChunk() const noexcept {
+    const std::lock_guard guard(lock_);
+    return std::clamp(budget / (std::max<std::size_t>(1, lanes_.size()) * chunksAhead), smallestLimit,
+                      largestLimit);
+}
+
+bool ChunkSequencer::push(std::size_t lane, Chunk& chunk) noexcept {
     std::unique_lock guard(lock_);
     if (stopped_)
         return false;
+    Lane& own = lanes_[lane];
     try {
-        Lane& own = lanes_[lane];
         own.next = chunk.end;
-        own.ready.push_back(std::move(chunk));
-        writeDue();
+        own.ready.push_back(std::exchange(chunk, {}));
     } catch (...) {
         stopLocked(std::current_exception());
+        return false;
     }
-    turn_.wait(guard, [&] { return stopped_ || lanes_[lane].ready.size() < chunksAhead; });
+    writeDue(guard);
+    own.room.wait(guard, [&] { return stopped_ || own.ready.size() < chunksAhead; });
+    chunk.data = std::exchange(own.spare, {});
     return !stopped_;
 }
 
 void ChunkSequencer::finish(std::size_t lane) noexcept {
-    const std::lock_guard guard(lock_);
+    std::unique_lock guard(lock_);
     lanes_[lane].finished = true;
-    if (stopped_)
-        return;
-    try {
-        writeDue();
-    } catch (...) {
-        stopLocked(std::current_exception());
-    }
+    writeDue(guard);
 }
 
 void ChunkSequencer::stop(std::exception_ptr error) noexcept {
@@ -55,12 +62,8 @@ void ChunkSequencer::stopLocked(std::exception_ptr error) noexcept {
     if (!error_)
         error_ = std::move(error);
     stopped_ = true;
-    turn_.notify_all();
-}
-
-bool ChunkSequencer::stopped() const noexcept {
-    const std::lock_guard guard(lock_);
-    return stopped_;
+    for (Lane& lane : lanes_)
+        lane.room.notify_all();
 }
 
 std::exception_ptr ChunkSequencer::error() const noexcept {
@@ -68,28 +71,51 @@ std::exception_ptr ChunkSequencer::error() const noexcept {
     return error_;
 }
 
-void ChunkSequencer::writeDue() {
-    bool wrote = false;
-    while (true) {
-        Lane* due = nullptr;
-        double earliest = 0;
-        for (Lane& lane : lanes_) {
-            if (lane.finished && lane.ready.empty())
-                continue;
-            const double start = lane.ready.empty() ? lane.next : lane.ready.front().start;
-            if (due == nullptr || start < earliest) {
-                due = &lane;
-                earliest = start;
-            }
+/// The number of the lane whose chunk comes next, when that chunk is there.
+std::optional<std::size_t> ChunkSequencer::due() const noexcept {
+    std::optional<std::size_t> first;
+    double earliest = 0;
+    for (std::size_t number = 0; number < lanes_.size(); ++number) {
+        const Lane& lane = lanes_[number];
+        if (lane.finished && lane.ready.empty())
+            continue;
+        const double start = lane.ready.empty() ? lane.next : lane.ready.front().start;
+        if (!first || start < earliest) {
+            first = number;
+            earliest = start;
         }
-        if (due == nullptr || due->ready.empty())
-            break;
-        write_(static_cast<std::size_t>(due - lanes_.data()), due->ready.front());
-        due->ready.pop_front();
-        wrote = true;
     }
-    if (wrote)
-        turn_.notify_all();
+    return first && !lanes_[*first].ready.empty() ? first : std::nullopt;
+}
+
+/// One thread at a time writes, without the lock; it looks again after each chunk, so that what the others
+/// queue meanwhile needs no one else.
+void ChunkSequencer::writeDue(std::unique_lock<std::mutex>& guard) noexcept {
+    if (writing_)
+        return;
+    writing_ = true;
+    while (!stopped_) {
+        const auto number = due();
+        if (!number)
+            break;
+        Lane& lane = lanes_[*number];
+        Chunk chunk = std::move(lane.ready.front());
+        lane.ready.pop_front();
+        lane.room.notify_all();
+        guard.unlock();
+        std::exception_ptr failure;
+        try {
+            write_(*number, chunk);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        guard.lock();
+        if (failure)
+            stopLocked(std::move(failure));
+        chunk.data.clear();
+        lane.spare = std::move(chunk.data);
+    }
+    writing_ = false;
 }
 
 } // namespace media

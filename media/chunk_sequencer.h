@@ -2,6 +2,7 @@
 // The order in which parallel lanes' chunks go into one file: by time, whatever the lanes' speeds.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace media {
@@ -26,41 +28,49 @@ struct Chunk {
 /// ends early or fails. What comes out depends on the chunks only, never on the threads' timing.
 class ChunkSequencer {
   public:
-    /// `write` gets each chunk in order, from whichever lane's thread, one call at a time.
+    /// `write` gets each chunk in order, from whichever lane's thread, one call at a time. The other lanes go
+    /// on meanwhile.
     using Write = std::function<void(std::size_t lane, const Chunk& chunk)>;
 
     explicit ChunkSequencer(Write write) : write_(std::move(write)) {}
 
     /// All lanes are added before the first push.
     std::size_t addLane();
-    /// Queues the lane's next chunk and writes what is due; then waits while the lane is too far ahead of the
-    /// others. False when the sequence has stopped; what `write` throws stops it.
-    [[nodiscard]] bool push(std::size_t lane, Chunk chunk) noexcept;
+    /// The most bytes that a chunk should have, so that all lanes' chunks together stay small. Settled once
+    /// all lanes are added.
+    [[nodiscard]] std::size_t largestChunk() const noexcept;
+    /// Queues the lane's next chunk, leaving an empty one whose memory can be filled again, and writes what
+    /// is due; then waits while the lane is too far ahead of the others. False when the sequence has stopped;
+    /// what `write` throws stops it.
+    [[nodiscard]] bool push(std::size_t lane, Chunk& chunk) noexcept;
     /// No more chunks from this lane.
     void finish(std::size_t lane) noexcept;
     /// Makes every push return false, those that wait now included. The first error is kept; none means
-    /// cancelled.
+    /// cancelled. One last chunk may still be on its way to `write`.
     void stop(std::exception_ptr error) noexcept;
 
-    [[nodiscard]] bool stopped() const noexcept;
+    [[nodiscard]] bool stopped() const noexcept { return stopped_; }
     [[nodiscard]] std::exception_ptr error() const noexcept;
 
   private:
     struct Lane {
         std::deque<Chunk> ready;
-        double next = 0; ///< start of the chunk that comes after those
+        std::condition_variable room;
+        std::vector<std::byte> spare; ///< the memory of a chunk that has been written
+        double next = 0;              ///< start of the chunk that comes after those
         bool finished = false;
     };
 
-    void writeDue();
+    [[nodiscard]] std::optional<std::size_t> due() const noexcept;
+    void writeDue(std::unique_lock<std::mutex>& guard) noexcept;
     void stopLocked(std::exception_ptr error) noexcept;
 
     Write write_;
-    mutable std::mutex lock_; // guards what follows
-    std::condition_variable turn_;
-    std::vector<Lane> lanes_;
+    std::atomic<bool> stopped_{false}; // set under lock_
+    mutable std::mutex lock_;          // guards what follows
+    std::deque<Lane> lanes_;
     std::exception_ptr error_;
-    bool stopped_ = false;
+    bool writing_ = false; ///< a lane's thread is handing on what is due
 };
 
 } // namespace media

@@ -13,14 +13,13 @@ namespace media {
 
 namespace {
 
-/// A chunk holds at most a second, and at most this many bytes.
-constexpr std::size_t largestChunk = std::size_t{1} << 20;
-
 /// Unwinds a lane whose sequence has stopped.
 struct Stopped {};
 
 std::int64_t mediaTimescale(double sampleRate) {
-    return std::clamp<std::int64_t>(std::llround(sampleRate), 1, std::numeric_limits<std::uint32_t>::max());
+    if (!(sampleRate >= 1 && sampleRate <= 1e9))
+        throw Error(Error::Category::unsupported, "The sound has a sample rate that can't be written.");
+    return std::llround(sampleRate);
 }
 
 /// Timecode: every sample as it comes, in the source's own time scale.
@@ -28,7 +27,12 @@ class TimecodeLane final : public WriterLane {
   public:
     TimecodeLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, const Track& source)
         : WriterLane(sequencer, spill, MediaType::timecode, source.timescale) {
-        const FormatDescription& format = source.formatDescriptions.at(0);
+        constexpr std::size_t smallestEntry = 16; // bytes, up to the data reference
+        if (source.formatDescriptions.empty() ||
+            source.formatDescriptions.front().sampleEntry.size() < smallestEntry || source.timescale < 1 ||
+            source.timescale > std::numeric_limits<std::uint32_t>::max())
+            throw Error(Error::Category::unsupported, "The timecode track has no usable description.");
+        const FormatDescription& format = source.formatDescriptions.front();
         track_.handler = format.mediaSubType == fourCC("tc64") ? fourCC("tc64") : fourCC("tmcd");
         track_.sampleEntry = format.sampleEntry;
         track_.edits = source.edits;
@@ -54,12 +58,12 @@ class TimecodeLane final : public WriterLane {
             firstMediaTime_ = buffer.presentationTime.value;
         const auto duration = static_cast<std::uint64_t>(std::max<std::int64_t>(0, buffer.duration));
         const auto second = static_cast<std::uint64_t>(track_.timescale);
-        if (chunk_.samples > 0 && (chunkTicks_ + duration > second || chunk_.data.size() >= largestChunk)) {
+        if (chunk_.samples > 0 &&
+            (chunkTicks_ + duration > second || chunk_.data.size() + buffer.data.size() > largestChunk())) {
             pushChunk();
             chunkTicks_ = 0;
         }
-        chunk_.data.insert(chunk_.data.end(), buffer.data.begin(), buffer.data.end());
-        ++chunk_.samples;
+        addToChunk(buffer.data, 1);
         chunkTicks_ += duration;
         track_.addSample(static_cast<std::uint32_t>(buffer.data.size()), duration);
     }
@@ -76,6 +80,8 @@ class TimecodeLane final : public WriterLane {
         std::vector<Edit>& edits = track_.edits;
         while (!edits.empty() && (edits.back().start >= end || edits.back().mediaTime == emptyEdit))
             edits.pop_back();
+        if (end <= Time{})
+            return;
         if (edits.empty())
             edits.push_back({{0, end.timescale}, end, 0});
         edits.back().duration = end - edits.back().start;
@@ -86,18 +92,20 @@ class TimecodeLane final : public WriterLane {
     void coarsen() {
         constexpr std::uint64_t largest = std::numeric_limits<std::uint32_t>::max();
         std::uint64_t longest = 0;
-        for (const auto& run : track_.durations)
-            longest = std::max(longest, run.value);
+        track_.durations.forEach([&](const quicktime::Run& run) { longest = std::max(longest, run.value); });
         if (longest <= largest)
             return;
         const auto divisor = static_cast<std::int64_t>(longest / largest + 1);
         const std::int64_t coarse = std::max<std::int64_t>(1, track_.timescale / divisor);
+        quicktime::SpilledRuns durations(spill_);
         track_.mediaDuration = 0;
-        for (auto& run : track_.durations) {
-            run.value = static_cast<std::uint64_t>(
+        track_.durations.forEach([&](const quicktime::Run& run) {
+            const auto value = static_cast<std::uint64_t>(
                 io::scaled(static_cast<std::int64_t>(run.value), coarse, track_.timescale, io::Rounding::up));
-            track_.mediaDuration += run.value * run.count;
-        }
+            durations.append(value, run.count);
+            track_.mediaDuration += value * run.count;
+        });
+        track_.durations = std::move(durations);
         for (Edit& edit : track_.edits)
             if (edit.mediaTime > 0)
                 edit.mediaTime = io::scaled(edit.mediaTime, coarse, track_.timescale);
@@ -108,96 +116,105 @@ class TimecodeLane final : public WriterLane {
     std::uint64_t chunkTicks_ = 0;
 };
 
-/// Linear PCM frames as they come, in chunks of the same number of frames.
-class FrameChunks {
-  public:
-    FrameChunks(std::uint32_t bytesPerFrame, std::int64_t framesPerSecond)
-        : bytesPerFrame_(bytesPerFrame),
-          framesPerChunk_(
-              std::max<std::size_t>(1, std::min<std::size_t>(largestChunk / bytesPerFrame,
-                                                             static_cast<std::size_t>(framesPerSecond)))) {}
+/// Sound in frames of one size or in packets, in chunks of at most a second that all hold the same number of
+/// them.
+class SoundLane : public WriterLane {
+  protected:
+    SoundLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, double sampleRate)
+        : WriterLane(sequencer, spill, MediaType::audio, mediaTimescale(sampleRate)) {
+        track_.handler = fourCC("soun");
+    }
 
-    [[nodiscard]] std::uint32_t bytesPerFrame() const noexcept { return bytesPerFrame_; }
-
-    /// Fills chunks with whole frames; `full` takes each one that is.
-    template <typename Full>
-    void add(std::span<const std::byte> frames, Chunk& chunk, quicktime::WrittenTrack& track,
-             Full full) const {
-        while (!frames.empty()) {
-            const std::size_t count =
-                std::min<std::size_t>(framesPerChunk_ - chunk.samples, frames.size() / bytesPerFrame_);
-            const std::size_t bytes = count * bytesPerFrame_;
-            chunk.data.insert(chunk.data.end(), frames.begin(),
-                              frames.begin() + static_cast<std::ptrdiff_t>(bytes));
-            chunk.samples += count;
-            track.addFrames(count, bytesPerFrame_);
+    /// Whole frames of linear PCM.
+    void storeFrames(std::span<const std::byte> frames, std::uint32_t bytesPerFrame) {
+        if (samplesPerChunk_ == 0)
+            samplesPerChunk_ = samplesPerChunk(1, bytesPerFrame);
+        while (frames.size() >= bytesPerFrame) {
+            const std::uint64_t count =
+                std::min<std::uint64_t>(samplesPerChunk_ - chunk_.samples, frames.size() / bytesPerFrame);
+            const std::size_t bytes = static_cast<std::size_t>(count) * bytesPerFrame;
+            addToChunk(frames.first(bytes), count);
+            track_.addFrames(count, bytesPerFrame);
             frames = frames.subspan(bytes);
-            if (chunk.samples == framesPerChunk_)
-                full();
+            if (chunk_.samples == samplesPerChunk_)
+                pushChunk();
         }
     }
 
+    /// One packet of `frames`; `usualFrames` and `largestSize` (bytes) are those of all packets.
+    void storePacket(std::span<const std::byte> packet, std::uint32_t frames, std::uint32_t usualFrames,
+                     std::size_t largestSize) {
+        if (samplesPerChunk_ == 0)
+            samplesPerChunk_ = samplesPerChunk(usualFrames, largestSize);
+        addToChunk(packet, 1);
+        track_.addSample(io::checked<std::uint32_t>(packet.size()), frames);
+        if (chunk_.samples == samplesPerChunk_)
+            pushChunk();
+    }
+
+    /// The edit that shows `frames` after the priming.
+    void show(std::int64_t frames, std::int64_t primingFrames) {
+        if (frames > 0)
+            track_.edits = {{{0, track_.timescale}, {frames, track_.timescale}, primingFrames}};
+    }
+
   private:
-    std::uint32_t bytesPerFrame_;
-    std::size_t framesPerChunk_;
+    [[nodiscard]] std::uint64_t samplesPerChunk(std::uint32_t frames, std::size_t bytes) {
+        const auto inSecond = static_cast<std::uint64_t>(track_.timescale) / std::max(frames, 1U);
+        const std::uint64_t inBytes = largestChunk() / std::max<std::size_t>(bytes, 1);
+        return std::max<std::uint64_t>(1, std::min(inSecond, inBytes));
+    }
+
+    std::uint64_t samplesPerChunk_ = 0; ///< 0: not settled yet
 };
 
-class PassThroughLane final : public WriterLane {
+class PassThroughLane final : public SoundLane {
   public:
     PassThroughLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
                     const AudioStreamDescription& format)
-        : WriterLane(sequencer, spill, MediaType::audio, mediaTimescale(format.sampleRate)),
-          chunks_(format.bytesPerFrame, track_.timescale) {
-        track_.handler = fourCC("soun");
+        : SoundLane(sequencer, spill, format.sampleRate), bytesPerFrame_(format.bytesPerFrame) {
         track_.sampleEntry =
             quicktime::pcmEntry(format, quicktime::channelLayoutTag(format.channelsPerFrame));
     }
 
     quicktime::WrittenTrack& complete(const std::optional<Time>&) override {
-        if (track_.frameCount > 0)
-            track_.edits = {
-                {{0, track_.timescale}, {static_cast<std::int64_t>(track_.frameCount), track_.timescale}, 0}};
+        show(static_cast<std::int64_t>(track_.sampleCount), 0);
         return track_;
     }
 
   private:
-    void take(const SampleBuffer& buffer) override {
-        chunks_.add(buffer.data, chunk_, track_, [this] { pushChunk(); });
-    }
+    void take(const SampleBuffer& buffer) override { storeFrames(buffer.data, bytesPerFrame_); }
 
-    FrameChunks chunks_;
+    std::uint32_t bytesPerFrame_;
 };
 
 /// Sound through an encoder. What goes in is counted, so that the edit shows exactly that.
-class EncodedLane final : public WriterLane {
+class EncodedLane final : public SoundLane {
   public:
     EncodedLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
                 const audio::EncoderSettings& settings)
-        : WriterLane(sequencer, spill, MediaType::audio, mediaTimescale(settings.sampleRate)),
-          encoder_(audio::makeEncoder(settings)), layoutTag_(settings.channelLayoutTag) {
-        track_.handler = fourCC("soun");
-        const audio::EncodedFormat& format = encoder_->format();
-        if (format.formatID == audioFormat::linearPCM)
-            frames_.emplace(format.channels * ((format.bitsPerChannel + 7) / 8), track_.timescale);
-        else
-            packetsPerChunk_ = std::max<std::uint64_t>(1, static_cast<std::uint64_t>(track_.timescale) /
-                                                              format.framesPerPacket);
-        sink_ = [this](std::span<const std::byte> packet, std::uint32_t frames) { store(packet, frames); };
+        : SoundLane(sequencer, spill, settings.sampleRate), encoder_(audio::makeEncoder(settings)),
+          layoutTag_(settings.channelLayoutTag) {
+        sink_ = [this](std::span<const std::byte> packet, std::uint32_t frames) {
+            const audio::EncodedFormat& format = encoder_->format();
+            if (format.formatID == audioFormat::linearPCM)
+                storeFrames(packet, bytesPerFrame(format));
+            else
+                storePacket(packet, frames, format.framesPerPacket, largestPacket(format));
+        };
     }
 
     quicktime::WrittenTrack& complete(const std::optional<Time>&) override {
         const audio::EncodedFormat& format = encoder_->format();
-        if (frames_) {
-            AudioStreamDescription pcm{
-                format.sampleRate, audioFormat::linearPCM, pcmFlag::signedInteger | pcmFlag::packed,
-                format.channels,   format.bitsPerChannel,  frames_->bytesPerFrame()};
-            track_.sampleEntry = quicktime::pcmEntry(pcm, layoutTag_);
-        } else {
+        if (format.formatID == audioFormat::linearPCM)
+            track_.sampleEntry = quicktime::pcmEntry(
+                {format.sampleRate, audioFormat::linearPCM, pcmFlag::signedInteger | pcmFlag::packed,
+                 format.channels, format.bitsPerChannel, bytesPerFrame(format)},
+                layoutTag_);
+        else
             track_.sampleEntry = quicktime::soundEntry(format, layoutTag_);
-        }
         track_.hidesPriming = format.primingFrames > 0;
-        if (framesIn_ > 0)
-            track_.edits = {{{0, track_.timescale}, {framesIn_, track_.timescale}, format.primingFrames}};
+        show(framesIn_, format.primingFrames);
         return track_;
     }
 
@@ -211,24 +228,21 @@ class EncodedLane final : public WriterLane {
             encoder_->finish(sink_);
     }
 
-    void store(std::span<const std::byte> packet, std::uint32_t frames) {
-        if (frames_) {
-            frames_->add(packet, chunk_, track_, [this] { pushChunk(); });
-            return;
-        }
-        if (chunk_.samples == packetsPerChunk_ || chunk_.data.size() + packet.size() > largestChunk)
-            if (chunk_.samples > 0)
-                pushChunk();
-        chunk_.data.insert(chunk_.data.end(), packet.begin(), packet.end());
-        ++chunk_.samples;
-        track_.addSample(static_cast<std::uint32_t>(packet.size()), frames);
+    static std::uint32_t bytesPerFrame(const audio::EncodedFormat& format) {
+        return format.channels * ((format.bitsPerChannel + 7) / 8);
+    }
+    /// What a packet takes at most, but for a few bytes: uncompressed sound, or the limit of AAC (ISO/IEC
+    /// 14496-3, 4.5.3.1).
+    static std::size_t largestPacket(const audio::EncodedFormat& format) {
+        constexpr std::size_t aacBytesPerChannel = 768;
+        if (format.formatID == audioFormat::aac)
+            return format.channels * aacBytesPerChannel;
+        return std::size_t{format.framesPerPacket} * bytesPerFrame(format);
     }
 
     std::unique_ptr<audio::Encoder> encoder_;
     audio::PacketSink sink_;
     std::uint32_t layoutTag_;
-    std::optional<FrameChunks> frames_; ///< when the encoder gives linear PCM
-    std::uint64_t packetsPerChunk_ = 1;
     std::int64_t framesIn_ = 0;
 };
 
@@ -268,8 +282,22 @@ void WriterLane::pushChunk() {
     chunk_.start = seconds(chunkStart_);
     chunk_.end = seconds(track_.mediaDuration);
     chunkStart_ = track_.mediaDuration;
-    if (!sequencer_.push(number_, std::exchange(chunk_, {})))
+    if (!sequencer_.push(number_, chunk_))
         throw Stopped{};
+}
+
+void WriterLane::addToChunk(std::span<const std::byte> bytes, std::uint64_t samples) {
+    const std::size_t size = chunk_.data.size() + bytes.size();
+    if (size > chunk_.data.capacity()) // doubled, but not beyond what a chunk needs
+        chunk_.data.reserve(std::max(size, std::min(2 * size, largestChunk())));
+    chunk_.data.insert(chunk_.data.end(), bytes.begin(), bytes.end());
+    chunk_.samples += samples;
+}
+
+std::size_t WriterLane::largestChunk() {
+    if (largestChunk_ == 0)
+        largestChunk_ = sequencer_.largestChunk();
+    return largestChunk_;
 }
 
 std::unique_ptr<WriterLane> makeTimecodeLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,

@@ -16,7 +16,8 @@ namespace media {
 class WriterLane : public WriterInput {
   public:
     WriterLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, MediaType type, std::int64_t timescale)
-        : track_(spill, type, timescale), sequencer_(sequencer), number_(sequencer.addLane()) {}
+        : track_(spill, type, timescale), spill_(spill), sequencer_(sequencer), number_(sequencer.addLane()) {
+    }
 
     [[nodiscard]] bool append(const SampleBuffer& buffer) noexcept final;
     void markAsFinished() noexcept final;
@@ -32,9 +33,14 @@ class WriterLane : public WriterInput {
     /// What is still held back at the end.
     virtual void end() {}
 
+    /// Adds whole samples to the chunk being filled; `pushChunk` ends it.
+    void addToChunk(std::span<const std::byte> bytes, std::uint64_t samples);
     void pushChunk();
+    /// Bytes that a chunk should not pass.
+    [[nodiscard]] std::size_t largestChunk();
 
     quicktime::WrittenTrack track_;
+    quicktime::SpillFile& spill_;
     Chunk chunk_; ///< being filled
 
   private:
@@ -44,6 +50,7 @@ class WriterLane : public WriterInput {
     ChunkSequencer& sequencer_;
     std::size_t number_;
     std::uint64_t chunkStart_ = 0; ///< ticks
+    std::size_t largestChunk_ = 0; ///< 0: not asked for yet
 };
 
 [[nodiscard]] std::unique_ptr<WriterLane> makeTimecodeLane(ChunkSequencer& sequencer,

@@ -5,7 +5,8 @@
 #include <limits>
 #include <numeric>
 
-#include "media/io/byte_writer.h"
+#include "media/io/byte_reader.h"
+#include "media/quicktime/header_builder.h"
 
 namespace media::quicktime {
 
@@ -15,78 +16,21 @@ constexpr std::uint64_t largest32 = std::numeric_limits<std::uint32_t>::max();
 /// Readers that take durations as signed numbers are served by a 64-bit one above this.
 constexpr std::int64_t largestShortDuration = std::numeric_limits<std::int32_t>::max();
 
-/// Box content of bounded size in memory, with holes for the tables that are streamed.
-class HeaderBuilder {
-  public:
-    io::ByteWriter bytes;
-
-    template <typename Content>
-    void box(FourCC type, Content&& content) {
-        const std::size_t start = bytes.size();
-        const std::uint64_t holesBefore = holeBytes_;
-        bytes.u32(0);
-        bytes.u32(type);
-        content();
-        const std::uint64_t size = bytes.size() - start + (holeBytes_ - holesBefore);
-        if (size > largest32)
-            throw Error(Error::Category::unsupported, "The copy can't be written: its header passes 4 GB.");
-        bytes.patchU32(start, static_cast<std::uint32_t>(size));
-    }
-    template <typename Content>
-    void fullBox(FourCC type, std::uint8_t version, std::uint32_t flags, Content&& content) {
-        box(type, [&] {
-            bytes.u32(std::uint32_t{version} << 24 | flags);
-            content();
-        });
-    }
-    /// All entries of the table as 32- or 64-bit numbers.
-    void table(const SpilledTable& table, bool wide) {
-        holes_.push_back({bytes.size(), &table, wide});
-        holeBytes_ += table.count() * (wide ? 8 : 4);
-    }
-
-    void write(MovieOutput& output) const {
-        std::span<const std::byte> rest(bytes.bytes());
-        std::size_t done = 0;
-        for (const Hole& hole : holes_) {
-            output.append(rest.first(hole.position - done));
-            rest = rest.subspan(hole.position - done);
-            done = hole.position;
-            io::ByteWriter block;
-            hole.table->forEach([&](std::uint64_t value) {
-                if (hole.wide)
-                    block.u64(value);
-                else
-                    block.u32(static_cast<std::uint32_t>(value));
-                if (block.size() >= blockSize)
-                    output.append(block.take());
-            });
-            output.append(block.bytes());
-        }
-        output.append(rest);
-    }
-
-  private:
-    static constexpr std::size_t blockSize = std::size_t{64} << 10;
-    struct Hole {
-        std::size_t position;
-        const SpilledTable* table;
-        bool wide;
-    };
-    std::vector<Hole> holes_;
-    std::uint64_t holeBytes_ = 0;
-};
-
-/// A time scale in which the ends of all edits and single frames of sound are whole, as far as it fits; the
-/// longest track counts first. (Readers take an edit that ends less than a tick before its media for a
-/// rounded one and play on: with coarse ticks that would be an encoder's padding.)
+/// A time scale in which the ends of all edits and single frames of sound are whole. (Readers take an edit
+/// that ends less than a tick before its media for a rounded one and play on: with coarse ticks that would be
+/// an encoder's padding.) When it would pass 31 bits the longest tracks count first, and what isn't whole is
+/// rounded to the finest ticks there are.
 std::int64_t movieTimescale(std::span<WrittenTrack* const> tracks) {
     constexpr std::int64_t smallest = 48'000;
+    constexpr std::int64_t largest = std::numeric_limits<std::int32_t>::max();
     std::int64_t timescale = 1;
+    bool isExact = true;
     const auto include = [&](std::int64_t ticks) {
         const std::int64_t factor = ticks / std::gcd(ticks, timescale);
-        if (factor <= largestShortDuration / timescale)
+        if (factor <= largest / timescale)
             timescale *= factor;
+        else
+            isExact = false;
     };
     std::vector<WrittenTrack*> longestFirst(tracks.begin(), tracks.end());
     const auto end = [](const WrittenTrack* track) {
@@ -102,6 +46,8 @@ std::int64_t movieTimescale(std::span<WrittenTrack* const> tracks) {
     for (const WrittenTrack* track : longestFirst)
         if (track->mediaType == MediaType::audio)
             include(track->timescale);
+    if (!isExact)
+        return timescale * (largest / timescale);
     return timescale >= smallest ? timescale : timescale * ((smallest + timescale - 1) / timescale);
 }
 
@@ -196,18 +142,23 @@ class HeaderWriter {
     }
 
     void edits(const WrittenTrack& track) {
-        if (track.edits.empty())
+        // Differences of rounded times: a rounded edit shifts none behind it.
+        const auto ticks = [&](const Edit& edit) {
+            return (edit.start + edit.duration).ticks(timescale_) - edit.start.ticks(timescale_);
+        };
+        // To some readers a duration of 0 means the rest of the media.
+        std::vector<Edit> edits = track.edits;
+        std::erase_if(edits, [&](const Edit& edit) { return ticks(edit) <= 0; });
+        if (edits.empty())
             return;
         std::uint8_t version = versionFor(durationOf(track));
-        for (const Edit& edit : track.edits)
+        for (const Edit& edit : edits)
             version = std::max(version, versionFor(edit.mediaTime));
         builder_.box(fourCC("edts"), [&] {
             builder_.fullBox(fourCC("elst"), version, 0, [&] {
-                bytes().u32(static_cast<std::uint32_t>(track.edits.size()));
-                for (const Edit& edit : track.edits) {
-                    // Differences of rounded times: a rounded edit shifts none behind it.
-                    number(version,
-                           (edit.start + edit.duration).ticks(timescale_) - edit.start.ticks(timescale_));
+                bytes().u32(io::checked<std::uint32_t>(edits.size()));
+                for (const Edit& edit : edits) {
+                    number(version, ticks(edit));
                     number(version, edit.mediaTime);
                     bytes().u32(0x10000); // rate
                 }
@@ -250,13 +201,25 @@ class HeaderWriter {
                 builder_.box(fourCC("dinf"), [&] {
                     builder_.fullBox(fourCC("dref"), 0, 0, [&] {
                         constexpr std::uint32_t sameFile = 1;
-                        bytes().u32(1);
-                        builder_.fullBox(fourCC("alis"), 0, sameFile, [] {});
+                        const std::uint32_t count = dataReferences(track);
+                        bytes().u32(count);
+                        for (std::uint32_t i = 0; i < count; ++i)
+                            builder_.fullBox(fourCC("alis"), 0, sameFile, [] {});
                     });
                 });
                 sampleTable(track);
             });
         });
+    }
+
+    /// As many as it takes for the one that the sample description names, which stays as it was in the
+    /// source.
+    static std::uint32_t dataReferences(const WrittenTrack& track) {
+        constexpr std::size_t placeInEntry = 14;
+        constexpr std::uint32_t most = 64; // beyond is nonsense
+        io::ByteReader entry(track.sampleEntry);
+        entry.skip(placeInEntry);
+        return std::clamp<std::uint32_t>(entry.u16(), 1, most);
     }
 
     /// QuickTime File Format, base media information header and timecode media information.
@@ -293,30 +256,31 @@ class HeaderWriter {
                 bytes().raw(track.sampleEntry);
             });
             builder_.fullBox(fourCC("stts"), 0, 0, [&] {
-                bytes().u32(static_cast<std::uint32_t>(track.durations.size()));
-                for (const WrittenTrack::Run& run : track.durations) {
-                    bytes().u32(io::checked<std::uint32_t>(run.count));
-                    bytes().u32(io::checked<std::uint32_t>(run.value));
-                }
+                bytes().u32(io::checked<std::uint32_t>(track.durations.runCount()));
+                builder_.runs(track.durations, 8, [](io::ByteWriter& out, const Run& run) {
+                    out.u32(io::checked<std::uint32_t>(run.count));
+                    out.u32(io::checked<std::uint32_t>(run.value));
+                });
             });
             builder_.fullBox(fourCC("stsc"), 0, 0, [&] {
-                bytes().u32(static_cast<std::uint32_t>(track.samplesPerChunk.size()));
-                std::uint64_t chunk = 1;
-                for (const WrittenTrack::Run& run : track.samplesPerChunk) {
-                    bytes().u32(io::checked<std::uint32_t>(chunk));
-                    bytes().u32(io::checked<std::uint32_t>(run.value));
-                    bytes().u32(1); // sample description
-                    chunk += run.count;
-                }
+                bytes().u32(io::checked<std::uint32_t>(track.samplesPerChunk.runCount()));
+                builder_.runs(track.samplesPerChunk, 12,
+                              [chunk = std::uint64_t{1}](io::ByteWriter& out, const Run& run) mutable {
+                                  out.u32(io::checked<std::uint32_t>(chunk));
+                                  out.u32(io::checked<std::uint32_t>(run.value));
+                                  out.u32(1); // sample description
+                                  chunk += run.count;
+                              });
             });
             sampleSizes(track);
             const bool wide = track.chunkOffsets.largest() > largest32;
             builder_.fullBox(wide ? fourCC("co64") : fourCC("stco"), 0, 0, [&] {
                 bytes().u32(io::checked<std::uint32_t>(track.chunkOffsets.count()));
-                builder_.table(track.chunkOffsets, wide);
+                builder_.table(track.chunkOffsets,
+                               wide ? HeaderBuilder::Numbers::wide : HeaderBuilder::Numbers::narrow);
             });
             if (track.hidesPriming)
-                rollGroups(io::checked<std::uint32_t>(track.sampleCount()));
+                rollGroups(io::checked<std::uint32_t>(track.sampleCount));
         });
     }
 
@@ -324,9 +288,9 @@ class HeaderWriter {
         builder_.fullBox(fourCC("stsz"), 0, 0, [&] {
             const auto same = track.frameSize > 0 ? track.frameSize : track.sizes.constant().value_or(0);
             bytes().u32(static_cast<std::uint32_t>(same));
-            bytes().u32(io::checked<std::uint32_t>(track.sampleCount()));
+            bytes().u32(io::checked<std::uint32_t>(track.sampleCount));
             if (same == 0)
-                builder_.table(track.sizes, false);
+                builder_.table(track.sizes, HeaderBuilder::Numbers::narrow);
         });
     }
 

@@ -156,6 +156,9 @@ std::vector<std::byte> pcmEntry(const AudioStreamDescription& format, std::uint3
     const bool bigEndian = (format.formatFlags & pcmFlag::bigEndian) != 0;
     const std::uint32_t width =
         format.channelsPerFrame > 0 ? format.bytesPerFrame / format.channelsPerFrame : 0;
+    const bool isPlanar = (format.formatFlags & pcmFlag::nonInterleaved) != 0 && format.channelsPerFrame > 1;
+    if (width == 0 || width * format.channelsPerFrame != format.bytesPerFrame || isPlanar)
+        throw Error(Error::Category::unsupported, "The sound is in a format that can't be written here.");
     Entry entry;
     entry.sampleRate = format.sampleRate;
     entry.channels = format.channelsPerFrame;
@@ -163,7 +166,7 @@ std::vector<std::byte> pcmEntry(const AudioStreamDescription& format, std::uint3
     entry.bytesPerPacket = entry.bytesPerSample = width;
     entry.bytesPerFrame = format.bytesPerFrame;
     entry.bitsPerChannel = format.bitsPerChannel;
-    entry.formatFlags = format.formatFlags;
+    entry.formatFlags = format.formatFlags & ~pcmFlag::nonInterleaved; // one channel has no other order
     entry.code = audioFormat::linearPCM; // version 2, unless an older code says the same
     if (!needsVersion2(entry) && format.bitsPerChannel == width * 8) {
         if (format.isFloat() && (width == 4 || width == 8))

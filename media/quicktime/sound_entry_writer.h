@@ -15,7 +15,8 @@ namespace media::quicktime {
 /// know.
 [[nodiscard]] std::vector<std::byte> soundEntry(const audio::EncodedFormat& format, std::uint32_t layoutTag);
 
-/// The description of linear PCM as it lies in the file: integer or floating point, either byte order.
+/// The description of linear PCM as it lies in the file: integer or floating point, either byte order. Throws
+/// Error when the channels don't lie interleaved.
 [[nodiscard]] std::vector<std::byte> pcmEntry(const AudioStreamDescription& format, std::uint32_t layoutTag);
 
 } // namespace media::quicktime

@@ -2,13 +2,21 @@
 #include "media/quicktime/spilled_table.h"
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 namespace media::quicktime {
+
+namespace {
+
+constexpr std::size_t blockBytes = std::size_t{16} << 10;
+
+} // namespace
 
 std::uint64_t SpillFile::append(std::span<const std::byte> block) {
     const std::lock_guard guard(lock_);
     if (!file_)
-        file_.emplace(platform::WritableFile::temporary(folder_));
+        file_.emplace(platform::WritableFile::temporary(folder_.empty() ? "." : folder_));
     const std::uint64_t offset = end_;
     file_->writeAt(offset, block);
     end_ += block.size();
@@ -16,7 +24,8 @@ std::uint64_t SpillFile::append(std::span<const std::byte> block) {
 }
 
 void SpillFile::read(std::uint64_t offset, std::span<std::byte> out) const {
-    file_->readAt(offset, out);
+    if (file_->readAt(offset, out) != out.size())
+        throw std::system_error(std::make_error_code(std::errc::io_error));
 }
 
 void SpilledTable::append(std::uint64_t value) {
@@ -34,9 +43,16 @@ void SpilledTable::append(std::uint64_t value) {
 }
 
 void SpilledTable::store(std::uint64_t value) {
-    tail_.push_back(value);
-    if (tail_.size() == blockEntries) {
-        blocks_.push_back(file_.append(std::as_bytes(std::span(tail_))));
+    const auto add = [this](const auto number) {
+        const auto bytes = std::as_bytes(std::span(&number, 1));
+        tail_.insert(tail_.end(), bytes.begin(), bytes.end());
+    };
+    if (width_ == sizeof(std::uint32_t))
+        add(static_cast<std::uint32_t>(value));
+    else
+        add(value);
+    if (tail_.size() == blockBytes) {
+        blocks_.push_back(file_->append(tail_));
         tail_.clear();
     }
 }
@@ -47,12 +63,57 @@ void SpilledTable::forEach(const std::function<void(std::uint64_t)>& take) const
             take(first_);
         return;
     }
-    std::vector<std::uint64_t> block(blockEntries);
+    std::vector<std::byte> block(blockBytes);
     for (const std::uint64_t offset : blocks_) {
-        file_.read(offset, std::as_writable_bytes(std::span(block)));
-        std::for_each(block.begin(), block.end(), take);
+        file_->read(offset, block);
+        takeAll(block, take);
     }
-    std::for_each(tail_.begin(), tail_.end(), take);
+    takeAll(tail_, take);
+}
+
+void SpilledTable::takeAll(std::span<const std::byte> entries,
+                           const std::function<void(std::uint64_t)>& take) const {
+    const auto next = [&](auto number) {
+        std::memcpy(&number, entries.data(), sizeof number);
+        return std::uint64_t{number};
+    };
+    for (; !entries.empty(); entries = entries.subspan(width_))
+        take(width_ == sizeof(std::uint32_t) ? next(std::uint32_t{}) : next(std::uint64_t{}));
+}
+
+void SpilledRuns::append(std::uint64_t value, std::uint64_t count) {
+    if (count == 0)
+        return;
+    if (last_.count > 0 && last_.value == value) {
+        last_.count += count;
+        return;
+    }
+    if (last_.count > 0) {
+        runs_.append(last_.count);
+        runs_.append(last_.value);
+    }
+    last_ = {count, value};
+}
+
+void SpilledRuns::replaceLast(std::uint64_t value) {
+    if (last_.count == 1) {
+        last_.value = value;
+    } else {
+        --last_.count;
+        append(value);
+    }
+}
+
+void SpilledRuns::forEach(const std::function<void(const Run&)>& take) const {
+    std::optional<std::uint64_t> count;
+    runs_.forEach([&](std::uint64_t number) {
+        if (count)
+            take({*std::exchange(count, std::nullopt), number});
+        else
+            count = number;
+    });
+    if (last_.count > 0)
+        take(last_);
 }
 
 } // namespace media::quicktime

@@ -35,8 +35,11 @@ class SpillFile {
 /// same it is a number and a count.
 class SpilledTable {
   public:
-    explicit SpilledTable(SpillFile& file) : file_(file) {}
+    enum class Width : std::size_t { four = 4, eight = 8 }; ///< bytes of a number kept
 
+    SpilledTable(SpillFile& file, Width width) : file_(&file), width_(static_cast<std::size_t>(width)) {}
+
+    /// `value` must fit the width.
     void append(std::uint64_t value);
     [[nodiscard]] std::uint64_t count() const noexcept { return count_; }
     [[nodiscard]] std::uint64_t largest() const noexcept { return largest_; }
@@ -48,17 +51,43 @@ class SpilledTable {
     void forEach(const std::function<void(std::uint64_t)>& take) const;
 
   private:
-    static constexpr std::size_t blockEntries = 2048;
-
     void store(std::uint64_t value);
+    void takeAll(std::span<const std::byte> entries, const std::function<void(std::uint64_t)>& take) const;
 
-    SpillFile& file_;
+    SpillFile* file_;
+    std::size_t width_;
     std::uint64_t count_ = 0;
     std::uint64_t first_ = 0;
     std::uint64_t largest_ = 0;
     bool uniform_ = true;
-    std::vector<std::uint64_t> tail_;   ///< entries not spilled yet
+    std::vector<std::byte> tail_;       ///< entries not spilled yet, in the machine's byte order
     std::vector<std::uint64_t> blocks_; ///< offsets of full blocks in the file
+};
+
+/// `count` equal values in a row.
+struct Run {
+    std::uint64_t count = 0;
+    std::uint64_t value = 0;
+};
+
+/// A list of numbers kept as runs of equal ones.
+class SpilledRuns {
+  public:
+    explicit SpilledRuns(SpillFile& file) : runs_(file, SpilledTable::Width::eight) {}
+
+    void append(std::uint64_t value, std::uint64_t count = 1);
+    /// The last number of a list that has one.
+    [[nodiscard]] std::uint64_t last() const noexcept { return last_.value; }
+    void replaceLast(std::uint64_t value);
+    [[nodiscard]] std::uint64_t runCount() const noexcept {
+        return runs_.count() / 2 + (last_.count > 0 ? 1 : 0);
+    }
+    [[nodiscard]] bool empty() const noexcept { return runCount() == 0; }
+    void forEach(const std::function<void(const Run&)>& take) const;
+
+  private:
+    SpilledTable runs_; ///< count and value of each run but the last
+    Run last_;
 };
 
 } // namespace media::quicktime

@@ -2,56 +2,47 @@
 // One track of a movie being written: where its samples lie, how long they are, what of them is shown.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <utility>
+#include <limits>
 #include <vector>
 
 #include "media/container.h"
+#include "media/error.h"
 #include "media/quicktime/spilled_table.h"
 
 namespace media::quicktime {
 
 /// Filled while samples come, then read once for the `moov`. Runs and spilled tables keep it small for any
-/// length.
+/// length. Throws Error when a table would outgrow its 32-bit count.
 struct WrittenTrack {
-    /// `count` equal entries in a row.
-    struct Run {
-        std::uint64_t count = 0;
-        std::uint64_t value = 0;
-    };
-
     WrittenTrack(SpillFile& spill, MediaType type, std::int64_t ticksPerSecond)
-        : mediaType(type), timescale(ticksPerSecond), sizes(spill), chunkOffsets(spill) {}
+        : mediaType(type), timescale(ticksPerSecond), sizes(spill, SpilledTable::Width::four),
+          chunkOffsets(spill, SpilledTable::Width::eight), durations(spill), samplesPerChunk(spill) {}
 
     void addSample(std::uint32_t size, std::uint64_t duration) {
+        countSamples(1);
         sizes.append(size);
-        extend(durations, duration, 1);
+        durations.append(duration);
         mediaDuration += duration;
     }
     /// Linear PCM: every frame is a sample.
     void addFrames(std::uint64_t count, std::uint32_t bytesPerFrame) {
+        countSamples(count);
         frameSize = bytesPerFrame;
-        frameCount += count;
-        extend(durations, 1, count);
+        durations.append(1, count);
         mediaDuration += count;
     }
     void addChunk(std::uint64_t offset, std::uint64_t samples) {
         chunkOffsets.append(offset);
-        extend(samplesPerChunk, samples, 1);
+        samplesPerChunk.append(samples);
     }
     /// Makes the last sample longer so that the media lasts at least `ticks`.
     void lengthen(std::uint64_t ticks) {
         if (durations.empty() || mediaDuration >= ticks)
             return;
-        const std::uint64_t last = durations.back().value + (ticks - mediaDuration);
-        if (--durations.back().count == 0)
-            durations.pop_back();
-        extend(durations, last, 1);
+        durations.replaceLast(durations.last() + (ticks - mediaDuration));
         mediaDuration = ticks;
-    }
-
-    [[nodiscard]] std::uint64_t sampleCount() const noexcept {
-        return frameSize > 0 ? frameCount : sizes.count();
     }
 
     MediaType mediaType;
@@ -60,20 +51,20 @@ struct WrittenTrack {
     std::vector<std::byte> sampleEntry; ///< the one sample description, whole
     std::vector<Edit> edits;            ///< gapless from time zero
     bool hidesPriming = false;          ///< AAC: mark the packets as needing the one before
-    SpilledTable sizes;
+    std::uint64_t sampleCount = 0;
+    std::uint32_t frameSize = 0; ///< linear PCM: bytes a frame, which is a sample
+    SpilledTable sizes;          ///< of samples, unless they are PCM frames
     SpilledTable chunkOffsets;
-    std::vector<Run> durations;
-    std::vector<Run> samplesPerChunk;
+    SpilledRuns durations; ///< of samples, ticks
+    SpilledRuns samplesPerChunk;
     std::uint64_t mediaDuration = 0; ///< ticks
-    std::uint32_t frameSize = 0;     ///< linear PCM: bytes a frame
-    std::uint64_t frameCount = 0;
 
   private:
-    static void extend(std::vector<Run>& runs, std::uint64_t value, std::uint64_t count) {
-        if (!runs.empty() && runs.back().value == value)
-            runs.back().count += count;
-        else
-            runs.push_back({count, value});
+    void countSamples(std::uint64_t count) {
+        sampleCount += count;
+        if (sampleCount > std::numeric_limits<std::uint32_t>::max())
+            throw Error(Error::Category::unsupported,
+                        "The copy can't be written: a track is longer than a movie can hold.");
     }
 };
 
