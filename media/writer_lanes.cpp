@@ -192,9 +192,9 @@ class PassThroughLane final : public SoundLane {
 class EncodedLane final : public SoundLane {
   public:
     EncodedLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
-                const audio::EncoderSettings& settings)
-        : SoundLane(sequencer, spill, settings.sampleRate), encoder_(audio::makeEncoder(settings)),
-          layoutTag_(settings.channelLayoutTag) {
+                std::unique_ptr<audio::Encoder> encoder, std::uint32_t layoutTag)
+        : SoundLane(sequencer, spill, encoder->format().sampleRate), encoder_(std::move(encoder)),
+          layoutTag_(layoutTag) {
         sink_ = [this](std::span<const std::byte> packet, std::uint32_t frames) {
             const audio::EncodedFormat& format = encoder_->format();
             if (format.formatID == audioFormat::linearPCM)
@@ -306,8 +306,9 @@ std::unique_ptr<WriterLane> makeTimecodeLane(ChunkSequencer& sequencer, quicktim
 }
 
 std::unique_ptr<WriterLane> makeEncodedLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
-                                            const audio::EncoderSettings& settings) {
-    return std::make_unique<EncodedLane>(sequencer, spill, settings);
+                                            std::unique_ptr<audio::Encoder> encoder,
+                                            std::uint32_t layoutTag) {
+    return std::make_unique<EncodedLane>(sequencer, spill, std::move(encoder), layoutTag);
 }
 
 std::unique_ptr<WriterLane> makePassThroughLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,

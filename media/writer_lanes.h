@@ -55,9 +55,11 @@ class WriterLane : public WriterInput {
 
 [[nodiscard]] std::unique_ptr<WriterLane> makeTimecodeLane(ChunkSequencer& sequencer,
                                                            quicktime::SpillFile& spill, const Track& source);
+/// `layoutTag` is the channel layout's, for the sample description.
 [[nodiscard]] std::unique_ptr<WriterLane> makeEncodedLane(ChunkSequencer& sequencer,
                                                           quicktime::SpillFile& spill,
-                                                          const audio::EncoderSettings& settings);
+                                                          std::unique_ptr<audio::Encoder> encoder,
+                                                          std::uint32_t layoutTag);
 [[nodiscard]] std::unique_ptr<WriterLane> makePassThroughLane(ChunkSequencer& sequencer,
                                                               quicktime::SpillFile& spill,
                                                               const AudioStreamDescription& format);

@@ -15,7 +15,8 @@ constexpr std::uint64_t shortHeader = 8;
 
 } // namespace
 
-MovieOutput::MovieOutput(const std::filesystem::path& path) : file_(platform::WritableFile::create(path)) {
+MovieOutput::MovieOutput(const std::filesystem::path& path, std::uint64_t hole)
+    : file_(platform::WritableFile::create(path)) {
     io::ByteWriter head;
     head.box(fourCC("ftyp"), [&] {
         head.u32(fourCC("qt  "));
@@ -25,6 +26,10 @@ MovieOutput::MovieOutput(const std::filesystem::path& path) : file_(platform::Wr
     head.box(fourCC("wide"), [] {});
     head.box(fourCC("mdat"), [] {});
     append(head.bytes());
+    if (hole > 0) {
+        flush();
+        written_ += hole;
+    }
 }
 
 void MovieOutput::append(std::span<const std::byte> bytes) {

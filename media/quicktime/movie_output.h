@@ -16,7 +16,8 @@ namespace media::quicktime {
 /// Creates the file with its `ftyp`, `wide` and `mdat` headers. All members throw std::system_error.
 class MovieOutput {
   public:
-    explicit MovieOutput(const std::filesystem::path& path);
+    /// `hole` bytes of movie data are left empty at first, so that tests reach large offsets.
+    explicit MovieOutput(const std::filesystem::path& path, std::uint64_t hole = 0);
 
     /// Where the next byte goes.
     [[nodiscard]] std::uint64_t position() const noexcept { return written_ + buffer_.size(); }

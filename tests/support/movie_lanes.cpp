@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "tests/support/movie_lanes.h"
+
+#include <algorithm>
+#include <atomic>
+#include <random>
+#include <thread>
+
+#include "media/io/byte_writer.h"
+
+namespace test {
+
+Bytes timecodeEntry(const TimecodeEntry& entry) {
+    media::io::ByteWriter bytes;
+    bytes.box(entry.code, [&] {
+        bytes.zeros(6);
+        bytes.u16(entry.dataReference);
+        bytes.u32(0);
+        bytes.u32(entry.flags);
+        bytes.u32(entry.timescale);
+        bytes.u32(entry.frameDuration);
+        bytes.u8(entry.quanta);
+        bytes.u8(0);
+        if (!entry.reel.empty())
+            bytes.box(media::fourCC("name"), [&] {
+                bytes.u16(static_cast<std::uint16_t>(entry.reel.size()));
+                bytes.u16(0);
+                bytes.text(entry.reel);
+            });
+    });
+    return bytes.take();
+}
+
+media::Track timecodeTrack(const TimecodeEntry& entry, std::int64_t timescale,
+                           std::vector<media::Edit> edits) {
+    media::Track track;
+    track.mediaType = media::MediaType::timecode;
+    track.timescale = timescale;
+    media::FormatDescription& format = track.formatDescriptions.emplace_back();
+    format.mediaType = media::MediaType::timecode;
+    format.mediaSubType = entry.code;
+    format.sampleEntry = timecodeEntry(entry);
+    track.edits = std::move(edits);
+    return track;
+}
+
+media::SampleBuffer timecodeSample(std::int64_t frameNumber, media::Time start, std::int64_t duration,
+                                   std::size_t bytes) {
+    media::io::ByteWriter number;
+    number.i64(frameNumber);
+    media::SampleBuffer buffer;
+    buffer.data.assign(number.bytes().end() - static_cast<std::ptrdiff_t>(bytes), number.bytes().end());
+    buffer.sampleCount = 1;
+    buffer.presentationTime = start;
+    buffer.duration = duration;
+    return buffer;
+}
+
+Bytes noise(std::size_t bytes, unsigned seed) {
+    std::mt19937 random(seed);
+    Bytes data(bytes);
+    for (std::byte& byte : data)
+        byte = static_cast<std::byte>(random());
+    return data;
+}
+
+std::vector<media::SampleBuffer> soundBuffers(const Bytes& pcm, std::size_t bytesPerFrame,
+                                              std::int64_t rate) {
+    const std::size_t step = static_cast<std::size_t>(rate / 4) * bytesPerFrame;
+    std::vector<media::SampleBuffer> buffers;
+    for (std::size_t at = 0; at < pcm.size(); at += step) {
+        const std::size_t count = std::min(step, pcm.size() - at);
+        media::SampleBuffer& buffer = buffers.emplace_back();
+        const auto begin = pcm.begin() + static_cast<std::ptrdiff_t>(at);
+        buffer.data.assign(begin, begin + static_cast<std::ptrdiff_t>(count));
+        buffer.sampleCount = static_cast<std::int64_t>(count / bytesPerFrame);
+        buffer.presentationTime = {static_cast<std::int64_t>(at / bytesPerFrame), rate};
+    }
+    return buffers;
+}
+
+bool feed(const std::vector<FedLane>& lanes, unsigned seed) {
+    std::atomic<bool> taken{true};
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 0; i < lanes.size(); ++i)
+        threads.emplace_back([&, i] {
+            std::mt19937 random(seed + static_cast<unsigned>(i));
+            for (const media::SampleBuffer& buffer : lanes[i].buffers) {
+                if (random() % 8 == 0)
+                    std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+                if (!lanes[i].input.append(buffer)) {
+                    taken = false;
+                    break;
+                }
+            }
+            lanes[i].input.markAsFinished();
+        });
+    threads.clear();
+    return taken;
+}
+
+} // namespace test
