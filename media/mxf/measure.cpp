@@ -35,24 +35,29 @@ std::optional<std::int64_t> constantStride(KlvReader& reader, const Klv& first, 
     return units;
 }
 
-/// Counts frame-wrapped content packages by hopping along their sound.
+/// Counts frame-wrapped content packages by hopping along their sound, over most of them at once where they
+/// are all of one size.
 std::int64_t countPackages(const EssenceMap& map) {
     KlvReader reader(map.source());
     PackageWalker walker(map, reader, PackageWalker::Use::count);
     SoundPackage package;
+    std::vector<std::byte> nothing;
     std::int64_t units = 0;
-    std::uint64_t starts[packagesToLearnFrom] = {};
-    while (walker.next(package)) {
+    Position starts[packagesToLearnFrom];
+    while (walker.next(package, nothing)) {
         if (units < packagesToLearnFrom)
-            starts[units] = package.start.offset;
-        if (++units == packagesToLearnFrom) {
-            const std::uint64_t stride = starts[1] - starts[0];
-            bool isConstant = starts[1] > starts[0];
-            for (int i = 2; i < packagesToLearnFrom; ++i)
-                isConstant = isConstant && starts[i] - starts[i - 1] == stride;
-            const auto first = isConstant ? reader.at(starts[0]) : std::nullopt;
-            if (const auto counted = first ? constantStride(reader, *first, stride) : std::nullopt)
-                return *counted;
+            starts[units] = package.start;
+        if (++units != packagesToLearnFrom)
+            continue;
+        const std::uint64_t first = starts[0].offset;
+        const std::uint64_t stride = starts[1].offset - first;
+        bool isConstant = starts[1].offset > first;
+        for (int i = 2; i < packagesToLearnFrom; ++i)
+            isConstant = isConstant && starts[i].offset - starts[i - 1].offset == stride;
+        const auto key = isConstant ? reader.at(first) : std::nullopt;
+        if (const auto counted = key ? constantStride(reader, *key, stride) : std::nullopt) {
+            units = *counted;
+            walker.moveTo({starts[0].stretch, first + static_cast<std::uint64_t>(units) * stride});
         }
     }
     return units;

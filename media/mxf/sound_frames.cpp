@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t noStream = SIZE_MAX;
 constexpr std::size_t hopBytes = 32; // a key with its length
 constexpr std::size_t denseReadAhead = 256U << 10;
+constexpr double gapBytesPerSecond = 32 << 10; // read for nothing, to have fewer reads
 constexpr std::uint64_t largestElement = 64U << 20;
 constexpr std::int64_t checkpointUnits = 64;
 constexpr std::int64_t mostBytesPerLane = 256 << 10;
@@ -23,8 +24,14 @@ constexpr std::int64_t mostBatchesAhead = 8;
 
 } // namespace
 
-PackageWalker::PackageWalker(const EssenceMap& map, KlvReader& reader, Use use)
-    : map_(map), reader_(reader), walker_(reader, map.stretches(), map.bodySID(), map.runIn()), use_(use) {}
+PackageWalker::PackageWalker(const EssenceMap& map, KlvReader& reader, Use use, std::size_t only)
+    : map_(map), reader_(reader), walker_(reader, map.stretches(), map.bodySID(), map.runIn()), use_(use),
+      only_(only) {
+    for (std::size_t i = 0; i < map.streams().size(); ++i) {
+        if (map.cycle(i) != 1)
+            slack_ = std::max<std::uint64_t>(slack_, map.streams()[i].format.frameBytes());
+    }
+}
 
 std::size_t PackageWalker::streamOf(const Klv& element) const noexcept {
     if (classify(element.key) != KeyKind::essenceElement)
@@ -34,10 +41,10 @@ std::size_t PackageWalker::streamOf(const Klv& element) const noexcept {
     return found == streams.end() ? noStream : static_cast<std::size_t>(found - streams.begin());
 }
 
-bool PackageWalker::next(SoundPackage& package) {
+bool PackageWalker::next(SoundPackage& package, std::vector<std::byte>& bytes) {
     package.parts.assign(map_.streams().size(), {});
     package.begin = package.end = 0;
-    newOffsets_.clear();
+    found_.clear();
     bool isStarted = false;
     for (;;) {
         const auto element = walker_.next();
@@ -51,7 +58,7 @@ bool PackageWalker::next(SoundPackage& package) {
         const Position place{walker_.position().stretch, element->offset};
         const bool isPackageStart = map_.packageKey() && sameLabel(element->key, *map_.packageKey());
         const std::size_t stream = streamOf(*element);
-        const bool isRepeated = stream != noStream && package.parts[stream].offset != 0;
+        const bool isRepeated = stream != noStream && package.parts[stream].isPresent;
         if (isRepeated || (isPackageStart && isStarted)) {
             walker_.moveTo(place); // it belongs to the next package
             remember(package);
@@ -63,48 +70,62 @@ bool PackageWalker::next(SoundPackage& package) {
         }
         if (stream == noStream)
             continue;
-        if (element->length > largestElement)
-            throw Error(Error::Category::corrupt, "A sound element of the clip is too large.");
-        if (package.begin == 0) {
+        if (package.begin == 0)
             package.begin = element->offset;
-            prefetch(element->offset);
-        }
-        package.parts[stream] = {element->valueOffset, element->length};
+        read(*element, stream, package, bytes);
         package.end = element->end();
-        newOffsets_.push_back(element->offset - package.begin);
-        if (newOffsets_.size() == map_.streamsPresent()) {
+        found_.push_back({element->offset - package.begin, package.end - package.begin, 0});
+        if (found_.size() == map_.streamsPresent()) {
             remember(package);
             return true;
         }
         jump(package);
-        if (use_ == Use::count && newOffsets_.size() == 1 &&
-            walker_.position().offset == package.begin + span_)
+        if (use_ == Use::count && found_.size() == 1 && walker_.position().offset != package.end)
             return true;
     }
 }
 
-void PackageWalker::moveToSound(Position position) {
-    walker_.moveTo(position);
-    prefetch(position.offset);
+void PackageWalker::read(const Klv& element, std::size_t stream, SoundPackage& package,
+                         std::vector<std::byte>& bytes) {
+    if (element.length > largestElement)
+        throw Error(Error::Category::corrupt, "A sound element of the clip is too large.");
+    SoundPackage::Part& part = package.parts[stream];
+    part.isPresent = true;
+    if (use_ == Use::count || (use_ == Use::one && stream != only_))
+        return;
+    if (use_ == Use::all)
+        prefetch(element.offset, found_.size());
+    part.offset = bytes.size();
+    part.bytes = static_cast<std::size_t>(element.length);
+    bytes.resize(part.offset + part.bytes);
+    reader_.copy(element.valueOffset, std::span(bytes).subspan(part.offset));
 }
 
-/// Reads the whole sound of a package at once where that is what is wanted.
-void PackageWalker::prefetch(std::uint64_t begin) {
-    if (use_ == Use::all && !isSparse_ && span_ != 0)
-        reader_.prefetch(begin, static_cast<std::size_t>(span_));
+void PackageWalker::moveToSound(Position position) {
+    walker_.moveTo(position);
+    if (use_ == Use::all)
+        prefetch(position.offset, 0);
+}
+
+/// Where a read is planned to start with an element, makes it.
+void PackageWalker::prefetch(std::uint64_t begin, std::size_t element) {
+    if (element < places_.size() && places_[element].readEnd != 0)
+        reader_.prefetch(begin, static_cast<std::size_t>(places_[element].readEnd - places_[element].offset));
 }
 
 /// Passes over what the package before had between this element and the next one, if that is there now too.
 /// When packages are only counted, passes over all of their sound.
 void PackageWalker::jump(const SoundPackage& package) {
-    const std::size_t found = newOffsets_.size();
-    std::uint64_t target = 0;
-    if (use_ == Use::count && found == 1)
-        target = package.begin + span_;
-    else if ((use_ == Use::one || isSparse_) && found < offsets_.size())
-        target = package.begin + offsets_[found];
+    const std::size_t found = found_.size();
+    if (found >= places_.size() || (use_ == Use::count && found > 1) ||
+        (use_ == Use::all && places_[found].readEnd == 0))
+        return;
+    const std::uint64_t target =
+        package.begin + (use_ == Use::count ? places_.back().end : places_[found].offset);
     if (target <= package.end || target >= reader_.fileSize())
         return;
+    if (use_ == Use::all)
+        prefetch(target, found);
     const auto klv = reader_.at(target);
     if (!klv)
         return;
@@ -119,36 +140,74 @@ void PackageWalker::jump(const SoundPackage& package) {
 void PackageWalker::remember(const SoundPackage& package) {
     if (package.begin == 0)
         return;
+    places_ = found_;
+    if (use_ != Use::all)
+        return;
+    planReads();
     const std::uint64_t span = package.end - package.begin;
-    // The longest of the packages before, so that those of rates out of step fit in too.
-    if (use_ == Use::count || span > span_ || span_ - span > span / 16)
-        span_ = span;
-    std::uint64_t sound = 0;
-    for (const Extent& part : package.parts)
-        sound += part.bytes + (part.bytes == 0 ? 0 : hopBytes);
-    isSparse_ = span > sound + sound / 10;
-    if (use_ == Use::all) {
-        const std::uint64_t stride = package.begin > lastBegin_ ? package.begin - lastBegin_ : UINT64_MAX;
-        const bool isDense = lastBegin_ != 0 && !isSparse_ && stride <= span + span / 16 + 2 * hopBytes;
-        // Whole packages at a time.
-        reader_.setReadAhead(
-            isDense ? static_cast<std::size_t>(std::max<std::uint64_t>(denseReadAhead / stride, 1) * stride)
-                    : hopBytes);
-    }
+    const std::uint64_t stride = package.begin > lastBegin_ ? package.begin - lastBegin_ : UINT64_MAX;
+    const bool isDense = lastBegin_ != 0 && stride <= span + span / 16 + 2 * hopBytes;
+    // Where hardly anything lies between one package's sound and the next one's: several packages at a time.
+    reader_.setReadAhead(
+        isDense ? static_cast<std::size_t>(std::max<std::uint64_t>(denseReadAhead / stride, 1) * stride)
+                : hopBytes);
     lastBegin_ = package.begin;
-    offsets_ = newOffsets_;
+}
+
+/// One read takes in neighbouring elements and what little lies between them; the widest gaps divide reads
+/// where all gaps together would be too much.
+void PackageWalker::planReads() {
+    std::uint64_t sound = 0;
+    std::vector<std::uint64_t> gaps; // before each element but the first
+    for (std::size_t i = 0; i < places_.size(); ++i) {
+        sound += places_[i].end - places_[i].offset;
+        if (i > 0)
+            gaps.push_back(places_[i].offset - places_[i - 1].end);
+    }
+    const auto perPackage =
+        static_cast<std::uint64_t>(gapBytesPerSecond / std::max(map_.packageRate().value(), 1.0));
+    const std::uint64_t allowance = map_.isIndexUsable() ? std::max(perPackage, sound / 10) : perPackage;
+    std::vector<std::uint64_t> sorted = gaps;
+    std::ranges::sort(sorted);
+    std::uint64_t bridged = 0;
+    std::uint64_t widest = 0;
+    for (const std::uint64_t gap : sorted) {
+        if (gap > allowance - bridged)
+            break;
+        bridged += gap;
+        widest = gap;
+    }
+    std::uint64_t spare = bridged; // gaps of one width are bridged as long as they fit in
+    std::size_t first = 0;
+    for (std::size_t i = 0; i < places_.size(); ++i) {
+        const std::uint64_t gap = i == 0 ? 0 : gaps[i - 1];
+        if (i > 0 && gap <= widest && gap <= spare) {
+            spare -= gap;
+            places_[i].readEnd = 0;
+        } else {
+            first = i;
+        }
+        places_[first].readEnd = places_[i].end + (i - first + 1) * slack_;
+    }
 }
 
 PackageReader::PackageReader(std::shared_ptr<const EssenceMap> map, std::optional<std::size_t> only)
     : map_(std::move(map)), reader_(map_->source(), hopBytes), entries_(map_->source(), 16384),
       stream_(map_->stretches()),
-      walker_(*map_, reader_, only ? PackageWalker::Use::one : PackageWalker::Use::all),
+      walker_(*map_, reader_, only ? PackageWalker::Use::one : PackageWalker::Use::all, only.value_or(0)),
       useIndex_(map_->isIndexUsable()) {}
 
-bool PackageReader::find(std::int64_t unit, SoundPackage& package) {
-    const bool found = (useIndex_ && findByIndex(unit, package)) || findByWalking(unit, package);
-    if (!found)
+bool PackageReader::read(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes) {
+    const std::size_t before = bytes.size();
+    bool found = useIndex_ && readByIndex(unit, package, bytes);
+    if (!found) {
+        bytes.resize(before);
+        found = readByWalking(unit, package, bytes);
+    }
+    if (!found) {
+        bytes.resize(before);
         return false;
+    }
     nextUnit_ = unit + 1;
     if (unit % checkpointUnits == 0 &&
         static_cast<std::size_t>(unit / checkpointUnits) == checkpoints_.size())
@@ -172,12 +231,14 @@ bool PackageReader::isAdvancing(std::int64_t unit, Position position) {
     return advances;
 }
 
-bool PackageReader::findByIndex(std::int64_t unit, SoundPackage& package) {
+bool PackageReader::readByIndex(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes) {
+    const std::size_t before = bytes.size();
     if (map_->soundPlace()) {
         if (const auto sound = indexed(unit, map_->soundPlace())) {
             walker_.moveToSound(*sound);
-            if (walker_.next(package) && package.begin == sound->offset && isAdvancing(unit, *sound))
+            if (walker_.next(package, bytes) && package.begin == sound->offset && isAdvancing(unit, *sound))
                 return true;
+            bytes.resize(before);
             nextUnit_ = -1;
         }
     }
@@ -197,11 +258,12 @@ bool PackageReader::findByIndex(std::int64_t unit, SoundPackage& package) {
         return false;
     const auto following = indexed(unit + 1, std::nullopt);
     walker_.moveTo(*start);
-    if (!walker_.next(package))
+    if (!walker_.next(package, bytes))
         return false;
     if (following && following->stretch == start->stretch && package.begin >= following->offset) {
         // A package without sound: what was found belongs to a later one.
-        std::ranges::fill(package.parts, Extent{});
+        bytes.resize(before);
+        std::ranges::fill(package.parts, SoundPackage::Part{});
         package.begin = package.end = 0;
         package.start = *start;
         walker_.moveTo(*following);
@@ -209,7 +271,7 @@ bool PackageReader::findByIndex(std::int64_t unit, SoundPackage& package) {
     return true;
 }
 
-bool PackageReader::findByWalking(std::int64_t unit, SoundPackage& package) {
+bool PackageReader::readByWalking(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes) {
     const auto passed = static_cast<std::int64_t>(checkpoints_.size());
     const std::int64_t checkpoint = std::min(unit / checkpointUnits, passed - 1);
     if (nextUnit_ < 0 || nextUnit_ > unit || (checkpoint >= 0 && checkpoint * checkpointUnits > nextUnit_)) {
@@ -221,10 +283,12 @@ bool PackageReader::findByWalking(std::int64_t unit, SoundPackage& package) {
             nextUnit_ = checkpoint * checkpointUnits;
         }
     }
-    while (walker_.next(package)) {
+    const std::size_t before = bytes.size();
+    while (walker_.next(package, bytes)) {
         const std::int64_t found = nextUnit_++;
         if (found == unit)
             return true;
+        bytes.resize(before);
         if (found % checkpointUnits == 0 &&
             found / checkpointUnits == static_cast<std::int64_t>(checkpoints_.size()))
             checkpoints_.push_back(package.start);
@@ -293,26 +357,17 @@ std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index) {
     return newest;
 }
 
-std::shared_ptr<const Batch> BatchCache::read(PackageReader& reader, std::int64_t index,
-                                              std::optional<std::size_t> only) const {
+std::shared_ptr<const Batch> BatchCache::read(PackageReader& reader, std::int64_t index) const {
     auto batch = std::make_shared<Batch>();
-    SoundPackage package;
     for (std::int64_t i = 0; i < unitsPerBatch_; ++i) {
-        if (!reader.find(index * unitsPerBatch_ + i, package)) {
+        SoundPackage package;
+        if (!reader.read(index * unitsPerBatch_ + i, package, batch->bytes)) {
             batch->isLast = true;
             break;
         }
-        auto& parts = batch->packages.emplace_back(package.parts.size());
-        for (std::size_t stream = 0; stream < parts.size(); ++stream) {
-            const Extent& part = package.parts[stream];
-            if (part.bytes == 0 || (only && *only != stream))
-                continue;
-            parts[stream] = {batch->bytes.size(), static_cast<std::size_t>(part.bytes)};
-            if (part.bytes > mostBatchBytes - batch->bytes.size())
-                throw Error(Error::Category::corrupt, "A sound element of the clip is too large.");
-            batch->bytes.resize(batch->bytes.size() + parts[stream].bytes);
-            reader.copy(part, std::span(batch->bytes).subspan(parts[stream].offset));
-        }
+        if (batch->bytes.size() > mostBatchBytes)
+            throw Error(Error::Category::corrupt, "A sound element of the clip is too large.");
+        batch->packages.push_back(std::move(package));
     }
     return batch;
 }

@@ -17,21 +17,27 @@ namespace media::mxf {
 
 /// The sound elements of one content package.
 struct SoundPackage {
-    std::vector<Extent> parts; ///< by stream; without bytes where an element is missing
-    Position start;            ///< of its first element, sound or not
-    std::uint64_t begin = 0;   ///< of the first sound element's key; 0 without sound
-    std::uint64_t end = 0;     ///< of the last sound element
+    struct Part {
+        std::size_t offset = 0; ///< of its value in the bytes read
+        std::size_t bytes = 0;
+        bool isPresent = false;
+    };
+    std::vector<Part> parts; ///< by stream
+    Position start;          ///< of its first element, sound or not
+    std::uint64_t begin = 0; ///< of the first sound element's key; 0 without sound
+    std::uint64_t end = 0;   ///< of the last sound element
 };
 
 /// Steps from one content package to the next. One thread.
 class PackageWalker {
   public:
-    /// What is going to be read of each package: nothing, the whole span of its sound, or one stream.
+    /// What is read of each package: nothing, all of its sound, or one stream.
     enum class Use { count, all, one };
-    PackageWalker(const EssenceMap& map, KlvReader& reader, Use use);
+    PackageWalker(const EssenceMap& map, KlvReader& reader, Use use, std::size_t only = 0);
 
-    /// The next package that is there as a whole; false at the end of what was recorded.
-    bool next(SoundPackage& package);
+    /// The next package that is there as a whole; false at the end of what was recorded. Appends the values
+    /// of its sound elements to `bytes`.
+    bool next(SoundPackage& package, std::vector<std::byte>& bytes);
     /// Continues at the first package.
     void restart() noexcept { walker_.restart(); }
     /// Continues at the start of a package.
@@ -40,21 +46,30 @@ class PackageWalker {
     void moveToSound(Position position);
 
   private:
+    /// Where a sound element lies, from the package's first one on.
+    struct Place {
+        std::uint64_t offset = 0;
+        std::uint64_t end = 0;
+        std::uint64_t readEnd =
+            0; ///< where a read that starts here is to end; 0 where the one before goes on
+    };
     [[nodiscard]] std::size_t streamOf(const Klv& element) const noexcept;
-    void prefetch(std::uint64_t begin);
+    void read(const Klv& element, std::size_t stream, SoundPackage& package, std::vector<std::byte>& bytes);
+    void prefetch(std::uint64_t begin, std::size_t element);
     void jump(const SoundPackage& package);
     void remember(const SoundPackage& package);
+    void planReads();
 
     const EssenceMap& map_;
     KlvReader& reader_;
     ElementWalker walker_;
     Use use_;
-    // The package before, which this one most likely resembles.
-    std::vector<std::uint64_t> offsets_; ///< of its sound elements from the first one on
+    std::size_t only_;
+    std::uint64_t slack_ =
+        0; ///< bytes by which an element may be longer than the same one in the package before
+    std::vector<Place> places_; ///< of the package before, which this one most likely resembles
+    std::vector<Place> found_;  ///< of this one
     std::uint64_t lastBegin_ = 0;
-    std::uint64_t span_ = 0;
-    std::vector<std::uint64_t> newOffsets_;
-    bool isSparse_ = false; ///< too much lies between the elements to read them in one go
 };
 
 /// Finds and reads content packages in any order, fastest in turn. One thread.
@@ -64,14 +79,12 @@ class PackageReader {
     explicit PackageReader(std::shared_ptr<const EssenceMap> map,
                            std::optional<std::size_t> only = std::nullopt);
 
-    /// Content package `unit`; false behind the last one.
-    bool find(std::int64_t unit, SoundPackage& package);
-    /// Copies a part of the package found last.
-    void copy(const Extent& part, std::span<std::byte> out) { reader_.copy(part.offset, out); }
+    /// Reads content package `unit` and appends its sound to `bytes`; false behind the last one.
+    bool read(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes);
 
   private:
-    bool findByIndex(std::int64_t unit, SoundPackage& package);
-    bool findByWalking(std::int64_t unit, SoundPackage& package);
+    bool readByIndex(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes);
+    bool readByWalking(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes);
     [[nodiscard]] std::optional<Position> indexed(std::int64_t unit, std::optional<ElementPlace> place);
     bool isAdvancing(std::int64_t unit, Position position);
 
@@ -90,12 +103,8 @@ class PackageReader {
 
 /// A run of content packages with the bytes of their sound.
 struct Batch {
-    struct Part {
-        std::size_t offset = 0; ///< in `bytes`
-        std::size_t bytes = 0;
-    };
     std::vector<std::byte> bytes;
-    std::vector<std::vector<Part>> packages; ///< by stream
+    std::vector<SoundPackage> packages;
     bool isLast = false;
 };
 
@@ -110,8 +119,7 @@ class BatchCache {
     /// far behind the others and reads for itself.
     [[nodiscard]] std::shared_ptr<const Batch> batch(std::int64_t index);
     /// Reads a batch past the cache.
-    [[nodiscard]] std::shared_ptr<const Batch> read(PackageReader& reader, std::int64_t index,
-                                                    std::optional<std::size_t> only = std::nullopt) const;
+    [[nodiscard]] std::shared_ptr<const Batch> read(PackageReader& reader, std::int64_t index) const;
     [[nodiscard]] std::shared_ptr<const EssenceMap> sharedMap() const noexcept { return map_; }
 
   private:

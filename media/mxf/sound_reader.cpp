@@ -79,14 +79,14 @@ class FrameWrappedReader final : public TrackReader {
         } else { // the other lanes are far ahead
             if (!ownReader_)
                 ownReader_ = std::make_unique<PackageReader>(cache_->sharedMap(), stream_);
-            batch = cache_->read(*ownReader_, batchIndex_, stream_);
+            batch = cache_->read(*ownReader_, batchIndex_);
         }
         ++batchIndex_;
         return batch;
     }
 
     std::int64_t append(const Batch& batch, std::size_t package, std::vector<std::byte>& data) const {
-        const Batch::Part& part = batch.packages[package][stream_];
+        const SoundPackage::Part& part = batch.packages[package].parts[stream_];
         const std::span<const std::byte> value = std::span(batch.bytes).subspan(part.offset, part.bytes);
         if (!value.empty())
             return appendElement(format_, cache_->map().streams()[stream_].number, value, data);
