@@ -11,32 +11,23 @@
 #include "tests/support/command.h"
 
 namespace test {
-namespace {
-
-/// Takes the quotes off one of ffprobe's flat values.
-std::string unquoted(std::string_view value) {
-    if (value.size() < 2 || value.front() != '"') {
-        return std::string(value);
-    }
-    std::string text;
-    for (std::size_t i = 1; i + 1 < value.size(); ++i) {
-        if (value[i] == '\\') {
-            ++i;
-        }
-        text += value[i];
-    }
-    return text;
-}
-
-} // namespace
 
 Probe::Probe(const std::filesystem::path& path) {
-    std::istringstream lines(runChecked(
-        {"ffprobe", "-v", "error", "-show_format", "-show_streams", "-of", "flat", path.string()}));
+    // ffprobe's default format: "[STREAM]" … "[/STREAM]", between them name=value, TAG:name=value.
+    std::istringstream lines(
+        runChecked({"ffprobe", "-v", "error", "-show_format", "-show_streams", path.string()}));
+    std::string section;
+    std::size_t streamCount = 0;
     for (std::string line; std::getline(lines, line);) {
         const std::size_t equals = line.find('=');
-        if (equals != std::string::npos) {
-            fields_[line.substr(0, equals)] = unquoted(std::string_view(line).substr(equals + 1));
+        if (line == "[STREAM]") {
+            section = "streams.stream." + std::to_string(streamCount++) + ".";
+        } else if (line == "[FORMAT]") {
+            section = "format.";
+        } else if (equals != std::string::npos) {
+            const bool tag = line.starts_with("TAG:");
+            const std::string name = tag ? "tags." + line.substr(4, equals - 4) : line.substr(0, equals);
+            fields_[section + name] = line.substr(equals + 1);
         }
     }
 }

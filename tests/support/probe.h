@@ -18,7 +18,7 @@ class Probe {
     /// Throws std::runtime_error when ffprobe can't read the file.
     explicit Probe(const std::filesystem::path& path);
 
-    /// A field by its flat name, as in "format.duration" or "format.tags.title"; empty when absent.
+    /// A field by its place, as in "format.duration" or "format.tags.title"; empty when absent.
     [[nodiscard]] std::string field(const std::string& name) const;
     /// A field of one stream, as in stream(0, "codec_name") or stream(1, "tags.timecode").
     [[nodiscard]] std::string stream(std::size_t index, const std::string& name) const;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <ostream>
 #include <span>
 
 #include <gmock/gmock.h>
@@ -24,6 +25,10 @@ struct Case {
     ClipDescription clip;
     std::string pcm = "s32le"; ///< sound that is stored without loss, decoded so; empty: not stored so
 };
+
+void PrintTo(const Case& tested, std::ostream* out) {
+    *out << tested.name;
+}
 
 std::vector<SoundDescription> tracks(std::size_t count, SoundDescription sound) {
     return std::vector<SoundDescription>(count, sound);

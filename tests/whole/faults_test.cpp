@@ -140,7 +140,8 @@ TEST_F(WholeFaults, ClipsThatCannotBeRead) {
     folder_.write("CARD/E text.mkv", "some text");
     folder_.write("CARD/F future.mxf", std::string(1000, '\0'));
     fs::create_directory(card_ / "G folder.mov");
-    addClip("H no timecode.mp4", {.container = test::Container::mp4, .timecode = std::nullopt});
+    addClip("H no timecode.mp4",
+            {.container = test::Container::mp4, .timecode = std::nullopt, .sound = {{.codec = "aac"}}});
 
     const auto result = run(command());
     EXPECT_EQ(result.exitCode, 1);
@@ -190,7 +191,8 @@ TEST_F(WholeFaults, AReaderThatGoesAwayDoesNotEndThePack) {
 
 TEST_F(WholeFaults, TwoClipsOfOneName) {
     addClip("A001C003.MOV", {.timecode = "01:00:00:00"});
-    addClip("A001C003.MP4", {.container = test::Container::mp4, .timecode = "02:00:00:00"});
+    addClip("A001C003.MP4",
+            {.container = test::Container::mp4, .timecode = "02:00:00:00", .sound = {{.codec = "aac"}}});
     const auto result = run(command());
     EXPECT_EQ(result.exitCode, 0);
     const test::OpenedPack pack(zip_);
