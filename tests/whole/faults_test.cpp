@@ -66,11 +66,13 @@ TEST_F(WholeFaults, ADiskThatFillsUp) {
     // The real thing, where this user may mount a small file system.
     const auto disk = folder_ / "disk";
     fs::create_directory(disk);
-    std::ofstream(folder_ / "script") << "mount -t tmpfs -o size=256k none \"$0\" || exit 77\n"
-                                         "echo earlier >\"$0/Day 1.zip\"\n"
+    std::ofstream(folder_ / "script") << "disk=$1\n"
+                                         "shift\n"
+                                         "mount -t tmpfs -o size=256k none \"$disk\" || exit 77\n"
+                                         "echo earlier >\"$disk/Day 1.zip\"\n"
                                          "\"$@\"\n"
                                          "code=$?\n"
-                                         "ls \"$0\" && cat \"$0/Day 1.zip\"\n"
+                                         "ls \"$disk\" && cat \"$disk/Day 1.zip\"\n"
                                          "exit $code\n";
     std::vector<std::string> mounted{"unshare", "-rm", "sh", (folder_ / "script").string(), disk.string()};
     mounted.insert(mounted.end(),
