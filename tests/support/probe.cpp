@@ -33,12 +33,7 @@ Probe::Probe(const std::filesystem::path& path) {
 }
 
 std::string Probe::field(const std::string& name) const {
-    // ffprobe separates by full stops and writes those of a tag's own name as low lines.
-    constexpr std::string_view tags = "tags.";
-    std::string flat = name;
-    if (const std::size_t at = name.find(tags); at != std::string::npos)
-        std::replace(flat.begin() + static_cast<std::ptrdiff_t>(at + tags.size()), flat.end(), '.', '_');
-    const auto found = fields_.find(flat);
+    const auto found = fields_.find(name);
     return found == fields_.end() ? std::string() : found->second;
 }
 

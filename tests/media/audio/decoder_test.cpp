@@ -9,6 +9,7 @@
 #include "media/error.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/packets.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -128,6 +129,40 @@ TEST(Decoder, DamageThatChecksumsTellIsAnError) {
     }
 }
 
+/// HE-AAC over a core at half the rate, told by the configuration (ISO/IEC 14496-3, 1.6.2): the decoder knows
+/// the rate that comes out. No encoder here makes it, so the replicated band stays empty.
+TEST(Decoder, HighEfficiencyAACComesOutAtItsFullRate) {
+    media::audio::EncoderSettings settings;
+    settings.formatID = audioFormat::aac;
+    settings.sampleRate = 24'000;
+    settings.channels = 2;
+    settings.inputBits = 16;
+    settings.bitRatePerChannel = 64'000;
+    std::vector<std::byte> pcm(4 * 24'000);
+    for (std::size_t i = 0; i < pcm.size(); i += 2)
+        pcm[i + 1] = static_cast<std::byte>(i / 40 % 2 == 0 ? 0x10 : 0xF0);
+    test::EncodedTrack track = test::encode(settings, pcm);
+    // Object type 5, rate index 6 (24,000), two channels, extension rate index 3 (48,000), object type 2.
+    track.format.configuration = {std::byte{0x2B}, std::byte{0x11}, std::byte{0x88}, std::byte{0x00}};
+    track.format.sampleRate = 48'000;
+    track.format.framesPerPacket = 2'048;
+    const test::TemporaryFolder folder;
+    test::writeCAF(folder / "sound.caf", track);
+
+    media::FormatDescription format;
+    format.audio.emplace();
+    format.audio->formatID = audioFormat::aac;
+    format.audio->sampleRate = 24'000; // as some containers say
+    format.audio->channelsPerFrame = 1;
+    format.decoderConfiguration = track.format.configuration;
+    const auto decoder = makeDecoder(format, 24);
+    const std::vector<std::byte> decoded = decode(*decoder, track.packets);
+    EXPECT_EQ(decoder->sampleRate(), 48'000);
+    EXPECT_EQ(decoder->channels(), 2U);
+    EXPECT_EQ(decoded.size(), track.packets.size() * 2'048 * 6);
+    EXPECT_TRUE(decoded == test::decodeAll(folder / "sound.caf", "s24le"));
+}
+
 TEST(Decoder, UnknownFormatsAndBrokenConfigurationsAreNamed) {
     struct Refusal {
         media::FourCC formatID;
@@ -146,7 +181,7 @@ TEST(Decoder, UnknownFormatsAndBrokenConfigurationsAreNamed) {
         format.audio.emplace();
         format.audio->formatID = refusal.formatID;
         format.audio->sampleRate = 48000;
-        format.audio->channelsPerFrame = 2;
+        format.audio->channelsPerFrame = 1;
         format.decoderConfiguration.resize(refusal.configurationSize);
         try {
             (void)makeDecoder(format, 24);
