@@ -307,8 +307,8 @@ TEST(AssetWriter, WritesMetadataInTheOrderGiven) {
     };
     const auto movie = write({{"org.example.source", "Größe 日本.MOV"}, {"org.example.camera", "Cam 1"}});
     const test::Probe probe(movie);
-    EXPECT_EQ(probe.field("format.tags.org_example_source"), "Größe 日本.MOV");
-    EXPECT_EQ(probe.field("format.tags.org_example_camera"), "Cam 1");
+    EXPECT_EQ(probe.field("format.tags.org.example.source"), "Größe 日本.MOV");
+    EXPECT_EQ(probe.field("format.tags.org.example.camera"), "Cam 1");
     const auto keys = test::box(movie, "moov/meta/keys").value();
     const std::string text(reinterpret_cast<const char*>(keys.data()), keys.size());
     EXPECT_LT(text.find("source"), text.find("camera"));
