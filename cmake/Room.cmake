@@ -21,6 +21,9 @@ if(FERROWICK_SANITIZE)
     add_compile_options(-fsanitize=${FERROWICK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${FERROWICK_SANITIZE})
 endif()
+if(FERROWICK_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link) # the coverage that guides the fuzzers
+endif()
 
 # ferrowick_room(NAME [FOLDERS sub...]): the static library ferrowick_NAME of the .cpp files in this folder and in
 # the named folders below it. A file belongs to the room that it lies in; none is listed twice. A main.cpp is a
