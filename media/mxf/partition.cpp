@@ -215,8 +215,7 @@ std::vector<Partition> FileLayout::listed() const {
         offsets.push_back(position + runIn_);
     }
     std::ranges::sort(offsets);
-    const auto repeated = std::ranges::unique(offsets);
-    offsets.erase(repeated.begin(), repeated.end());
+    offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
     std::vector<Partition> found;
     KlvReader packs(*source_, 128);
     for (const std::uint64_t offset : offsets) {
