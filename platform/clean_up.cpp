@@ -2,13 +2,16 @@
 #include "platform/clean_up.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <mutex>
 #include <random>
 #include <set>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include <pthread.h>
@@ -117,6 +120,21 @@ TemporaryFile::~TemporaryFile() {
     std::error_code ignored;
     fs::remove(path_, ignored);
     all.paths.erase(path_);
+}
+
+void endNow(int exitCode) {
+    std::promise<void> removed;
+    const std::thread remover([&removed] {
+        Leftovers& all = leftovers();
+        const std::lock_guard untilTheEnd(all.lock);
+        for (const fs::path& path : all.paths)
+            removeInUse(path);
+        removed.set_value();
+        std::promise<void>().get_future().wait(); // nobody makes anything new until the process is gone
+    });
+    (void)removed.get_future().wait_for(std::chrono::seconds(1));
+    (void)std::fflush(stderr);
+    std::_Exit(exitCode);
 }
 
 EndingSignals::EndingSignals() {

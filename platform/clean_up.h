@@ -59,4 +59,8 @@ class EndingSignals {
     std::jthread waiter_;
 };
 
+/// Ends the program with this exit code while threads still hang in reads: without destructors, but after all
+/// temporary files and folders are gone. A disk that does not answer holds that up for a second at most.
+[[noreturn]] void endNow(int exitCode);
+
 } // namespace platform

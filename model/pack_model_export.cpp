@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// PackModel's export: one run of Pack::make, told to the rows and to the progress record.
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "model/pack_model.h"
+#include "model/text.h"
+
+namespace {
+
+/// A read that has not noticed the wish to stop by then hangs.
+constexpr std::chrono::milliseconds stopPatience(800);
+
+double fractionOf(double value) {
+    return value > 0 ? std::min(value, 1.0) : 0; // 0 for what is not a number
+}
+
+} // namespace
+
+/// What an export's thread needs.
+struct PackModel::Export {
+    std::int64_t number;
+    std::vector<PackClip> clips;
+    std::filesystem::path zip;
+    ScratchAudio audio;
+    std::shared_ptr<Flag> cancelled;
+};
+
+/// How an export ended: with a pack, with a reason why not, or (neither) stopped.
+struct PackModel::Ended {
+    std::optional<SavedPack> saved{};
+    std::optional<QString> failure{};
+};
+
+void PackModel::pack(const std::filesystem::path& zip) {
+    Export pack{++exportNumber_, {}, zip, audio_, std::make_shared<Flag>()};
+    PathMap<ExportProgress::Clip> clips;
+    for (const auto& row : rows_) {
+        if (row->isPackable()) {
+            const ClipHeader& header = *row->header();
+            const double length = std::isfinite(header.duration) ? std::max(header.duration, 0.001) : 0.001;
+            const double audio = header.duration * header.audioBytesPerSecond;
+            pack.clips.push_back(row->clip());
+            clips.emplace(row->id(), ExportProgress::Clip{length, std::isfinite(audio) ? audio : 0,
+                                                          fileName(row->id())});
+        }
+        if (row->progress_ || row->result_) {
+            row->progress_.reset();
+            row->result_.reset();
+            Q_EMIT rowChanged(row);
+        }
+    }
+    exporting_.emplace(std::move(clips));
+    cancelled_ = pack.cancelled;
+    abandonedExport_ = 0;
+    stopping_.stop();
+    setPacking(true);
+    setSaved(std::nullopt);
+    setFailure(std::nullopt);
+    Q_EMIT exportingChanged();
+    workers_.start("export", [this, pack = std::move(pack)] { run(pack); });
+}
+
+/// On the export's thread.
+void PackModel::run(const Export& pack) {
+    const std::int64_t number = pack.number;
+    const auto queue = queue_;
+    const Pack::MakeCallbacks callbacks{
+        .item =
+            [this, number, &queue](const PackClip& clip, double fraction) {
+                queue->schedule([this, number, id = clip.id(), fraction] { stepped(number, id, fraction); });
+            },
+        .finished =
+            [this, number, &queue](const PackClip& clip, const Outcome& outcome) {
+                queue->schedule([this, number, id = clip.id(), outcome] { finished(number, id, outcome); });
+            },
+        .isCancelled = [&pack] { return pack.cancelled->isSet(); },
+        .saving = [this, number, &queue] { queue->schedule([this, number] { zipStarted(number); }); },
+    };
+    Ended how;
+    try {
+        operations_.make(pack.clips, pack.zip, pack.audio, callbacks);
+        how.saved = SavedPack{pack.zip, operations_.fileSize(pack.zip)};
+    } catch (const PackError& error) {
+        if (error.kind() != PackError::Case::cancelled)
+            how.failure = text(error.errorDescription());
+    } catch (const std::exception&) {
+        how.failure = text(Pack::currentErrorDescription());
+    }
+    queue->schedule([this, number, how = std::move(how)] { ended(number, how); });
+}
+
+void PackModel::stepped(std::int64_t number, const std::filesystem::path& id, double fraction) {
+    if (!packing_ || number != exportNumber_)
+        return;
+    if (const auto row = rowsByID_.find(id); row != rowsByID_.end())
+        setProgress(row->second, fractionOf(fraction));
+    exporting_->step(id, fractionOf(fraction));
+    Q_EMIT exportingChanged();
+}
+
+void PackModel::finished(std::int64_t number, const std::filesystem::path& id, const Outcome& outcome) {
+    if (!packing_ || number != exportNumber_)
+        return;
+    if (const auto row = rowsByID_.find(id); row != rowsByID_.end()) {
+        row->second->progress_.reset();
+        row->second->result_ = outcome;
+        Q_EMIT rowChanged(row->second);
+    }
+    const auto* result = std::get_if<PackResult>(&outcome);
+    exporting_->finish(id, result != nullptr ? result->packSize : 0);
+    Q_EMIT exportingChanged();
+}
+
+void PackModel::zipStarted(std::int64_t number) {
+    if (!packing_ || number != exportNumber_)
+        return;
+    exporting_->saving = true;
+    stopping_.stop(); // no clip is being read any more, the end is near
+    Q_EMIT exportingChanged();
+}
+
+void PackModel::ended(std::int64_t number, const Ended& how) {
+    if (packing_ && number == exportNumber_) {
+        if (how.saved)
+            setSaved(how.saved);
+        else if (how.failure)
+            setFailure(tr("The pack wasn't saved: %1").arg(*how.failure));
+        else
+            clearProgress();
+        endExport();
+    } else if (number == abandonedExport_) {
+        // The stop came too late after all: the pack is there, and that must not be hidden.
+        abandonedExport_ = 0;
+        setSaved(how.saved);
+    }
+}
+
+void PackModel::stop() {
+    if (!packing_)
+        return;
+    cancelled_->set();
+    if (!exporting_->saving && !stopping_.isActive())
+        stopping_.start(stopPatience);
+}
+
+/// The export's thread hangs in a read of a disk that does not answer. It ends by itself, and cleans up, when
+/// the disk does; until then it is as if it were not there.
+void PackModel::giveUpWaiting() {
+    abandonedExport_ = exportNumber_;
+    clearProgress();
+    endExport();
+}
+
+void PackModel::endExport() {
+    stopping_.stop();
+    exporting_.reset();
+    Q_EMIT exportingChanged();
+    setPacking(false);
+}
+
+void PackModel::setProgress(const std::shared_ptr<Row>& row, std::optional<double> progress) {
+    if (row->progress_ == progress)
+        return;
+    row->progress_ = progress;
+    Q_EMIT rowChanged(row);
+}
+
+void PackModel::clearProgress() {
+    for (const auto& row : rows_)
+        setProgress(row, std::nullopt);
+}

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the model asks of pack/.
+#pragma once
+
+#include <functional>
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "pack/assembly.h"
+#include "pack/clip_records.h"
+
+/// The operations behind the list, called off the main thread; the real ones unless a test puts others in
+/// place. Each means what the function of its name in pack/ does.
+struct PackOperations {
+    std::function<std::vector<PackClip>(std::span<const std::filesystem::path>, std::set<std::string> taken)>
+        clips;
+    std::function<ClipHeader(const std::filesystem::path& source)> header;
+    std::function<void(std::span<const PackClip>, const std::filesystem::path& zip, ScratchAudio,
+                       const Pack::MakeCallbacks&)>
+        make;
+    /// Bytes of a file; 0 when the file system can't tell.
+    std::function<std::int64_t(const std::filesystem::path&)> fileSize;
+    bool canOpenMXF = Pack::canOpenMXF;
+
+    PackOperations();
+};

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The table's lines: their texts, and that they change in place.
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QSignalSpy>
+
+#include "tests/model/model_test.h"
+#include "ui/clip_columns.h"
+#include "ui/clip_table_model.h"
+
+namespace test {
+
+namespace {
+
+/// Before the application looks for a screen.
+struct Offscreen {
+    Offscreen() { qputenv("QT_QPA_PLATFORM", "offscreen"); }
+};
+
+class ClipTableModelTest : Offscreen, public ApplicationTest<QApplication> {
+  protected:
+    ClipTableModel& lines() {
+        if (!lines_) {
+            lines_ = std::make_unique<ClipTableModel>(model());
+            tester_ = std::make_unique<QAbstractItemModelTester>(
+                lines_.get(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+        }
+        return *lines_;
+    }
+    void TearDown() override {
+        tester_.reset();
+        lines_.reset();
+    }
+    /// The text of a cell; the line by its place on each level.
+    QString cell(ClipColumn column, std::initializer_list<int> places, int role = Qt::DisplayRole) {
+        QModelIndex index;
+        for (const int place : places)
+            index = lines().index(place, 0, index);
+        return index.siblingAtColumn(static_cast<int>(column)).data(role).toString();
+    }
+    void add(std::vector<std::filesystem::path> paths) {
+        model().add(std::move(paths));
+        ASSERT_TRUE(settles());
+        QTest::qWait(20); // changes are told once a frame
+    }
+
+  private:
+    std::unique_ptr<ClipTableModel> lines_;
+    std::unique_ptr<QAbstractItemModelTester> tester_;
+};
+
+TEST_F(ClipTableModelTest, ShowsWhatTheHeaderSays) {
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    operations.header = [](const std::filesystem::path&) {
+        ClipHeader header = test::header(3725.4);
+        header.fps = 23.976;
+        header.resolution = "1920 × 1080";
+        return header;
+    };
+    folders["/c/A001/"] = {"C001.mov"};
+    (void)lines();
+    add({"/c/A001/", "/c/<b>odd</b>.mov"});
+    EXPECT_EQ(cell(ClipColumn::name, {1}), QStringLiteral("A001"));
+    EXPECT_EQ(cell(ClipColumn::size, {1}), QStringLiteral("--"));
+    EXPECT_EQ(cell(ClipColumn::timecode, {1}), QString());
+    EXPECT_EQ(cell(ClipColumn::name, {1, 0}), QStringLiteral("C001"));
+    EXPECT_EQ(cell(ClipColumn::length, {1, 0}), QStringLiteral("1:02:05"));
+    EXPECT_EQ(cell(ClipColumn::fps, {1, 0}), QStringLiteral("23,976"));
+    EXPECT_EQ(cell(ClipColumn::resolution, {1, 0}), QStringLiteral("1920 × 1080"));
+    EXPECT_EQ(cell(ClipColumn::timecode, {1, 0}).left(11), QStringLiteral("01:00:00:00"));
+    EXPECT_EQ(cell(ClipColumn::date, {1, 0}), QString());
+    EXPECT_EQ(cell(ClipColumn::status, {1, 0}), QStringLiteral("Ready"));
+    // A name is text, whatever it looks like.
+    EXPECT_TRUE(cell(ClipColumn::name, {0}, Qt::ToolTipRole).contains(QStringLiteral("&lt;b&gt;odd")));
+    QLocale::setDefault(QLocale::c());
+}
+
+TEST_F(ClipTableModelTest, LinesComeGoAndChangeInPlace) {
+    folders["/c/A/"] = {"1.mov", "3.mov"};
+    folders["/d/B/"] = {"deep/x.mov", "y.mov"};
+    QSignalSpy resets(&lines(), &QAbstractItemModel::modelReset);
+    add({"/c/A/", "/d/B/"});
+    const QPersistentModelIndex third = lines().index(1, 0, lines().index(0, 0));
+    const QPersistentModelIndex deep = lines().index(0, 0, lines().index(0, 0, lines().index(1, 0)));
+    EXPECT_EQ(lines().id(deep), "/d/B/deep/x.mov");
+
+    QSignalSpy insertions(&lines(), &QAbstractItemModel::rowsInserted);
+    QSignalSpy removals(&lines(), &QAbstractItemModel::rowsRemoved);
+    add({"/0.mov", "/e/2.mov", "/e/zz.mov"});
+    EXPECT_EQ(insertions.size(), 2); // two side by side, one at the end
+    EXPECT_TRUE(removals.isEmpty());
+    model().remove({"/c/A/1.mov", "/d/B/y.mov", "/0.mov"});
+    EXPECT_EQ(third.row(), 0);
+    EXPECT_EQ(lines().id(deep), "/d/B/deep/x.mov");
+    model().remove({"/c/A"});
+    EXPECT_FALSE(third.isValid());
+    EXPECT_EQ(lines().rowCount(), 3);
+    EXPECT_TRUE(resets.isEmpty());
+}
+
+TEST_F(ClipTableModelTest, FollowsAnExportAndCountsProblems) {
+    folders["/c/A/"] = {"1.mov", "2.mov", "deep/3.mov"};
+    operations.header = [](const std::filesystem::path& source) {
+        ClipHeader header = test::header();
+        if (source.stem() == "3")
+            header.timecode.reset();
+        return header;
+    };
+    Gate gate;
+    operations.make = [&](std::span<const PackClip> clips, const std::filesystem::path&, ScratchAudio,
+                          const Pack::MakeCallbacks& callbacks) {
+        PackResult result;
+        result.packSize = 2'100'000;
+        result.notes = {"timecode only", "scratch audio is silent: sync by timecode only"};
+        callbacks.finished(clips[0], result);
+        callbacks.item(clips[1], 0.25);
+        gate.pass();
+        callbacks.finished(clips[1], PackFailure{"Couldn't read the clip."});
+    };
+    (void)lines();
+    add({"/c/A/"});
+    EXPECT_EQ(cell(ClipColumn::status, {0}), QStringLiteral("1 clip with a problem"));
+    EXPECT_EQ(cell(ClipColumn::status, {0, 2, 0}), QStringLiteral("No timecode track."));
+
+    QSignalSpy changes(&lines(), &QAbstractItemModel::dataChanged);
+    model().pack("/out.zip");
+    EXPECT_EQ(cell(ClipColumn::status, {0, 1}), QStringLiteral("Waiting"));
+    ASSERT_TRUE(eventually([&] { return model().rows()[1]->progress().has_value(); }));
+    ASSERT_TRUE(eventually([&] { return !changes.isEmpty(); }));
+    EXPECT_EQ(cell(ClipColumn::status, {0, 0}),
+              QStringLiteral("2.1 MB: timecode only; scratch audio is silent: sync by timecode only"));
+    EXPECT_EQ(cell(ClipColumn::status, {0, 0}, Qt::ToolTipRole),
+              QStringLiteral("timecode only\nscratch audio is silent: sync by timecode only"));
+    EXPECT_EQ(cell(ClipColumn::status, {0, 1}, ClipTableModel::progressRole), QStringLiteral("0.25"));
+    gate.open();
+    ASSERT_TRUE(eventually([&] { return !model().packing(); }));
+    EXPECT_EQ(cell(ClipColumn::status, {0}), QStringLiteral("3 clips with problems"));
+    EXPECT_EQ(cell(ClipColumn::status, {0, 1}), QStringLiteral("Couldn't read the clip."));
+}
+
+} // namespace
+
+} // namespace test

@@ -1,0 +1,298 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The whole way of a card through the real window, by a person's means: drops, clicks and keys.
+#include <QApplication>
+#include <QComboBox>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
+#include <QDropEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStyleHints>
+#include <set>
+
+#include "tests/model/model_test.h"
+#include "tests/support/clip_maker.h"
+#include "tests/support/command.h"
+#include "ui/clip_columns.h"
+#include "ui/clip_table.h"
+#include "ui/elided_label.h"
+#include "ui/main_window.h"
+#include "ui/paths.h"
+
+namespace fs = std::filesystem;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace test {
+
+namespace {
+
+/// A desktop's service that remembers what it was asked.
+class FakeService : public QDBusVirtualObject {
+  public:
+    FakeService(const char* name, QVariant answer) : answer_(std::move(answer)) {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        bus.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
+        bus.registerService(QLatin1String(name));
+    }
+    ~FakeService() override { QDBusConnection::sessionBus().unregisterObject(QStringLiteral("/")); }
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override {
+        calls.emplace_back(message.member().toStdString(), message.arguments());
+        return bus.send(message.createReply(answer_));
+    }
+    std::vector<std::pair<std::string, QVariantList>> calls;
+
+  private:
+    QVariant answer_;
+};
+
+class RoadTest : public ApplicationTest<QApplication> {
+  protected:
+    void SetUp() override {
+        operations = PackOperations();
+        makeCard(3);
+        window = std::make_unique<MainWindow>(model(), settings);
+        window->show();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    }
+    void TearDown() override { window.reset(); }
+
+    void makeCard(int clips) {
+        fs::create_directories(folder / "A001/CLIP");
+        for (int number = 1; number <= clips; ++number)
+            fs::copy_file(test::clip({}), folder / ("A001/CLIP/C" + std::to_string(number) + ".mov"),
+                          fs::copy_options::skip_existing);
+    }
+    template <typename Widget>
+    Widget& part(const char* name) {
+        auto* const found = window->findChild<Widget*>(QLatin1String(name));
+        if (found == nullptr)
+            throw std::runtime_error(std::string("The window has no ") + name);
+        return *found;
+    }
+    std::string statusText() { return part<ElidedLabel>("statusText").text().toStdString(); }
+    void drop(const fs::path& path) {
+        QMimeData files;
+        files.setUrls({fileURL(path)});
+        const QPoint place(300, 200);
+        QDragEnterEvent enter(place, Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window.get(), &enter);
+        EXPECT_EQ(part<QWidget>("dropHighlight").isVisible(), enter.isAccepted());
+        QDropEvent dropped(place, Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window.get(), &dropped);
+        EXPECT_FALSE(part<QWidget>("dropHighlight").isVisible());
+        EXPECT_EQ(dropped.isAccepted(), !model().packing());
+    }
+    void click(QWidget& widget) { QTest::mouseClick(&widget, Qt::LeftButton); }
+    /// The dialog of this kind, once it is there.
+    template <typename Dialog = QDialog>
+    Dialog& dialog(const char* name) {
+        Dialog* found = nullptr;
+        EXPECT_TRUE(eventually([&] {
+            found = window->findChild<Dialog*>(QLatin1String(name));
+            return found != nullptr && found->isVisible() && QTest::qWaitForWindowActive(found);
+        }));
+        return *found;
+    }
+    /// Types into the dialog's name field, and Return.
+    void typeName(QDialog& panel, const fs::path& path) {
+        auto* const name = panel.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+        name->setFocus();
+        name->selectAll();
+        QTest::keyClicks(name, QString::fromStdString(path.native()));
+        QTest::keyClick(name, Qt::Key_Return);
+    }
+    [[nodiscard]] bool ready() {
+        return eventually([this] { return model().canPack() && model().readTotal() == 0; });
+    }
+    std::vector<std::string> filesIn(const fs::path& place) {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(place))
+            names.push_back(entry.path().filename());
+        std::ranges::sort(names);
+        return names;
+    }
+
+    std::unique_ptr<MainWindow> window;
+};
+
+TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Ferrowick"));
+    EXPECT_EQ(part<QLabel>("emptyTitle").text(), QStringLiteral("No Camera Folders"));
+    EXPECT_EQ(qobject_cast<QPushButton*>(QApplication::focusWidget()), nullptr);
+    auto& button = part<QPushButton>("exportButton");
+    EXPECT_FALSE(button.isEnabled());
+
+    makeCard(40);
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    auto& table = part<ClipTable>("clipTable");
+    EXPECT_TRUE(table.isVisible() && table.hasFocus());
+    const QModelIndex card = table.model()->index(0, 0);
+    const QModelIndex clips = table.model()->index(0, 0, card);
+    EXPECT_EQ(table.model()->rowCount(clips), 40);
+    EXPECT_TRUE(table.isExpanded(card) && table.isExpanded(clips));
+    const QModelIndex first = table.model()->index(0, static_cast<int>(ClipColumn::timecode), clips);
+    EXPECT_EQ(first.data().toString(), QStringLiteral("01:00:00:00 – 01:00:02:00"));
+    ASSERT_TRUE(eventually([&] { return statusText().starts_with("40 clips, "); }));
+
+    // The panel takes the mode at once and adds ".zip".
+    FakeService power("org.freedesktop.PowerManagement", QVariant(7U));
+    const fs::path zip = folder / "out/Day 3.1.zip";
+    fs::create_directories(folder / "out");
+    const auto startExport = [&](const fs::path& name) {
+        click(button);
+        auto& panel = dialog("savePanel");
+        auto& modes = *panel.findChild<QComboBox*>(QStringLiteral("scratchAudio"));
+        EXPECT_EQ(modes.currentText(), QStringLiteral("Lossless"));
+        modes.setFocus();
+        QTest::keyClick(&modes, Qt::Key_Down);
+        EXPECT_THAT(panel.findChild<QLabel*>(QStringLiteral("spaceMessage"))->text().toStdString(),
+                    testing::HasSubstr("in the same folders: about "));
+        QTest::keyClick(&modes, Qt::Key_Up);
+        typeName(panel, name);
+    };
+    startExport(folder / "out/Day 3.1");
+    ASSERT_TRUE(eventually([&] { return statusText().starts_with("Processed "); }));
+    EXPECT_TRUE(part<QProgressBar>("statusBarProgress").isVisible());
+    EXPECT_EQ(button.text(), QStringLiteral("Stop"));
+    drop(folder / "A001/CLIP/C1.mov");
+    ASSERT_TRUE(eventually([&] { return model().exporting()->done() > 0; }));
+    click(button);
+    ASSERT_TRUE(eventually([&] { return !model().packing(); }));
+    EXPECT_THAT(filesIn(folder / "out"), IsEmpty());
+    ASSERT_TRUE(eventually([&] { return statusText().starts_with("40 clips, "); }));
+
+    // Again, through the default button.
+    EXPECT_TRUE(button.isDefault());
+    QTest::keyClick(&table, Qt::Key_Return);
+    typeName(dialog("savePanel"), zip);
+    ASSERT_TRUE(eventually([&] { return model().saved().has_value(); }));
+    ASSERT_TRUE(eventually([&] { return statusText().starts_with("Saved “Day 3.1.zip”, "); }));
+    EXPECT_THAT(statusText(), testing::EndsWith(". Send it to Olvane."));
+    EXPECT_THAT(filesIn(folder / "out"), ElementsAre("Day 3.1.zip"));
+    const std::string listing = runChecked({"unzip", "-Z1", zip});
+    EXPECT_THAT(listing, testing::HasSubstr("Day 3.1/A001/CLIP/C40.mov\n"));
+    EXPECT_THAT(listing, testing::HasSubstr("Day 3.1/Ferrowick Report.csv\n"));
+    runChecked({"unzip", "-tqq", zip});
+
+    // It kept the machine awake, twice, and says where the pack is.
+    std::vector<std::string> asked;
+    ASSERT_TRUE(eventually([&] {
+        asked.clear();
+        for (const auto& [method, arguments] : power.calls)
+            asked.push_back(method);
+        return asked.size() == 4;
+    }));
+    EXPECT_THAT(asked, ElementsAre("Inhibit", "UnInhibit", "Inhibit", "UnInhibit"));
+    QDBusConnection::sessionBus().registerService(QStringLiteral("org.freedesktop.FileManager1"));
+    Q_EMIT part<QLabel>("statusLink").linkActivated(QStringLiteral("reveal"));
+    ASSERT_TRUE(eventually([&] { return power.calls.size() == 5; }));
+    EXPECT_EQ(power.calls[4].first, "ShowItems");
+    EXPECT_EQ(power.calls[4].second[0].toStringList(),
+              QStringList{QString::fromLatin1(fileURL(zip).toEncoded())});
+}
+
+TEST_F(RoadTest, FoldersAndClipsAreChosenTogether) {
+    fs::copy_file(test::clip({}), folder / "single.mov");
+    folder.write("notes.txt", "no clip");
+    QTest::keyClick(window.get(), Qt::Key_O, Qt::ControlModifier);
+    auto& chooser = dialog<QFileDialog>("folderChooser");
+    EXPECT_TRUE(model().choosing());
+    chooser.setDirectory(QString::fromStdString(folder.path().native()));
+    auto* const list = chooser.findChild<QAbstractItemView*>(QStringLiteral("listView"));
+    ASSERT_TRUE(eventually([&] { return list->model()->rowCount(list->rootIndex()) == 2; }));
+    list->selectAll();
+    auto* const box = chooser.findChild<QDialogButtonBox*>();
+    click(*box->button(QDialogButtonBox::Open));
+    ASSERT_TRUE(ready());
+    EXPECT_FALSE(model().choosing());
+    EXPECT_EQ(model().rows().size(), 4U);
+    EXPECT_EQ(model().rows().back()->clip().packPath, "single");
+}
+
+TEST_F(RoadTest, DeletesRevealsAndHidesByKeyboard) {
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    auto& table = part<ClipTable>("clipTable");
+    const QModelIndex clips = table.model()->index(0, 0, table.model()->index(0, 0));
+    table.setCurrentIndex(table.model()->index(1, 0, clips));
+    EXPECT_EQ(model().selection(), PathSet{folder / "A001/CLIP/C2.mov"});
+    QTest::keyClick(&table, Qt::Key_Delete);
+    EXPECT_EQ(model().rows().size(), 2U);
+    table.setCurrentIndex(clips);
+    QTest::keyClick(&table, Qt::Key_Left);
+    EXPECT_EQ(model().collapsed(), PathSet{folder / "A001/CLIP"});
+    drop(folder / "A001/CLIP"); // brings the second clip back, in a folder of another name
+    ASSERT_TRUE(eventually([&] { return model().rows().size() == 3; }));
+    QTest::keyClick(&table, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(&table, Qt::Key_Delete);
+    EXPECT_THAT(model().rows(), IsEmpty());
+    EXPECT_TRUE(part<QLabel>("emptyTitle").isVisible());
+    EXPECT_EQ(qobject_cast<QPushButton*>(QApplication::focusWidget()), nullptr);
+}
+
+TEST_F(RoadTest, ColumnsKeepTheirLimitsAndAreRemembered) {
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    constexpr int length = static_cast<int>(ClipColumn::length);
+    constexpr int fps = static_cast<int>(ClipColumn::fps);
+    QHeaderView& header = *part<ClipTable>("clipTable").header();
+    const int widest = header.sectionSize(length);
+    header.resizeSection(length, widest + 100);
+    EXPECT_EQ(header.sectionSize(length), widest);
+    header.resizeSection(length, 5);
+    EXPECT_EQ(header.sectionSize(length), 40);
+    header.moveSection(header.visualIndex(length), 6);
+    QMenu menu;
+    part<ClipTable>("clipTable").addColumnSwitches(menu);
+    EXPECT_EQ(menu.actions().size(), clipColumnCount - 1);
+    menu.actions()[fps - 1]->toggle();
+    EXPECT_TRUE(header.isSectionHidden(fps));
+
+    window = std::make_unique<MainWindow>(model(), settings);
+    QHeaderView& restored = *part<ClipTable>("clipTable").header();
+    EXPECT_TRUE(restored.isSectionHidden(fps));
+    EXPECT_EQ(restored.visualIndex(length), 6);
+    EXPECT_EQ(restored.sectionSize(length), 40);
+}
+
+TEST_F(RoadTest, ClosingDuringAnExportAsksOnce) {
+    makeCard(60);
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    model().pack(folder / "o.zip");
+    bool asked = false;
+    const auto answer = [&](const char* text) {
+        QTimer::singleShot(0, window.get(), [&, text] {
+            auto& box = dialog<QMessageBox>("quitQuestion");
+            EXPECT_EQ(box.text(), QStringLiteral("An export is running."));
+            asked = true;
+            for (QAbstractButton* button : box.buttons())
+                if (button->text().remove(QLatin1Char('&')) == QLatin1String(text))
+                    return button->click();
+            box.reject();
+            ADD_FAILURE() << "no button " << text;
+        });
+    };
+    answer("Keep Exporting");
+    EXPECT_FALSE(window->close());
+    EXPECT_TRUE(asked && model().packing());
+    answer("Stop and Quit");
+    EXPECT_FALSE(window->close()); // it leaves once the export has ended
+    EXPECT_EQ(QApplication::exec(), 0);
+    ASSERT_TRUE(model().endWithin(std::chrono::seconds(5)));
+    EXPECT_FALSE(fs::exists(folder / "o.zip"));
+    EXPECT_FALSE(fs::exists(folder / "o"));
+}
+
+} // namespace
+
+} // namespace test

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/clip_columns.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QFontMetricsF>
+#include <QWidget>
+#include <algorithm>
+#include <cmath>
+
+#include "ui/format.h"
+
+namespace {
+
+constexpr std::array titles{
+    QT_TRANSLATE_NOOP("ClipTable", "Name"),       QT_TRANSLATE_NOOP("ClipTable", "Date"),
+    QT_TRANSLATE_NOOP("ClipTable", "Length"),     QT_TRANSLATE_NOOP("ClipTable", "Size"),
+    QT_TRANSLATE_NOOP("ClipTable", "Timecode"),   QT_TRANSLATE_NOOP("ClipTable", "FPS"),
+    QT_TRANSLATE_NOOP("ClipTable", "Resolution"), QT_TRANSLATE_NOOP("ClipTable", "Status")};
+
+} // namespace
+
+QString title(ClipColumn column) {
+    return QCoreApplication::translate("ClipTable", titles[static_cast<std::size_t>(column)]);
+}
+
+int fit(const QStringList& texts, const QFont& font) {
+    const QFontMetricsF metrics(font);
+    double widest = 0;
+    for (const QString& text : texts)
+        widest = std::max(widest, std::ceil(metrics.horizontalAdvance(text)));
+    return static_cast<int>(widest);
+}
+
+QFont withEqualDigits(QFont font) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 7, 0)
+    font.setFeature(QFont::Tag("tnum"), 1);
+#endif
+    return font; // the usual fonts of Linux desktops have such digits anyway
+}
+
+std::array<ColumnWidth, clipColumnCount> columnWidths(const QFont& font, int margin) {
+    const QDateTime widestDate(QDate(2026, 12, 28), QTime(12, 58));
+    const auto fixed = [&](ClipColumn column, int least, const QString& sample, bool equalDigits = true) {
+        const int width = fit({title(column), sample}, equalDigits ? withEqualDigits(font) : font) + margin;
+        return ColumnWidth{least, width, width};
+    };
+    const int status =
+        fit({title(ClipColumn::status), QCoreApplication::translate("ClipTable", "Reading…")}, font);
+    return {ColumnWidth{160, 220, QWIDGETSIZE_MAX},
+            fixed(ClipColumn::date, 40, Format::date(widestDate), false),
+            fixed(ClipColumn::length, 40, QStringLiteral("0:00:00")),
+            fixed(ClipColumn::size, 40, QStringLiteral("000.0 MB"), false),
+            fixed(ClipColumn::timecode, 40, QStringLiteral("00:00:00:00 – 00:00:00:00")),
+            fixed(ClipColumn::fps, 30, QStringLiteral("00.000")),
+            fixed(ClipColumn::resolution, 40, QStringLiteral("0000 × 0000")),
+            ColumnWidth{40, status + margin, QWIDGETSIZE_MAX}};
+}

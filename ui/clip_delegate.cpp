@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/clip_delegate.h"
+
+#include <QApplication>
+#include <QPainter>
+#include <QStyle>
+
+#include "ui/clip_columns.h"
+#include "ui/clip_table_model.h"
+#include "ui/icons.h"
+
+namespace {
+
+constexpr int iconSide = 16;
+
+QStyle* styleOf(const QStyleOptionViewItem& option) {
+    return option.widget != nullptr ? option.widget->style() : QApplication::style();
+}
+
+} // namespace
+
+void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
+    QStyledItemDelegate::initStyleOption(option, index);
+    option->decorationSize = QSize(iconSide, iconSide);
+    switch (static_cast<ClipColumn>(index.column())) {
+    case ClipColumn::name:
+        option->textElideMode = Qt::ElideMiddle; // the ends of clips' names tell them apart
+        break;
+    case ClipColumn::length:
+    case ClipColumn::timecode:
+    case ClipColumn::fps:
+    case ClipColumn::resolution:
+        option->font = withEqualDigits(option->font);
+        break;
+    case ClipColumn::status: {
+        const bool selected = (option->state & QStyle::State_Selected) != 0;
+        switch (static_cast<ClipTableModel::Status>(index.data(ClipTableModel::statusRole).toInt())) {
+        case ClipTableModel::Status::warning: {
+            const QColor colour =
+                selected ? option->palette.color(QPalette::HighlightedText) : Icons::orange(option->palette);
+            option->features |= QStyleOptionViewItem::HasDecoration;
+            option->icon = Icons::warning(colour);
+            option->palette.setColor(QPalette::Text, colour);
+            break;
+        }
+        case ClipTableModel::Status::secondary:
+            option->palette.setColor(QPalette::Text, Icons::secondary(option->palette));
+            break;
+        case ClipTableModel::Status::progress:
+            option->text.clear();
+            break;
+        case ClipTableModel::Status::plain:
+            break;
+        }
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void ClipDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
+                         const QModelIndex& index) const {
+    QStyledItemDelegate::paint(painter, option, index);
+    const QVariant kind = index.data(ClipTableModel::statusRole);
+    if (!kind.isValid() || kind.toInt() != static_cast<int>(ClipTableModel::Status::progress))
+        return;
+    const QStyle* style = styleOf(option);
+    const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, option.widget) + 1;
+    constexpr int widest = 240;
+    QStyleOptionProgressBar bar;
+    bar.initFrom(option.widget);
+    bar.state |= QStyle::State_Horizontal | QStyle::State_Enabled;
+    bar.direction = option.direction;
+    QRect rect = option.rect.adjusted(margin, 4, -margin, -4);
+    rect.setWidth(qMin(rect.width(), widest));
+    bar.rect = QStyle::visualRect(option.direction, option.rect, rect);
+    bar.minimum = 0;
+    bar.maximum = 1000;
+    bar.progress = static_cast<int>(index.data(ClipTableModel::progressRole).toDouble() * 1000);
+    bar.textVisible = false;
+    style->drawControl(QStyle::CE_ProgressBar, &bar, painter, option.widget);
+}
+
+QSize ClipDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    // A little air, the same in every row: the icon and the bar need it.
+    constexpr int leastHeight = 24;
+    const QSize hint = QStyledItemDelegate::sizeHint(option, index);
+    return {hint.width(), qMax(hint.height() + 2, leastHeight)};
+}

@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/clip_table.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QHeaderView>
+#include <QMenu>
+#include <QStyle>
+#include <algorithm>
+#include <utility>
+
+#include "ui/clip_delegate.h"
+#include "ui/clip_table_model.h"
+#include "ui/icons.h"
+
+namespace {
+
+constexpr QLatin1String columnsKey("columns");
+constexpr int nameColumn = static_cast<int>(ClipColumn::name);
+
+} // namespace
+
+ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
+    : QTreeView(parent), model_(model), settings_(settings), lines_(*new ClipTableModel(model, this)),
+      remove_(new QAction(Icons::remove(), tr("Remove"), this)),
+      reveal_(new QAction(Icons::reveal(), tr("Show in Finder"), this)) {
+    setObjectName(QStringLiteral("clipTable"));
+    setAccessibleName(tr("Clips"));
+    setModel(&lines_);
+    setItemDelegate(new ClipDelegate(this));
+    setUniformRowHeights(true);
+    setAlternatingRowColors(true);
+    setSelectionMode(ExtendedSelection);
+    setSelectionBehavior(SelectRows);
+    setEditTriggers(NoEditTriggers);
+    setExpandsOnDoubleClick(true);
+    setAllColumnsShowFocus(true);
+    setFrameShape(QFrame::NoFrame);
+    setHorizontalScrollMode(ScrollPerPixel);
+    setVerticalScrollMode(ScrollPerPixel);
+    setAcceptDrops(false); // the window takes drops, wherever they fall
+
+    remove_->setShortcuts({QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)});
+    remove_->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+    addActions({remove_, reveal_});
+    connect(remove_, &QAction::triggered, this, [this] { model_.remove(model_.selection()); });
+    connect(reveal_, &QAction::triggered, this, [this] {
+        const PathSet& ids = model_.selection();
+        Q_EMIT revealed({ids.begin(), ids.end()});
+    });
+    connect(&model, &PackModel::packingChanged, this, &ClipTable::updateActions);
+
+    setUpColumns();
+    const auto collapse = [this](const QModelIndex& index, bool collapsed) {
+        if (std::exchange(following_, true))
+            return;
+        model_.setCollapsed(lines_.id(index), collapsed);
+        following_ = false;
+    };
+    connect(this, &QTreeView::collapsed, this,
+            [collapse](const QModelIndex& index) { collapse(index, true); });
+    connect(this, &QTreeView::expanded, this,
+            [collapse](const QModelIndex& index) { collapse(index, false); });
+    connect(&lines_, &QAbstractItemModel::rowsAboutToBeRemoved, this, [this] { following_ = true; });
+    connect(&lines_, &QAbstractItemModel::rowsAboutToBeInserted, this, [this] { following_ = true; });
+    connect(&lines_, &ClipTableModel::synchronized, this, &ClipTable::followModel);
+    const auto followOthers = [this] {
+        if (!following_)
+            followModel();
+    };
+    connect(&model, &PackModel::selectionChanged, this, followOthers);
+    connect(&model, &PackModel::collapsedChanged, this, followOthers);
+    followModel();
+}
+
+ClipTable::~ClipTable() {
+    if (keeping_.isActive())
+        keepColumns();
+}
+
+void ClipTable::setUpColumns() {
+    const int margin = 2 * (style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1) +
+                       2 * style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, this);
+    widths_ = columnWidths(font(), margin);
+    header()->setSectionsMovable(true);
+    header()->setFirstSectionMovable(false);
+    header()->setSectionResizeMode(QHeaderView::Interactive);
+    header()->setMinimumSectionSize(std::ranges::min(widths_, {}, &ColumnWidth::least).least);
+    header()->setStretchLastSection(true);
+    for (int column = 0; column < clipColumnCount; ++column)
+        header()->resizeSection(column, widths_[static_cast<std::size_t>(column)].ideal);
+    restoreColumns();
+    updateStretch();
+
+    keeping_.setSingleShot(true);
+    keeping_.setInterval(500);
+    connect(&keeping_, &QTimer::timeout, this, &ClipTable::keepColumns);
+    connect(header(), &QHeaderView::sectionMoved, this, [this] {
+        updateStretch();
+        keeping_.start();
+    });
+    connect(header(), &QHeaderView::sectionResized, this, [this](int column, int, int width) {
+        limitWidth(column, width);
+        // Only what the user does by hand is a choice: the last column also follows the window.
+        if (QApplication::mouseButtons() != Qt::NoButton)
+            keeping_.start();
+    });
+    header()->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(header(), &QWidget::customContextMenuRequested, this, [this](const QPoint& position) {
+        QMenu menu(this);
+        addColumnSwitches(menu);
+        menu.exec(header()->mapToGlobal(position));
+    });
+}
+
+void ClipTable::restoreColumns() {
+    const QByteArray state = settings_.value(columnsKey).toByteArray();
+    if (state.isEmpty() || !header()->restoreState(state))
+        return;
+    // The font, or the settings file, may not be the one of then.
+    header()->setSectionHidden(nameColumn, false);
+    if (header()->visualIndex(nameColumn) != 0)
+        header()->moveSection(header()->visualIndex(nameColumn), 0);
+    header()->setSectionsMovable(true);
+    header()->setFirstSectionMovable(false);
+    for (int column = 0; column < clipColumnCount; ++column)
+        if (!header()->isSectionHidden(column))
+            limitWidth(column, header()->sectionSize(column));
+}
+
+void ClipTable::keepColumns() {
+    settings_.setValue(columnsKey, header()->saveState());
+}
+
+void ClipTable::limitWidth(int column, int width) {
+    const ColumnWidth& limits = widths_[static_cast<std::size_t>(column)];
+    // A hidden column has no width.
+    const int allowed = width == 0 ? 0 : std::clamp(width, limits.least, limits.most);
+    if (allowed != width)
+        header()->resizeSection(column, allowed);
+}
+
+/// The last column takes what is left of the window, if it may grow so wide.
+void ClipTable::updateStretch() {
+    int last = nameColumn;
+    for (int place = 0; place < clipColumnCount; ++place)
+        if (const int column = header()->logicalIndex(place); !header()->isSectionHidden(column))
+            last = column;
+    header()->setStretchLastSection(widths_[static_cast<std::size_t>(last)].most == QWIDGETSIZE_MAX);
+}
+
+void ClipTable::addColumnSwitches(QMenu& menu) {
+    for (int column = 0; column < clipColumnCount; ++column) {
+        if (column == nameColumn)
+            continue;
+        QAction* const show = menu.addAction(title(static_cast<ClipColumn>(column)));
+        show->setCheckable(true);
+        show->setChecked(!header()->isSectionHidden(column));
+        connect(show, &QAction::toggled, this, [this, column](bool shown) {
+            header()->setSectionHidden(column, !shown);
+            if (shown && header()->sectionSize(column) == 0)
+                header()->resizeSection(column, widths_[static_cast<std::size_t>(column)].ideal);
+            updateStretch();
+            keepColumns();
+        });
+    }
+}
+
+/// Expansion and selection as the model says, also of lines that have just come.
+void ClipTable::followModel() {
+    following_ = true;
+    const auto expand = [this](const QModelIndex& parent, const auto& again) -> void {
+        for (int row = 0; row < lines_.rowCount(parent); ++row) {
+            const QModelIndex index = lines_.index(row, 0, parent);
+            if (!lines_.isFolder(index))
+                continue;
+            const bool expanded = !model_.collapsed().contains(lines_.id(index));
+            if (isExpanded(index) != expanded)
+                setExpanded(index, expanded);
+            again(index, again);
+        }
+    };
+    expand(QModelIndex(), expand);
+    if (selectedIDs() != model_.selection()) {
+        QItemSelection selection;
+        for (const QModelIndex& index : lines_.indexes(model_.selection()))
+            selection.select(index, index.siblingAtColumn(clipColumnCount - 1));
+        selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    }
+    following_ = false;
+    updateActions();
+}
+
+PathSet ClipTable::selectedIDs() const {
+    PathSet ids;
+    for (const QModelIndex& index : selectionModel()->selectedRows())
+        ids.insert(lines_.id(index));
+    return ids;
+}
+
+void ClipTable::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) {
+    QTreeView::selectionChanged(selected, deselected);
+    if (std::exchange(following_, true))
+        return;
+    model_.setSelection(selectedIDs());
+    following_ = false;
+    updateActions();
+}
+
+void ClipTable::updateActions() {
+    const bool any = !selectionModel()->selection().isEmpty();
+    remove_->setEnabled(any && !model_.packing());
+    reveal_->setEnabled(any);
+}
+
+void ClipTable::contextMenuEvent(QContextMenuEvent* event) {
+    if (event->reason() == QContextMenuEvent::Mouse && !indexAt(event->pos()).isValid())
+        return;
+    if (selectionModel()->selection().isEmpty())
+        return;
+    QPoint position = event->globalPos();
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        const QRect line = visualRect(currentIndex());
+        position = viewport()->mapToGlobal(line.isValid() ? line.center() : viewport()->rect().center());
+    }
+    QMenu menu(this);
+    menu.addActions({reveal_, remove_});
+    menu.exec(position);
+}
+
+void ClipTable::keyPressEvent(QKeyEvent* event) {
+    // The view's own search by typing would swallow Return, which is the default button's.
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        event->ignore();
+        return;
+    }
+    QTreeView::keyPressEvent(event);
+}
+
+void ClipTable::showEvent(QShowEvent* event) {
+    QTreeView::showEvent(event);
+    setFocus();
+}

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The table of clips, grouped by folder.
+#pragma once
+
+#include <QSettings>
+#include <QTimer>
+#include <QTreeView>
+#include <array>
+
+#include "model/pack_model.h"
+#include "ui/clip_columns.h"
+
+class ClipTableModel;
+class QAction;
+class QMenu;
+
+/// Edits the model's selection, collapsed folders and rows; keeps the user's column layout in the settings.
+class ClipTable : public QTreeView {
+    Q_OBJECT
+
+  public:
+    ClipTable(PackModel& model, QSettings& settings, QWidget* parent = nullptr);
+    ~ClipTable() override;
+
+    /// Removes the selected lines; enabled while there are some and no export runs.
+    [[nodiscard]] QAction* removeAction() const { return remove_; }
+    /// Shows the selected lines' files in the file manager.
+    [[nodiscard]] QAction* revealAction() const { return reveal_; }
+    /// Fills a menu with one switch for each column that can be hidden.
+    void addColumnSwitches(QMenu& menu);
+
+  Q_SIGNALS:
+    void revealed(const std::vector<std::filesystem::path>& paths);
+
+  protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    void setUpColumns();
+    void restoreColumns();
+    void keepColumns();
+    void limitWidth(int column, int width);
+    void updateStretch();
+    void followModel();
+    void updateActions();
+    [[nodiscard]] PathSet selectedIDs() const;
+
+    PackModel& model_;
+    QSettings& settings_;
+    ClipTableModel& lines_;
+    std::array<ColumnWidth, clipColumnCount> widths_;
+    QAction* remove_;
+    QAction* reveal_;
+    QTimer keeping_;
+    bool following_ = false; ///< what changes comes from the model
+};

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/elided_label.h"
+
+#include <QEvent>
+#include <QFontMetrics>
+#include <QHelpEvent>
+#include <QPainter>
+#include <QStyle>
+#include <QToolTip>
+
+ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent) : QFrame(parent), mode_(mode) {
+    setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
+}
+
+void ElidedLabel::setText(const QString& text) {
+    if (text == text_)
+        return;
+    text_ = text;
+    setAccessibleName(text);
+    updateGeometry();
+    update();
+}
+
+QString ElidedLabel::shownText() const {
+    return fontMetrics().elidedText(text_, mode_, width());
+}
+
+QSize ElidedLabel::sizeHint() const {
+    return {fontMetrics().horizontalAdvance(text_) + 1, fontMetrics().height()};
+}
+
+QSize ElidedLabel::minimumSizeHint() const {
+    const int least = fontMetrics().averageCharWidth() * 12;
+    return {qMin(least, sizeHint().width()), fontMetrics().height()};
+}
+
+void ElidedLabel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    style()->drawItemText(
+        &painter, rect(),
+        static_cast<int>(Qt::AlignVCenter | QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)),
+        palette(), isEnabled(), shownText(), foregroundRole());
+}
+
+bool ElidedLabel::event(QEvent* event) {
+    if (event->type() != QEvent::ToolTip)
+        return QFrame::event(event);
+    if (shownText() != text_)
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), text_.toHtmlEscaped(), this);
+    else
+        QToolTip::hideText();
+    return true;
+}

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/export_button.h"
+
+#include <algorithm>
+
+#include "ui/icons.h"
+
+ExportButton::ExportButton(PackModel& model, QWidget* parent) : QPushButton(parent), model_(model) {
+    setObjectName(QStringLiteral("exportButton"));
+    connect(&model, &PackModel::packingChanged, this, &ExportButton::update);
+    connect(&model, &PackModel::canPackChanged, this, &ExportButton::update);
+    connect(this, &QPushButton::clicked, this, [this] {
+        if (model_.packing())
+            model_.stop();
+        else
+            Q_EMIT exportAsked();
+    });
+    // The same width for both texts, so that the button stays where the hand is.
+    int width = 0;
+    for (const QString& text : {tr("Stop"), tr("Export…")}) {
+        setText(text);
+        width = std::max(width, sizeHint().width());
+    }
+    setMinimumWidth(width + 16);
+    update();
+}
+
+void ExportButton::update() {
+    const bool stops = model_.packing();
+    setText(stops ? tr("Stop") : tr("Export…"));
+    setToolTip(stops ? QString() : tr("Save the clips' timecode and scratch audio as one zip to send"));
+    setDefault(!stops);
+    setEnabled(stops || model_.canPack());
+}

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The toolbar's button that starts an export, or stops the running one.
+#pragma once
+
+#include <QPushButton>
+
+#include "model/pack_model.h"
+
+/// The window's default button while it reads "Export…".
+class ExportButton : public QPushButton {
+    Q_OBJECT
+
+  public:
+    explicit ExportButton(PackModel& model, QWidget* parent = nullptr);
+
+  Q_SIGNALS:
+    void exportAsked();
+
+  private:
+    void update();
+
+    PackModel& model_;
+};

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/folder_chooser.h"
+
+#include <QAbstractItemView>
+#include <QDialogButtonBox>
+#include <QFileSystemModel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSortFilterProxyModel>
+
+#include "pack/discovery.h"
+#include "ui/paths.h"
+
+namespace {
+
+/// Folders and clips only, folders first.
+class ClipsAndFolders : public QSortFilterProxyModel {
+  public:
+    using QSortFilterProxyModel::QSortFilterProxyModel;
+
+  protected:
+    bool filterAcceptsRow(int row, const QModelIndex& parent) const override {
+        const auto* files = qobject_cast<const QFileSystemModel*>(sourceModel());
+        if (files == nullptr)
+            return true;
+        const QModelIndex index = files->index(row, 0, parent);
+        return files->isDir(index) || Pack::isClip(files->fileName(index).toStdString());
+    }
+    bool lessThan(const QModelIndex& a, const QModelIndex& b) const override {
+        const auto* files = qobject_cast<const QFileSystemModel*>(sourceModel());
+        if (files != nullptr && files->isDir(a) != files->isDir(b))
+            return files->isDir(a) == (sortOrder() == Qt::AscendingOrder);
+        return QSortFilterProxyModel::lessThan(a, b);
+    }
+};
+
+} // namespace
+
+FolderChooser::FolderChooser(QWidget* parent) : QFileDialog(parent) {
+    setObjectName(QStringLiteral("folderChooser"));
+    setWindowTitle(tr("Add Folders"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    setOption(DontUseNativeDialog); // no native one chooses folders and files together
+    setFileMode(ExistingFiles);
+    setProxyModel(new ClipsAndFolders(this));
+    setLabelText(Accept, tr("Add"));
+    setNameFilter(tr("Camera folders and clips (*)"));
+}
+
+void FolderChooser::showEvent(QShowEvent* event) {
+    QFileDialog::showEvent(event);
+    if (auto* const list = findChild<QAbstractItemView*>(QStringLiteral("listView")))
+        list->setFocus();
+}
+
+QList<QUrl> FolderChooser::selection() const {
+    QList<QUrl> urls;
+    // Both views of the dialog share one selection.
+    if (const auto* list = findChild<QAbstractItemView*>(QStringLiteral("listView")))
+        for (const QModelIndex& index : list->selectionModel()->selectedRows())
+            urls << QUrl::fromLocalFile(index.data(QFileSystemModel::FilePathRole).toString());
+    return urls;
+}
+
+void FolderChooser::accept() {
+    QList<QUrl> urls = selection();
+    const auto* name = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+    const QString typed = name != nullptr ? name->text().trimmed() : QString();
+    if (urls.isEmpty() && !typed.isEmpty()) {
+        // A path typed by hand; discovery finds out whether there is something.
+        QString path = typed;
+        if (path == QLatin1String("~") || path.startsWith(QLatin1String("~/")))
+            path.replace(0, 1, QDir::homePath());
+        urls << QUrl::fromLocalFile(directory().absoluteFilePath(path));
+    }
+    if (urls.isEmpty())
+        urls << QUrl::fromLocalFile(directory().absolutePath());
+    Q_EMIT chosen(paths(urls));
+    QDialog::done(Accepted);
+}

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Lets the user choose several folders and clips at once.
+#pragma once
+
+#include <QFileDialog>
+#include <filesystem>
+#include <vector>
+
+/// A file dialog whose button takes folders as they are, where the usual ones either can't choose folders or
+/// nothing else; a double click still goes into them. With nothing selected it takes the folder shown.
+class FolderChooser : public QFileDialog {
+    Q_OBJECT
+
+  public:
+    explicit FolderChooser(QWidget* parent);
+
+  Q_SIGNALS:
+    void chosen(const std::vector<std::filesystem::path>& paths);
+
+  protected:
+    void accept() override;
+    void showEvent(QShowEvent* event) override;
+
+  private:
+    [[nodiscard]] QList<QUrl> selection() const;
+};

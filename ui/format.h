@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Numbers and dates as the window shows them, in the user's locale.
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+#include <chrono>
+#include <optional>
+
+namespace Format {
+
+/// Seconds as 1:00 or 1:02:05; empty for what is no length.
+[[nodiscard]] QString length(double seconds);
+/// Frames per second with up to three decimals.
+[[nodiscard]] QString rate(double framesPerSecond);
+/// Numeric date and time of day.
+[[nodiscard]] QString date(const QDateTime& date);
+[[nodiscard]] QString date(std::chrono::system_clock::time_point date);
+/// Day, abbreviated month and year, fit for a file's name: "Nov 16, 2026".
+[[nodiscard]] QString dateForName(const QDate& date);
+/// What an export still takes: "About 4 min left".
+[[nodiscard]] QString timeLeft(std::optional<double> seconds);
+
+} // namespace Format

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the window is told to do when it opens: `--add PATH…` and `--export OUT.zip`.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+struct LaunchArguments {
+    /// Everything after the first `--add`; discovery leaves out what is no clip.
+    std::vector<std::filesystem::path> add;
+    /// What follows the first `--export`.
+    std::optional<std::filesystem::path> zip;
+};
+
+/// Reads the program's arguments (its own name among them); relative paths are relative to the working
+/// folder.
+[[nodiscard]] LaunchArguments launchArguments(std::span<const std::string> arguments,
+                                              const std::filesystem::path& workingFolder);

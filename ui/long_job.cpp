@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/long_job.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QVariantMap>
+#include <array>
+#include <utility>
+
+#include "model/text.h"
+
+namespace {
+
+/// Services of desktops that keep a session awake: ways to ask for the same, in the order in which they are
+/// tried.
+struct SessionService {
+    const char* name;
+    const char* path;
+    const char* interface;
+    const char* release;
+    bool isGnome; ///< takes a window and a set of flags as well
+};
+constexpr std::array sessionServices{
+    SessionService{"org.freedesktop.PowerManagement", "/org/freedesktop/PowerManagement/Inhibit",
+                   "org.freedesktop.PowerManagement.Inhibit", "UnInhibit", false},
+    SessionService{"org.gnome.SessionManager", "/org/gnome/SessionManager", "org.gnome.SessionManager",
+                   "Uninhibit", true},
+};
+
+QDBusMessage methodCall(const SessionService& service, const char* method) {
+    return QDBusMessage::createMethodCall(QLatin1String(service.name), QLatin1String(service.path),
+                                          QLatin1String(service.interface), QLatin1String(method));
+}
+
+} // namespace
+
+LongJob::LongJob(PackModel& model, QObject* parent) : QObject(parent), model_(model) {
+    connect(&model, &PackModel::packingChanged, this, [this] { model_.packing() ? start() : end(); });
+    connect(&model, &PackModel::exportingChanged, this, &LongJob::showProgress);
+}
+
+LongJob::~LongJob() {
+    if (model_.packing()) {
+        mayBeSleepy();
+        tellLauncher(0, false);
+    }
+}
+
+void LongJob::start() {
+    ++exportNumber_;
+    shownPercent_ = -1;
+    stayAwake();
+}
+
+void LongJob::end() {
+    ++exportNumber_;
+    mayBeSleepy();
+    tellLauncher(0, false);
+    if (QApplication::activeWindow() != nullptr)
+        return;
+    if (model_.saved())
+        notify(tr("Saved “%1”, %2.").arg(fileName(model_.saved()->url), byteCount(model_.saved()->size)));
+    else if (model_.failure())
+        notify(*model_.failure());
+}
+
+void LongJob::showProgress() {
+    const auto& exporting = model_.exporting();
+    if (!exporting || !model_.packing())
+        return;
+    const double fraction = exporting->total > 0 ? exporting->done() / exporting->total : 0;
+    if (std::exchange(shownPercent_, static_cast<int>(fraction * 100)) != shownPercent_)
+        tellLauncher(fraction, true);
+}
+
+/// The launcher's entry of this program, as the docks of several desktops follow it.
+void LongJob::tellLauncher(double fraction, bool visible) {
+    QDBusMessage update = QDBusMessage::createSignal(QStringLiteral("/org/ferrowick/Ferrowick"),
+                                                     QStringLiteral("com.canonical.Unity.LauncherEntry"),
+                                                     QStringLiteral("Update"));
+    update << QStringLiteral("application://%1.desktop").arg(QGuiApplication::desktopFileName())
+           << QVariantMap{{QStringLiteral("progress"), fraction},
+                          {QStringLiteral("progress-visible"), visible}};
+    QDBusConnection::sessionBus().send(update);
+}
+
+void LongJob::notify(const QString& text) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
+        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
+    constexpr int serversChoice = -1; // of how long it stays
+    call << QGuiApplication::applicationDisplayName() << 0U << QGuiApplication::desktopFileName()
+         << QGuiApplication::applicationDisplayName() << text.toHtmlEscaped() << QStringList()
+         << QVariantMap{{QStringLiteral("desktop-entry"), QGuiApplication::desktopFileName()}}
+         << serversChoice;
+    QDBusConnection::sessionBus().asyncCall(call);
+}
+
+void LongJob::stayAwake() {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
+        QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("Inhibit"));
+    call << QStringLiteral("sleep:idle") << QGuiApplication::applicationDisplayName()
+         << tr("An export is running.") << QStringLiteral("block");
+    auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, number = exportNumber_] {
+        watcher->deleteLater();
+        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
+        if (number != exportNumber_)
+            return; // too late; an answered lock goes with the reply
+        if (reply.isError())
+            stayAwakeOnSession(0);
+        else
+            sleepLock_ = reply.value();
+    });
+}
+
+void LongJob::stayAwakeOnSession(int refused) {
+    if (refused >= static_cast<int>(sessionServices.size()))
+        return;
+    const SessionService& service = sessionServices[static_cast<std::size_t>(refused)];
+    QDBusMessage call = methodCall(service, "Inhibit");
+    call << QGuiApplication::applicationDisplayName();
+    if (service.isGnome)
+        call << 0U;
+    call << tr("An export is running.");
+    constexpr quint32 suspending = 4;
+    if (service.isGnome)
+        call << suspending;
+    auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [this, watcher, refused, number = exportNumber_] {
+                watcher->deleteLater();
+                const QDBusPendingReply<quint32> reply = *watcher;
+                if (reply.isError()) {
+                    if (number == exportNumber_)
+                        stayAwakeOnSession(refused + 1);
+                    return;
+                }
+                sessionService_ = refused;
+                sessionCookie_ = reply.value();
+                if (number != exportNumber_)
+                    mayBeSleepy();
+            });
+}
+
+void LongJob::mayBeSleepy() {
+    sleepLock_ = QDBusUnixFileDescriptor();
+    if (sessionService_ < 0)
+        return;
+    const SessionService& service =
+        sessionServices[static_cast<std::size_t>(std::exchange(sessionService_, -1))];
+    QDBusMessage call = methodCall(service, service.release);
+    call << sessionCookie_;
+    QDBusConnection::sessionBus().asyncCall(call);
+}

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What a desktop does for a long job: it stays awake, shows progress on the launcher's entry, and says when
+// the job has ended behind other windows.
+#pragma once
+
+#include <QDBusUnixFileDescriptor>
+#include <QObject>
+
+#include "model/pack_model.h"
+
+/// Follows the exports of a model. What the desktop doesn't offer is left out in silence.
+class LongJob : public QObject {
+    Q_OBJECT
+
+  public:
+    LongJob(PackModel& model, QObject* parent);
+    ~LongJob() override;
+
+  private:
+    void start();
+    void end();
+    void showProgress();
+    void tellLauncher(double fraction, bool visible);
+    void notify(const QString& text);
+
+    void stayAwake();
+    /// Asks the next service after the first `refused` have refused.
+    void stayAwakeOnSession(int refused);
+    void mayBeSleepy();
+
+    PackModel& model_;
+    int shownPercent_ = -1;
+    quint32 exportNumber_ = 0;          ///< an answer of a service may come after the export's end
+    QDBusUnixFileDescriptor sleepLock_; ///< held open as long as the machine has to stay awake
+    int sessionService_ = -1;           ///< the one that keeps the session awake
+    quint32 sessionCookie_ = 0;
+};

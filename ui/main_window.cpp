@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/main_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QKeyEvent>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QScreen>
+#include <QStackedWidget>
+#include <QStyle>
+#include <QToolBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <utility>
+
+#include "ui/clip_table.h"
+#include "ui/drop_highlight.h"
+#include "ui/empty_view.h"
+#include "ui/export_button.h"
+#include "ui/folder_chooser.h"
+#include "ui/icons.h"
+#include "ui/long_job.h"
+#include "ui/paths.h"
+#include "ui/reveal.h"
+#include "ui/save_panel.h"
+#include "ui/status_bar.h"
+
+MainWindow::MainWindow(PackModel& model, QSettings& settings, LaunchArguments arguments)
+    : model_(model), arguments_(std::move(arguments)) {
+    setObjectName(QStringLiteral("main"));
+    setWindowTitle(QStringLiteral("Ferrowick"));
+    setAcceptDrops(true);
+    setContextMenuPolicy(Qt::NoContextMenu);
+    makeContent(settings);
+    makeToolBar();
+    makeMenus();
+    new LongJob(model, this);
+
+    connect(&model, &PackModel::rowsChanged, this, &MainWindow::updateContent);
+    connect(&model, &PackModel::choosingChanged, this, &MainWindow::updateChooser);
+    updateContent();
+    constexpr QSize defaultSize(1200, 560);
+    resize(defaultSize.boundedTo(screen()->availableSize()));
+}
+
+void MainWindow::makeContent(QSettings& settings) {
+    auto* const whole = new QWidget(this);
+    constexpr QSize leastSize(640, 320);
+    whole->setMinimumSize(leastSize);
+    content_ = new QStackedWidget(whole);
+    content_->addWidget(new EmptyView(model_));
+    table_ = new ClipTable(model_, settings);
+    content_->addWidget(table_);
+    status_ = new StatusBar(model_, whole);
+    auto* const column = new QVBoxLayout(whole);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(content_, 1);
+    column->addWidget(status_);
+    highlight_ = new DropHighlight(whole);
+    setCentralWidget(whole);
+
+    const auto show = [this](const std::vector<std::filesystem::path>& paths) { reveal(paths, this); };
+    connect(table_, &ClipTable::revealed, this, show);
+    connect(status_, &StatusBar::revealed, this, show);
+}
+
+void MainWindow::makeToolBar() {
+    QToolBar* const bar = addToolBar(tr("Toolbar"));
+    bar->setMovable(false);
+    bar->setFloatable(false);
+    bar->setContextMenuPolicy(Qt::PreventContextMenu);
+    bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+
+    auto* const add = new QAction(Icons::addFolder(), tr("Add Folders"), bar);
+    add->setToolTip(tr("Add camera folders or clips"));
+    connect(add, &QAction::triggered, this, [this] { model_.setChoosing(true); });
+    connect(&model_, &PackModel::packingChanged, add, [this, add] { add->setEnabled(!model_.packing()); });
+    bar->addAction(add);
+    QWidget* const button = bar->widgetForAction(add);
+    button->setObjectName(QStringLiteral("addFolders"));
+    button->setFocusPolicy(Qt::TabFocus);
+
+    auto* const space = new QWidget(bar);
+    space->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    bar->addWidget(space);
+    export_ = new ExportButton(model_, bar);
+    connect(export_, &ExportButton::exportAsked, this, &MainWindow::exportPack);
+    bar->addWidget(export_);
+    const int margin = style()->pixelMetric(QStyle::PM_LayoutRightMargin) / 2;
+    bar->layout()->setContentsMargins(margin, margin, margin, margin);
+}
+
+void MainWindow::makeMenus() {
+    QMenu* const file = menuBar()->addMenu(tr("&File"));
+    QAction* const add =
+        file->addAction(Icons::addFolder(), tr("Add Folders…"), QKeySequence(Qt::CTRL | Qt::Key_O), this,
+                        [this] { model_.setChoosing(true); });
+    QAction* const pack = file->addAction(Icons::exportPack(), tr("Export…"),
+                                          QKeySequence(Qt::CTRL | Qt::Key_E), this, &MainWindow::exportPack);
+    QAction* const stop = file->addAction(Icons::stop(), tr("Stop"), QKeySequence(Qt::CTRL | Qt::Key_Period),
+                                          this, [this] { model_.stop(); });
+    file->addSeparator();
+    file->addAction(tr("Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), this, &QWidget::close)
+        ->setMenuRole(QAction::QuitRole);
+    const auto update = [this, add, pack, stop] {
+        add->setEnabled(!model_.packing());
+        pack->setEnabled(model_.canPack());
+        stop->setEnabled(model_.packing());
+    };
+    connect(&model_, &PackModel::packingChanged, this, update);
+    connect(&model_, &PackModel::canPackChanged, this, update);
+    update();
+
+    QMenu* const edit = menuBar()->addMenu(tr("&Edit"));
+    QAction* const all =
+        edit->addAction(tr("Select All"), QKeySequence::SelectAll, table_, &QTreeView::selectAll);
+    connect(&model_, &PackModel::rowsChanged, all, [this, all] { all->setEnabled(!model_.rows().empty()); });
+    all->setEnabled(false);
+    edit->addSeparator();
+    edit->addActions({table_->revealAction(), table_->removeAction()});
+
+    QMenu* const view = menuBar()->addMenu(tr("&View"));
+    QMenu* const columns = view->addMenu(tr("Columns"));
+    connect(columns, &QMenu::aboutToShow, this, [this, columns] {
+        columns->clear();
+        table_->addColumnSwitches(*columns);
+    });
+
+    QMenu* const help = menuBar()->addMenu(tr("&Help"));
+    help->addAction(tr("About Ferrowick"), this, &MainWindow::about)->setMenuRole(QAction::AboutRole);
+}
+
+void MainWindow::updateContent() {
+    const bool any = !model_.rows().empty();
+    content_->setCurrentIndex(any ? 1 : 0);
+    status_->setVisible(any);
+    highlight_->raise();
+}
+
+void MainWindow::updateChooser() {
+    if (!model_.choosing()) {
+        if (chooser_ != nullptr)
+            chooser_->close();
+        return;
+    }
+    if (chooser_ != nullptr)
+        return;
+    chooser_ = new FolderChooser(this);
+    connect(chooser_, &FolderChooser::chosen, this,
+            [this](const std::vector<std::filesystem::path>& paths) { model_.add(paths); });
+    connect(chooser_, &QDialog::finished, this, [this] {
+        chooser_ = nullptr;
+        model_.setChoosing(false);
+    });
+    chooser_->open();
+}
+
+void MainWindow::exportPack() {
+    if (!model_.canPack())
+        return;
+    auto* const panel = new SavePanel(model_, this);
+    connect(panel, &SavePanel::chosen, this, [this](const std::filesystem::path& zip) {
+        // Clips may have come or gone behind the panel.
+        if (model_.canPack())
+            model_.pack(zip);
+    });
+    panel->open();
+}
+
+void MainWindow::about() {
+    QMessageBox box(QMessageBox::NoIcon, tr("About Ferrowick"),
+                    QStringLiteral("<h3>Ferrowick " FERROWICK_VERSION "</h3><p>%1</p><p>%2</p>")
+                        .arg(tr("Timecode and scratch sound of camera cards in one small zip."),
+                             tr("Free software under the GNU General Public License, version 3 or later.")),
+                    QMessageBox::Close, this);
+    constexpr int iconSide = 64;
+    box.setIconPixmap(Icons::application().pixmap(QSize(iconSide, iconSide), devicePixelRatioF()));
+    box.exec();
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    actOnArguments();
+}
+
+void MainWindow::actOnArguments() {
+    const LaunchArguments arguments = std::exchange(arguments_, {}); // once
+    model_.add(arguments.add);
+    if (arguments.zip)
+        exportWhenRead(*arguments.zip);
+}
+
+void MainWindow::exportWhenRead(const std::filesystem::path& zip) {
+    const auto tryNow = [this, zip] {
+        if (model_.finding() || model_.readTotal() >= 1 || model_.rows().empty() || model_.packing())
+            return;
+        waitingToExport_.stop();
+        model_.pack(zip);
+    };
+    connect(&waitingToExport_, &QTimer::timeout, this, tryNow);
+    waitingToExport_.start(std::chrono::milliseconds(200));
+    tryNow();
+}
+
+/// Return presses the default button, unless a control has use for it.
+void MainWindow::keyPressEvent(QKeyEvent* event) {
+    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && export_->isDefault() &&
+        export_->isEnabled()) {
+        export_->click();
+        event->accept();
+        return;
+    }
+    QMainWindow::keyPressEvent(event);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (model_.packing() && !stopToQuit()) {
+        event->ignore();
+        return;
+    }
+    waitingToExport_.stop();
+    event->accept();
+}
+
+/// Whether the window may close now. After "Stop and Quit" it closes by itself once the export has ended.
+bool MainWindow::stopToQuit() {
+    if (quitting_)
+        return false; // asked already
+    QMessageBox box(QMessageBox::Question, windowTitle(), tr("An export is running."), QMessageBox::NoButton,
+                    this);
+    box.setObjectName(QStringLiteral("quitQuestion"));
+    const auto* const stop = box.addButton(tr("Stop and Quit"), QMessageBox::DestructiveRole);
+    QPushButton* const keep = box.addButton(tr("Keep Exporting"), QMessageBox::RejectRole);
+    box.setDefaultButton(keep);
+    box.setEscapeButton(keep);
+    quitting_ = true;
+    box.exec();
+    if (box.clickedButton() != stop) {
+        quitting_ = false;
+        return false;
+    }
+    if (!model_.packing())
+        return true; // it has ended while the question stood
+    // An archive that is being written has no end to wait for: leaving removes what there is of it.
+    constexpr std::chrono::milliseconds longest(1500);
+    const auto leave = [] { QApplication::exit(0); };
+    connect(&model_, &PackModel::packingChanged, this, leave);
+    QTimer::singleShot(longest, this, leave);
+    model_.stop();
+    return false;
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (model_.packing() || paths(event->mimeData()->urls()).empty())
+        return;
+    event->acceptProposedAction();
+    highlight_->show();
+    highlight_->raise();
+}
+
+void MainWindow::dragLeaveEvent(QDragLeaveEvent* event) {
+    highlight_->hide();
+    QMainWindow::dragLeaveEvent(event);
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    highlight_->hide();
+    model_.add(paths(event->mimeData()->urls()));
+    if (model_.packing())
+        event->ignore();
+    else
+        event->acceptProposedAction();
+}

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The application's one window: an invitation or the clip table, the toolbar, the menus, the status bar.
+#pragma once
+
+#include <QMainWindow>
+#include <QTimer>
+
+#include "model/pack_model.h"
+#include "ui/launch_arguments.h"
+
+class ClipTable;
+class DropHighlight;
+class ExportButton;
+class FolderChooser;
+class QStackedWidget;
+class StatusBar;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+  public:
+    MainWindow(PackModel& model, QSettings& settings, LaunchArguments arguments = {});
+
+    /// Opens the save panel, and exports to what is chosen there.
+    void exportPack();
+
+  protected:
+    void showEvent(QShowEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    void makeContent(QSettings& settings);
+    void makeToolBar();
+    void makeMenus();
+    void updateContent();
+    void updateChooser();
+    void about();
+    void actOnArguments();
+    void exportWhenRead(const std::filesystem::path& zip);
+    [[nodiscard]] bool stopToQuit();
+
+    PackModel& model_;
+    LaunchArguments arguments_;
+    QStackedWidget* content_ = nullptr;
+    ClipTable* table_ = nullptr;
+    StatusBar* status_ = nullptr;
+    DropHighlight* highlight_ = nullptr;
+    ExportButton* export_ = nullptr;
+    FolderChooser* chooser_ = nullptr;
+    QTimer waitingToExport_;
+    bool quitting_ = false;
+};

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Between the toolkit's addresses of files and paths, byte for byte: a file's name need not be valid text.
+#pragma once
+
+#include <QList>
+#include <QUrl>
+#include <filesystem>
+#include <vector>
+
+/// The files among these addresses, in order.
+[[nodiscard]] std::vector<std::filesystem::path> paths(const QList<QUrl>& urls);
+/// The address of an absolute path, as the desktop's other programs read it.
+[[nodiscard]] QUrl fileURL(const std::filesystem::path& path);

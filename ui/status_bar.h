@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The strip along the bottom of the window: what goes on, or how the last export ended, or what is listed.
+#pragma once
+
+#include <QTimer>
+#include <QWidget>
+
+#include "model/pack_model.h"
+
+class ElidedLabel;
+class QLabel;
+class QProgressBar;
+
+class StatusBar : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit StatusBar(PackModel& model, QWidget* parent = nullptr);
+
+  Q_SIGNALS:
+    /// A link was followed: show these files.
+    void revealed(const std::vector<std::filesystem::path>& paths);
+
+  protected:
+    void changeEvent(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    enum class Look { plain, secondary, warning };
+
+    void refreshSoon();
+    void refresh();
+    void refreshTime();
+    void showText(const QString& text, Look look, Qt::TextElideMode mode = Qt::ElideRight);
+    void showBar(double done, double total);
+    void showEndlessBar();
+
+    PackModel& model_;
+    QLabel& icon_;
+    ElidedLabel& text_;
+    QProgressBar& bar_;
+    QLabel& time_;
+    QLabel& link_;
+    QTimer refreshing_;
+    QTimer everySecond_;
+};
