@@ -61,10 +61,10 @@ TEST(FormatTest, RatesAndDatesOfALocale) {
 }
 
 TEST(LaunchArgumentsTest, TakesEverythingAfterAdd) {
-    const auto read = [](std::vector<std::string> words) { return launchArguments(words, "/work"); };
+    const auto read = [](std::vector<std::string> words) { return launchArguments(words, "/cards"); };
     const LaunchArguments both = read({"ferrowick", "--add", "A", "/B", "--export", "o.zip"});
-    EXPECT_THAT(both.add, ElementsAre("/work/A", "/B", "/work/--export", "/work/o.zip"));
-    EXPECT_EQ(both.zip, "/work/o.zip");
+    EXPECT_THAT(both.add, ElementsAre("/cards/A", "/B", "/cards/--export", "/cards/o.zip"));
+    EXPECT_EQ(both.zip, "/cards/o.zip");
     EXPECT_FALSE(read({"ferrowick", "--export"}).zip);
     EXPECT_TRUE(read({"ferrowick", "--export", "/o.zip"}).add.empty());
 }
