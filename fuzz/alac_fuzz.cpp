@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Any PCM through our Apple Lossless encoder: both paths must make the same packets, and libavcodec's decoder
+// must return the PCM. The first two bytes choose channels, width and how often the rest is repeated, so that
+// small inputs fill whole packets and the vector unit's lanes.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "media/audio/alac/encoder.h"
+#include "tests/support/libav_lossless.h"
+
+namespace {
+
+using media::audio::alac::PacketCoder;
+using media::audio::alac::Path;
+using test::Bytes;
+
+/// Everything that one number of channels and one width need; made once, for speed.
+struct Lane {
+    Lane(std::uint32_t channels, int bits)
+        : fast(channels, bits, Path::fastest), portable(channels, bits, Path::portable),
+          decoder(cookieOf(channels, bits)), frameBytes(channels * static_cast<std::size_t>(bits) / 8),
+          maxFrames(PacketCoder::maxFrames(channels)) {}
+
+    static Bytes cookieOf(std::uint32_t channels, int bits) {
+        media::audio::EncoderSettings settings;
+        settings.sampleRate = 48000;
+        settings.channels = channels;
+        settings.inputBits = bits;
+        return media::audio::alac::makeEncoder(settings)->format().configuration;
+    }
+
+    PacketCoder fast, portable;
+    test::LibavLosslessDecoder decoder;
+    std::size_t frameBytes;
+    std::size_t maxFrames; ///< of a run
+};
+
+Lane& laneOf(std::uint32_t channels, int bits) {
+    static std::vector<std::unique_ptr<Lane>> lanes(8 * 3);
+    auto& lane = lanes[(channels - 1) * 3 + static_cast<std::size_t>(bits / 8 - 2)];
+    if (!lane)
+        lane = std::make_unique<Lane>(channels, bits);
+    return *lane;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size < 3)
+        return 0;
+    const std::uint32_t channels = 1 + data[0] % 8;
+    const int bits = 16 + 8 * (data[0] / 8 % 3);
+    // Most runs are short, so that there are many of them; the longest make a second packet.
+    const std::size_t repeats = data[1] < 250 ? 1 : std::size_t{4} << (data[1] - 250);
+    const auto bytes = std::as_bytes(std::span(data, size)).subspan(2);
+    Lane& lane = laneOf(channels, bits);
+    Bytes pcm;
+    for (std::size_t i = 0; i < repeats; ++i)
+        pcm.insert(pcm.end(), bytes.begin(), bytes.end());
+    pcm.resize(std::min(pcm.size() / lane.frameBytes, lane.maxFrames) * lane.frameBytes);
+    if (pcm.empty())
+        return 0;
+
+    Bytes packets, decoded;
+    lane.fast.encode(pcm, [&](std::span<const std::byte> packet, std::uint32_t) {
+        packets.insert(packets.end(), packet.begin(), packet.end());
+        lane.decoder.decode(packet, decoded);
+    });
+    if (decoded.size() != pcm.size() || std::memcmp(decoded.data(), pcm.data(), pcm.size()) != 0)
+        std::abort();
+    std::size_t at = 0;
+    lane.portable.encode(pcm, [&](std::span<const std::byte> packet, std::uint32_t) {
+        if (packet.size() > packets.size() - at ||
+            std::memcmp(packet.data(), packets.data() + at, packet.size()) != 0)
+            std::abort();
+        at += packet.size();
+    });
+    if (at != packets.size())
+        std::abort();
+    return 0;
+}
