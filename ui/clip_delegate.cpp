@@ -22,6 +22,9 @@ QStyle* styleOf(const QStyleOptionViewItem& option) {
 void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
     QStyledItemDelegate::initStyleOption(option, index);
     option->decorationSize = QSize(iconSide, iconSide);
+    // Texts of neighbouring columns must not meet.
+    if (index.column() != static_cast<int>(ClipColumn::name))
+        option->rect.adjust(cellPadding, 0, -cellPadding, 0);
     switch (static_cast<ClipColumn>(index.column())) {
     case ClipColumn::name:
         option->textElideMode = Qt::ElideMiddle; // the ends of clips' names tell them apart
@@ -61,6 +64,11 @@ void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelInd
 
 void ClipDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                          const QModelIndex& index) const {
+    // The selection's colour fills the padding too.
+    QStyleOptionViewItem whole = option;
+    initStyleOption(&whole, index);
+    whole.rect = option.rect;
+    styleOf(option)->drawPrimitive(QStyle::PE_PanelItemViewItem, &whole, painter, option.widget);
     QStyledItemDelegate::paint(painter, option, index);
     const QVariant kind = index.data(ClipTableModel::statusRole);
     if (!kind.isValid() || kind.toInt() != static_cast<int>(ClipTableModel::Status::progress))
@@ -72,7 +80,7 @@ void ClipDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     bar.initFrom(option.widget);
     bar.state |= QStyle::State_Horizontal | QStyle::State_Enabled;
     bar.direction = option.direction;
-    QRect rect = option.rect.adjusted(margin, 4, -margin, -4);
+    QRect rect = option.rect.adjusted(margin + cellPadding, 5, -margin - cellPadding, -5);
     rect.setWidth(qMin(rect.width(), widest));
     bar.rect = QStyle::visualRect(option.direction, option.rect, rect);
     bar.minimum = 0;
@@ -86,5 +94,5 @@ QSize ClipDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelInd
     // A little air, the same in every row: the icon and the bar need it.
     constexpr int leastHeight = 24;
     const QSize hint = QStyledItemDelegate::sizeHint(option, index);
-    return {hint.width(), qMax(hint.height() + 2, leastHeight)};
+    return {hint.width() + 2 * cellPadding, qMax(hint.height() + 2, leastHeight)};
 }

@@ -19,6 +19,19 @@ namespace {
 constexpr QLatin1String columnsKey("columns");
 constexpr int nameColumn = static_cast<int>(ClipColumn::name);
 
+/// Titles stand over their columns' texts.
+class PaddedHeader : public QHeaderView {
+  public:
+    using QHeaderView::QHeaderView;
+
+  protected:
+    void initStyleOptionForIndex(QStyleOptionHeader* option, int section) const override {
+        QHeaderView::initStyleOptionForIndex(option, section);
+        if (section != nameColumn)
+            option->text = QChar(QChar::Nbsp) + option->text + QChar(QChar::Nbsp);
+    }
+};
+
 } // namespace
 
 ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
@@ -27,6 +40,8 @@ ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
       reveal_(new QAction(Icons::reveal(), tr("Show in Finder"), this)) {
     setObjectName(QStringLiteral("clipTable"));
     setAccessibleName(tr("Clips"));
+    setHeader(new PaddedHeader(Qt::Horizontal, this));
+    header()->setSectionsClickable(false); // the order is the file browser's, there is nothing to sort
     setModel(&lines_);
     setItemDelegate(new ClipDelegate(this));
     setUniformRowHeights(true);
@@ -81,7 +96,8 @@ ClipTable::~ClipTable() {
 
 void ClipTable::setUpColumns() {
     const int margin = 2 * (style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1) +
-                       2 * style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, this);
+                       2 * style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, this) +
+                       2 * ClipDelegate::cellPadding;
     widths_ = columnWidths(font(), margin);
     header()->setSectionsMovable(true);
     header()->setFirstSectionMovable(false);
@@ -103,7 +119,7 @@ void ClipTable::setUpColumns() {
     connect(header(), &QHeaderView::sectionResized, this, [this](int column, int, int width) {
         limitWidth(column, width);
         // Only what the user does by hand is a choice: the last column also follows the window.
-        if (QApplication::mouseButtons() != Qt::NoButton)
+        if (QApplication::mouseButtons() != Qt::NoButton && header()->underMouse())
             keeping_.start();
     });
     header()->setContextMenuPolicy(Qt::CustomContextMenu);
@@ -139,6 +155,19 @@ void ClipTable::limitWidth(int column, int width) {
     const int allowed = width == 0 ? 0 : std::clamp(width, limits.least, limits.most);
     if (allowed != width)
         header()->resizeSection(column, allowed);
+}
+
+/// Until the user has set the columns, the name gets a share of what the window has to spare; the last column
+/// takes the rest.
+void ClipTable::resizeEvent(QResizeEvent* event) {
+    QTreeView::resizeEvent(event);
+    if (settings_.contains(columnsKey) || keeping_.isActive())
+        return;
+    int spare = viewport()->width();
+    for (const ColumnWidth& width : widths_)
+        spare -= width.ideal;
+    const ColumnWidth& name = widths_[static_cast<std::size_t>(nameColumn)];
+    header()->resizeSection(nameColumn, name.ideal + std::max(0, spare / 4));
 }
 
 /// The last column takes what is left of the window, if it may grow so wide.

@@ -37,6 +37,7 @@ class ClipTable : public QTreeView {
     void showEvent(QShowEvent* event) override;
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
   private:
     void setUpColumns();

@@ -44,7 +44,10 @@ FolderChooser::FolderChooser(QWidget* parent) : QFileDialog(parent) {
     setFileMode(ExistingFiles);
     setProxyModel(new ClipsAndFolders(this));
     setLabelText(Accept, tr("Add"));
+    setOption(HideNameFilterDetails);
     setNameFilter(tr("Camera folders and clips (*)"));
+    constexpr QSize roomy(840, 520);
+    resize(roomy);
 }
 
 void FolderChooser::showEvent(QShowEvent* event) {
@@ -74,7 +77,7 @@ void FolderChooser::accept() {
         urls << QUrl::fromLocalFile(directory().absoluteFilePath(path));
     }
     if (urls.isEmpty())
-        urls << QUrl::fromLocalFile(directory().absolutePath());
+        return;
     Q_EMIT chosen(paths(urls));
     QDialog::done(Accepted);
 }

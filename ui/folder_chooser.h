@@ -7,7 +7,7 @@
 #include <vector>
 
 /// A file dialog whose button takes folders as they are, where the usual ones either can't choose folders or
-/// nothing else; a double click still goes into them. With nothing selected it takes the folder shown.
+/// nothing else; a double click still goes into them.
 class FolderChooser : public QFileDialog {
     Q_OBJECT
 

@@ -76,6 +76,8 @@ void MainWindow::makeToolBar() {
     bar->setFloatable(false);
     bar->setContextMenuPolicy(Qt::PreventContextMenu);
     bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    constexpr int iconSide = 18;
+    bar->setIconSize(QSize(iconSide, iconSide));
 
     auto* const add = new QAction(Icons::addFolder(), tr("Add Folders"), bar);
     add->setToolTip(tr("Add camera folders or clips"));

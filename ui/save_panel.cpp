@@ -45,7 +45,10 @@ SavePanel::SavePanel(PackModel& model, QWidget* parent)
     setOption(DontUseNativeDialog); // the accessory row is part of it
     setAcceptMode(AcceptSave);
     setFileMode(AnyFile);
+    setOption(HideNameFilterDetails);
     setNameFilter(tr("Zip archives (*.zip)"));
+    constexpr QSize roomy(840, 560);
+    resize(roomy);
     selectFile(QStringLiteral("Ferrowick %1.zip").arg(Format::dateForName(QDate::currentDate())));
 
     message_.setObjectName(QStringLiteral("spaceMessage"));

@@ -44,7 +44,7 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     text_.setFont(withEqualDigits(text_.font()));
     time_.setFont(withEqualDigits(time_.font()));
     bar_.setTextVisible(false);
-    bar_.setFixedWidth(220);
+    bar_.setFixedSize(220, 14);
     bar_.setAccessibleName(tr("Progress"));
     icon_.setFixedSize(iconSide, iconSide);
     link_.setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);

@@ -8,6 +8,11 @@
 #include <QPixmap>
 #include <QSvgRenderer>
 
+/// The resources lie in a static library, which nothing else pulls in. Not in a namespace: the macro's rule.
+static void pullResources() {
+    Q_INIT_RESOURCE(ui);
+}
+
 namespace {
 
 QColor textColour(QIcon::Mode mode) {
@@ -25,6 +30,7 @@ QColor textColour(QIcon::Mode mode) {
 } // namespace
 
 SvgIconEngine::SvgIconEngine(const QString& resource, std::optional<QColor> colour) : colour_(colour) {
+    pullResources();
     QFile file(resource);
     if (file.open(QIODevice::ReadOnly))
         svg_ = file.readAll();
@@ -32,11 +38,15 @@ SvgIconEngine::SvgIconEngine(const QString& resource, std::optional<QColor> colo
 
 void SvgIconEngine::paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) {
     QByteArray svg = svg_;
-    svg.replace("currentColor", colour_.value_or(textColour(mode)).name().toLatin1());
+    const QColor colour = colour_.value_or(textColour(mode));
+    svg.replace("currentColor", colour.name().toLatin1());
     const int side = qMin(rect.width(), rect.height());
     QRectF square(0, 0, side, side);
     square.moveCenter(QRectF(rect).center());
+    painter->save();
+    painter->setOpacity(painter->opacity() * colour.alphaF());
     QSvgRenderer(svg).render(painter, square);
+    painter->restore();
 }
 
 QPixmap SvgIconEngine::pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) {

@@ -59,7 +59,7 @@ TEST_F(ClipTableModelTest, ShowsWhatTheHeaderSays) {
     };
     folders["/c/A001/"] = {"C001.mov"};
     (void)lines();
-    add({"/c/A001/", "/c/<b>odd</b>.mov"});
+    add({"/c/A001/", "/c/<b>odd.mov"});
     EXPECT_EQ(cell(ClipColumn::name, {1}), QStringLiteral("A001"));
     EXPECT_EQ(cell(ClipColumn::size, {1}), QStringLiteral("--"));
     EXPECT_EQ(cell(ClipColumn::timecode, {1}), QString());
