@@ -25,7 +25,7 @@ class Resolver {
 
     Clip resolve() {
         Clip clip;
-        clip.material = materialPackage();
+        clip.material = material_ = materialPackage();
         if (clip.material) {
             for (const PackageTrack& track : clip.material->tracks) {
                 if (isMedia(track.kind))
@@ -134,16 +134,20 @@ class Resolver {
     }
 
     /// The track that a source clip names; a track of the same kind counts more than the number.
-    static const PackageTrack* sourceTrack(const Package& package, const PackageTrack& track,
-                                           const Component& component) {
+    const PackageTrack* sourceTrack(const Package& package, const PackageTrack& track,
+                                    const Component& component) {
         const auto fits = [&](const PackageTrack& candidate) { return candidate.kind == track.kind; };
         const auto named = std::ranges::find_if(package.tracks, [&](const PackageTrack& candidate) {
             return candidate.id == component.sourceTrack && fits(candidate);
         });
         if (named != package.tracks.end())
             return &*named;
-        // A file of a single track may number it otherwise.
-        if (std::ranges::count_if(package.tracks, fits) == 1)
+        // The only track of its kind may be numbered otherwise. Where there are more, the others lie in files
+        // of their own, which may share the package's identifier.
+        const auto isOnlyOne = [&](const Package& candidate) {
+            return std::ranges::count(candidate.tracks, track.kind, &PackageTrack::kind) == 1;
+        };
+        if (isOnlyOne(package) && (!material_ || isOnlyOne(*material_)))
             return &*std::ranges::find_if(package.tracks, fits);
         return nullptr;
     }
@@ -230,6 +234,7 @@ class Resolver {
     }
 
     const Metadata& metadata_;
+    const Package* material_ = nullptr;
     const Package* filePackage_ = nullptr;
 };
 

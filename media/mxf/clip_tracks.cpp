@@ -8,6 +8,7 @@ namespace media::mxf {
 
 namespace {
 
+constexpr std::uint8_t separateFields = 1, segmentedFrame = 4; // FrameLayout
 constexpr std::uint32_t largestPicture = 65536;
 constexpr double fastestInterlaced = 31; // whole frames a second
 
@@ -46,7 +47,7 @@ double frameRate(const ClipTrack& track) {
     double rate = track.editRate.value();
     if (track.descriptor) {
         const PictureDescription& picture = track.descriptor->picture;
-        const bool isByField = picture.frameLayout == 1 || picture.frameLayout == 2;
+        const bool isByField = picture.frameLayout == separateFields;
         const bool isReferenced = picture.referenceRate.isRate() &&
                                   std::abs(2 * picture.referenceRate.value() - rate) < 0.001 * rate;
         if (isReferenced || (isByField && rate > fastestInterlaced) ||
@@ -68,14 +69,14 @@ VideoDimensions dimensions(const PictureDescription& picture) {
     };
     const std::uint32_t width = firstOf({picture.displayWidth, picture.sampledWidth, picture.storedWidth});
     std::uint32_t height = firstOf({picture.displayHeight, picture.sampledHeight, picture.storedHeight});
-    if (picture.frameLayout == 1) {
-        // Heights of separate fields are those of a field, but some writers give the frame's: the aspect
-        // ratio tells.
-        const bool isKnown = picture.aspectRatio.isRate() && width != 0;
-        const double implied = isKnown ? width / picture.aspectRatio.value() : 0;
-        if (!isKnown || 2.0 * height <= 1.5 * implied || height < 400)
-            height *= 2;
-    }
+    // Heights of separate fields, and by some of segmented frames, are those of a field; others give the
+    // frame's all the same. The aspect ratio tells.
+    const bool isKnown = picture.aspectRatio.isRate() && width != 0;
+    const double implied = isKnown ? width / picture.aspectRatio.value() : 0;
+    if ((picture.frameLayout == separateFields &&
+         (!isKnown || height < 400 || 2.0 * height <= 1.5 * implied)) ||
+        (picture.frameLayout == segmentedFrame && isKnown && 1.5 * height <= implied))
+        height *= 2;
     return {static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
 }
 

@@ -115,9 +115,9 @@ std::optional<Time> Measurer::storedLength(const ClipTrack& track) {
     return units ? std::optional(timeOf(*units, track.sourceRate)) : std::nullopt;
 }
 
-std::optional<Time> Measurer::measureSound(const EssenceMap& map, std::size_t stream) const {
+Time Measurer::measureSound(const EssenceMap& map, std::size_t stream) const {
     if (map.wrapping() != EssenceMap::Wrapping::clip)
-        return std::nullopt;
+        return Time{0, 1};
     const SoundFormat& format = map.streams()[stream].format;
     std::uint64_t bytes = 0;
     for (const Extent& extent : map.extents(stream))
@@ -137,7 +137,7 @@ std::optional<std::int64_t> Measurer::pictureUnits(const ClipTrack& track) const
     ElementWalker walker(reader, stretches, track.bodySID, layout_.runIn());
     const auto first = walker.next();
     if (!first)
-        return std::nullopt;
+        return 0;
     const std::uint64_t present =
         std::min(first->length, source_->size() - std::min(source_->size(), first->valueOffset));
     const auto second = walker.next();

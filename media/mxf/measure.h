@@ -35,7 +35,7 @@ class Measurer {
     [[nodiscard]] std::optional<Time> storedLength(const ClipTrack& track);
 
   private:
-    [[nodiscard]] std::optional<Time> measureSound(const EssenceMap& map, std::size_t stream) const;
+    [[nodiscard]] Time measureSound(const EssenceMap& map, std::size_t stream) const;
     [[nodiscard]] std::optional<std::int64_t> pictureUnits(const ClipTrack& track) const;
 
     std::shared_ptr<const io::ByteSource> source_;

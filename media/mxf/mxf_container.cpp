@@ -21,6 +21,25 @@ int rank(const Partition& partition) {
     return partition.complete ? 2 : partition.closed ? 1 : 0;
 }
 
+/// The partitions behind the header of a recording that was cut off, as far as a few hops lead.
+std::vector<Partition> firstPartitions(const io::ByteSource& source, const FileLayout& layout) {
+    constexpr int mostHops = 512;
+    std::vector<Partition> found;
+    KlvReader reader(source);
+    std::uint64_t offset = contentOf(reader, layout.header()).essenceStart;
+    for (int i = 0; i < mostHops; ++i) {
+        const auto klv = reader.at(offset);
+        if (!klv || classify(klv->key) == KeyKind::foreign)
+            break;
+        const auto partition =
+            isPartition(classify(klv->key)) ? partitionAt(reader, offset, layout.runIn()) : std::nullopt;
+        if (partition && partition->headerBytes > 0)
+            found.push_back(*partition);
+        offset = klv->end();
+    }
+    return found;
+}
+
 /// The best copy of the metadata that can be read and has a clip in it.
 Metadata bestMetadata(const io::ByteSource& source, const FileLayout& layout) {
     std::vector<Partition> candidates{layout.header()};
@@ -32,6 +51,10 @@ Metadata bestMetadata(const io::ByteSource& source, const FileLayout& layout) {
             if (partition.kind == KeyKind::bodyPartition && partition.headerBytes > 0)
                 candidates.push_back(partition);
         }
+    }
+    if (!layout.footer()) {
+        for (const Partition& partition : firstPartitions(source, layout))
+            candidates.push_back(partition);
     }
     std::ranges::stable_sort(candidates, [](const Partition& a, const Partition& b) {
         return rank(a) != rank(b) ? rank(a) > rank(b) : a.offset > b.offset;

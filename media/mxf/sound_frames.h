@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The sound of a frame-wrapped container, content package by content package: found by the index or by
-// hopping, read once for all lanes.
+// hopping.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "media/mxf/essence.h"
@@ -99,39 +95,6 @@ class PackageReader {
     std::int64_t lastUnit_ = -1; ///< of that
     /// Places passed, one every `checkpointUnits` packages, so that going back costs little.
     std::vector<Position> checkpoints_;
-};
-
-/// A run of content packages with the bytes of their sound.
-struct Batch {
-    std::vector<std::byte> bytes;
-    std::vector<SoundPackage> packages;
-    bool isLast = false;
-};
-
-/// Reads a container's batches once for all lanes, and keeps the recent ones. Any thread.
-class BatchCache {
-  public:
-    explicit BatchCache(std::shared_ptr<const EssenceMap> map);
-
-    [[nodiscard]] const EssenceMap& map() const noexcept { return *map_; }
-    [[nodiscard]] std::int64_t unitsPerBatch() const noexcept { return unitsPerBatch_; }
-    /// The batch, read now if it is the next one; none when it has been dropped already: the caller is too
-    /// far behind the others and reads for itself.
-    [[nodiscard]] std::shared_ptr<const Batch> batch(std::int64_t index);
-    /// Reads a batch past the cache.
-    [[nodiscard]] std::shared_ptr<const Batch> read(PackageReader& reader, std::int64_t index) const;
-    [[nodiscard]] std::shared_ptr<const EssenceMap> sharedMap() const noexcept { return map_; }
-
-  private:
-    std::shared_ptr<const EssenceMap> map_;
-    std::int64_t unitsPerBatch_ = 1;
-
-    std::mutex held_; ///< guards the batches
-    std::deque<std::shared_ptr<const Batch>> batches_;
-    std::int64_t firstHeld_ = 0; ///< index of the first one kept
-
-    std::mutex reading_; ///< guards the reader, and is held while a batch is read
-    PackageReader reader_;
 };
 
 } // namespace media::mxf

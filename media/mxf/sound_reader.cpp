@@ -10,6 +10,7 @@ namespace media::mxf {
 namespace {
 
 constexpr std::int64_t clipReadBytes = 256 << 10;
+constexpr std::int64_t mostSilence = 16 << 20; // bytes in place of one missing element
 
 /// Fills in what describes frames that already stand in `samples.data`.
 void describeRun(StoredSamples& samples, const SoundFormat& format, std::int64_t first, std::int64_t frames) {
@@ -95,6 +96,8 @@ class FrameWrappedReader final : public TrackReader {
             (batchIndex_ - 1) * cache_->unitsPerBatch() + static_cast<std::int64_t>(package);
         const EssenceMap& map = cache_->map();
         const std::int64_t frames = map.framesBefore(stream_, unit + 1) - map.framesBefore(stream_, unit);
+        if (frames > mostSilence / format_.frameBytes())
+            throw Error(Error::Category::corrupt, "The rates of the clip contradict each other.");
         appendSilence(format_, frames, data);
         return frames;
     }

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "media/container.h"
-#include "media/mxf/sound_frames.h"
+#include "media/mxf/batch_cache.h"
 
 namespace media::mxf {
 

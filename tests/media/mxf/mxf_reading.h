@@ -3,11 +3,33 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
 #include <vector>
 
+#include "media/io/byte_source.h"
 #include "media/track_output.h"
+#include "tests/support/clip_maker.h"
+#include "tests/support/mxf_editor.h"
 
 namespace test {
+
+inline std::shared_ptr<const media::io::ByteSource> sourceOf(const Bytes& bytes) {
+    const auto raw = std::as_bytes(std::span(bytes));
+    return media::io::memorySource({raw.begin(), raw.end()});
+}
+
+/// A two-second OP1a clip with one 16-bit track, edited.
+inline media::Asset edited(const std::string& rate, const std::function<void(MXFFile&)>& edit) {
+    ClipDescription description;
+    description.container = Container::mxf;
+    description.rate = rate;
+    description.sound.assign(1, {.codec = "pcm_s16le"});
+    MXFFile file(clip(description));
+    edit(file);
+    return media::Asset(sourceOf(file.bytes()));
+}
 
 /// All of a sound track as 32-bit samples.
 inline std::vector<std::byte> soundOf(const media::Asset& asset, const media::Track& track) {

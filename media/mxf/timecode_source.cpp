@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "media/mxf/timecode_source.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "media/io/byte_reader.h"
+#include "media/mxf/element_walker.h"
+
+namespace media::mxf {
+
+namespace {
+
+constexpr std::uint32_t largestBase = 240;
+constexpr int deepestChain = 8;
+
+Rational reduced(std::int64_t num, std::int64_t den) {
+    const std::int64_t common = std::max<std::int64_t>(std::gcd(num, den), 1);
+    return {num / common, den / common};
+}
+
+/// Frames that carry numbers of their own in a day.
+std::int64_t framesPerDay(std::uint32_t base, bool dropFrame) {
+    const std::int64_t all = std::int64_t{base} * 86'400;
+    return dropFrame && base % 30 == 0 ? all - std::int64_t{base} / 15 * 9 * 144 : all;
+}
+
+/// The rate at which timecode of a base counts beside pictures of a rate: 30 counts at 29.97 beside 29.97
+/// and 59.94.
+Rational countingRate(std::uint32_t base, Rational frameRate) {
+    constexpr std::int64_t largestNumerator = 1'000'000;
+    const std::int64_t whole = std::max<std::int64_t>(std::llround(frameRate.value()), 1);
+    const Rational rate = reduced(io::checkedMultiply<std::int64_t>(frameRate.num, base),
+                                  io::checkedMultiply<std::int64_t>(frameRate.den, whole));
+    // No real rate takes a longer fraction.
+    return rate.num <= largestNumerator ? rate : Rational{base, 1};
+}
+
+/// A base as written, but for NTSC rates rounded down instead of up; from the rate where there is none.
+std::uint32_t baseOf(const Component& component, Rational frameRate) {
+    const auto whole = static_cast<std::uint32_t>(std::clamp(std::llround(frameRate.value()), 1LL, 240LL));
+    const bool isRoundedDown = frameRate.num % frameRate.den != 0 && component.base + 1 == whole;
+    return component.base == 0 || component.base > largestBase || isRoundedDown ? whole : component.base;
+}
+
+const PackageTrack* timecodeTrackOf(const Package& package) {
+    const PackageTrack* first = nullptr;
+    for (const PackageTrack& track : package.tracks) {
+        const bool hasTimecode = std::ranges::any_of(track.components, [](const Component& component) {
+            return component.kind == Component::Kind::timecode && component.startTimecode >= 0;
+        });
+        if (!hasTimecode || !track.editRate.isRate())
+            continue;
+        if (track.number == 1) // the main one where there are several
+            return &track;
+        first = first ? first : &track;
+    }
+    return first;
+}
+
+/// The rate by which a package's timecode is to be understood: the picture's, else its own unless that counts
+/// sound samples.
+Rational rateFor(const Clip& clip, const PackageTrack& track) {
+    for (const ClipTrack& candidate : clip.tracks) {
+        if (candidate.kind == DataKind::picture)
+            return candidate.editRate;
+    }
+    if (track.editRate.value() < 1000)
+        return track.editRate;
+    for (const Component& component : track.components) {
+        if (component.kind == Component::Kind::timecode && component.base != 0 &&
+            component.base <= largestBase)
+            return component.dropFrame ? Rational{std::int64_t{component.base} * 1000, 1001}
+                                       : Rational{component.base, 1};
+    }
+    return {25, 1};
+}
+
+/// The runs of a package's timecode track on a timeline that starts `offset` after the package's own zero
+/// point.
+std::vector<TimecodeRun> runsOf(const PackageTrack& track, Rational frameRate, Time offset) {
+    std::vector<TimecodeRun> runs;
+    const auto timeAt = [&](std::int64_t units) {
+        return Time{io::checkedMultiply(units, track.editRate.den), track.editRate.num};
+    };
+    const auto framesIn = [](Time time, Rational rate) {
+        return io::scaled(time.value, rate.num, io::checkedMultiply(time.timescale, rate.den));
+    };
+    const Time zero = timeAt(track.origin) + offset;
+    std::int64_t position = 0;
+    for (const Component& component : track.components) {
+        if (component.kind == Component::Kind::timecode && component.startTimecode >= 0) {
+            TimecodeRun run;
+            run.base = baseOf(component, frameRate);
+            run.rate = countingRate(run.base, frameRate);
+            run.dropFrame = component.dropFrame;
+            run.start = timeAt(position) - zero;
+            run.frame = component.startTimecode;
+            // The first run counts back over a leading filler; one that began before time zero has counted
+            // on.
+            if (runs.empty() || run.start <= Time{0, 1}) {
+                runs.clear();
+                run.frame -= framesIn(run.start, run.rate);
+                run.start = {0, 1};
+                if (run.frame < 0)
+                    run.frame += framesPerDay(run.base, run.dropFrame);
+            }
+            if (run.frame >= 0)
+                runs.push_back(run);
+        }
+        if (component.duration < 0)
+            break;
+        position = io::checkedAdd(position, component.duration);
+    }
+    return runs;
+}
+
+} // namespace
+
+std::vector<TimecodeRun> timecodeRuns(const Metadata& metadata, const Clip& clip) {
+    std::vector<TimecodeRun> runs;
+    if (clip.material) {
+        if (const PackageTrack* track = timecodeTrackOf(*clip.material))
+            runs = runsOf(*track, rateFor(clip, *track), {0, 1});
+    }
+    if (!runs.empty() && runs.front().frame != 0)
+        return runs;
+    // A timecode of zero may be one that nobody set: the packages below may know better.
+    Time offset{0, 1};
+    for (const ClipTrack& track : clip.tracks) {
+        if (track.isExternal || track.segments.empty() || !track.segments.front().start)
+            continue;
+        offset = {io::checkedMultiply(*track.segments.front().start, track.editRate.den), track.editRate.num};
+        break;
+    }
+    const Package* package = clip.filePackage;
+    for (int depth = 0; package && depth < deepestChain; ++depth) {
+        if (const PackageTrack* track = timecodeTrackOf(*package)) {
+            auto found = runsOf(*track, rateFor(clip, *track), offset);
+            if (!found.empty() && (runs.empty() || found.front().frame != 0))
+                return found;
+        }
+        // The package that this one was made from.
+        const Package* origin = nullptr;
+        for (const PackageTrack& track : package->tracks) {
+            for (const Component& component : track.components) {
+                if (origin || component.kind != Component::Kind::sourceClip ||
+                    isZero(component.sourcePackage))
+                    continue;
+                origin = metadata.package(component.sourcePackage);
+                if (origin && track.editRate.isRate())
+                    offset = offset + Time{io::checkedMultiply(component.startPosition, track.editRate.den),
+                                           track.editRate.num};
+            }
+        }
+        package = origin;
+    }
+    return runs;
+}
+
+std::optional<TimecodeRun> systemItemTimecode(const io::ByteSource& source, const FileLayout& layout,
+                                              std::uint32_t bodySID) {
+    KlvReader reader(source);
+    const auto stretches = stretchesOf(layout, {layout.header()}, bodySID, source.size());
+    ElementWalker walker(reader, stretches, bodySID, layout.runIn());
+    const auto item = walker.next();
+    constexpr std::size_t packBytes = 57;
+    if (!item || classify(item->key) != KeyKind::systemItem || item->key[5] != 0x05 ||
+        item->length < packBytes)
+        return std::nullopt;
+    const auto value = reader.bytes(item->valueOffset, packBytes);
+    if (value.size() < packBytes)
+        return std::nullopt;
+    io::ByteReader pack(value);
+    const std::uint32_t bitmap = pack.u8();
+    const std::uint32_t rateByte = pack.u8();
+    const std::uint32_t rate = rateByte >> 1 & 0x1f;
+    pack.skip(38);
+    const bool isStamped = (bitmap & 0x10) != 0 && pack.u8() == 0x81; // SMPTE ST 12-1 address
+    constexpr std::uint32_t bases[] = {0, 24, 25, 30, 48, 50, 60};
+    if (!isStamped || rate == 0 || rate >= std::size(bases))
+        return std::nullopt;
+    const std::uint32_t frames = pack.u8();
+    const std::uint32_t seconds = pack.u8();
+    const std::uint32_t minutes = pack.u8();
+    const std::uint32_t hours = pack.u8();
+    const auto decimal = [](std::uint32_t bcd) { return std::int64_t{(bcd >> 4) * 10 + (bcd & 15)}; };
+    TimecodeRun run;
+    run.start = {0, 1};
+    run.base = bases[rate];
+    run.rate = (rateByte & 1) != 0 ? Rational{std::int64_t{run.base} * 1000, 1001} : Rational{run.base, 1};
+    run.dropFrame = (frames & 0x40) != 0;
+    std::int64_t frame = decimal(frames & 0x3f);
+    if (run.base > 30) { // the address counts pairs, and a field mark tells the second of a pair
+        const bool isSecond = ((run.base == 60 ? seconds : hours) & 0x80) != 0;
+        frame = 2 * frame + (isSecond ? 1 : 0);
+    }
+    const std::int64_t allMinutes = decimal(hours & 0x3f) * 60 + decimal(minutes & 0x7f);
+    run.frame = (allMinutes * 60 + decimal(seconds & 0x7f)) * run.base + frame;
+    if (run.dropFrame && run.base % 30 == 0)
+        run.frame -= std::int64_t{run.base} / 15 * (allMinutes - allMinutes / 10);
+    return run.frame < 0 ? std::nullopt : std::optional(run);
+}
+
+} // namespace media::mxf
