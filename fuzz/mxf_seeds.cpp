@@ -13,6 +13,7 @@ using test::MXFFile;
 using test::MXFTriplet;
 
 constexpr std::size_t mostElements = 48;
+constexpr std::size_t mostIndexed = 12;
 
 void shrink(MXFFile& file) {
     std::size_t elements = 0;
@@ -23,10 +24,19 @@ void shrink(MXFFile& file) {
         if (triplet.isEssence() && triplet.key[4] == 0x01)
             triplet.value.resize(
                 std::min<std::size_t>(triplet.value.size(), triplet.key[12] == 0x06 ? 68 : 24));
+        const std::size_t entries = triplet.isIndex() ? triplet.property(0x3f0a) : 0;
+        if (entries != 0) { // the last property
+            const std::size_t size = test::number(triplet.value, entries + 4, 4);
+            const std::size_t kept =
+                std::min<std::size_t>(test::number(triplet.value, entries, 4), mostIndexed);
+            triplet.value.resize(entries + 8 + kept * size);
+            test::setNumber(triplet.value, entries - 2, 2, 8 + kept * size);
+            test::setNumber(triplet.value, entries, 4, kept);
+        }
         if (triplet.isPrimer()) {
-            constexpr std::size_t entries = 4;
-            triplet.value.resize(8 + entries * 18);
-            test::setNumber(triplet.value, 0, 4, entries);
+            constexpr std::size_t tags = 4;
+            triplet.value.resize(8 + tags * 18);
+            test::setNumber(triplet.value, 0, 4, tags);
         }
     }
 }

@@ -28,7 +28,7 @@ class Resolver {
         clip.material = material_ = materialPackage();
         if (clip.material) {
             for (const PackageTrack& track : clip.material->tracks) {
-                if (isMedia(track.kind))
+                if (isMedia(track.kind) && namesSource(track))
                     clip.tracks.push_back(fromMaterial(track));
             }
         } else {
@@ -72,6 +72,13 @@ class Resolver {
             }
         }
         return first;
+    }
+
+    /// Whether anything is said of where a track's essence is.
+    static bool namesSource(const PackageTrack& track) {
+        return std::ranges::any_of(track.components, [](const Component& component) {
+            return component.kind == Component::Kind::sourceClip && !isZero(component.sourcePackage);
+        });
     }
 
     [[nodiscard]] const Package* sourceOf(const Component& component) const {
@@ -134,8 +141,8 @@ class Resolver {
     }
 
     /// The track that a source clip names; a track of the same kind counts more than the number.
-    const PackageTrack* sourceTrack(const Package& package, const PackageTrack& track,
-                                    const Component& component) {
+    [[nodiscard]] const PackageTrack* sourceTrack(const Package& package, const PackageTrack& track,
+                                                  const Component& component) const {
         const auto fits = [&](const PackageTrack& candidate) { return candidate.kind == track.kind; };
         const auto named = std::ranges::find_if(package.tracks, [&](const PackageTrack& candidate) {
             return candidate.id == component.sourceTrack && fits(candidate);

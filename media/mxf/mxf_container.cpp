@@ -61,9 +61,14 @@ Metadata bestMetadata(const io::ByteSource& source, const FileLayout& layout) {
     });
     constexpr std::size_t mostCopies = 8;
     for (std::size_t i = 0; i < std::min(candidates.size(), mostCopies); ++i) {
-        Metadata metadata = readMetadata(source, candidates[i]);
-        if (!resolveClip(metadata).tracks.empty())
-            return metadata;
+        try {
+            Metadata metadata = readMetadata(source, candidates[i]);
+            if (!resolveClip(metadata).tracks.empty())
+                return metadata;
+        } catch (const Error& error) {
+            if (error.category() == Error::Category::io)
+                throw; // the other copies can be no better
+        }
     }
     throw Error(Error::Category::corrupt, "The clip's header describes neither picture nor sound.");
 }

@@ -59,6 +59,8 @@ SoundFormat soundFormat(const ClipTrack& track) {
     SoundFormat format;
     if (track.isExternal)
         format.unreadable = "The clip's sound is kept in other files.";
+    else if (!track.descriptor)
+        format.unreadable = "The clip doesn't say how its sound is stored.";
     if (!track.descriptor)
         return format;
     const Descriptor& descriptor = *track.descriptor;
