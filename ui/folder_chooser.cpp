@@ -56,7 +56,7 @@ void FolderChooser::showEvent(QShowEvent* event) {
         list->setFocus();
 }
 
-QList<QUrl> FolderChooser::selection() const {
+QList<QUrl> FolderChooser::selected() const {
     QList<QUrl> urls;
     // Both views of the dialog share one selection.
     if (const auto* list = findChild<QAbstractItemView*>(QStringLiteral("listView")))
@@ -65,17 +65,26 @@ QList<QUrl> FolderChooser::selection() const {
     return urls;
 }
 
-void FolderChooser::accept() {
-    QList<QUrl> urls = selection();
-    const auto* name = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-    const QString typed = name != nullptr ? name->text().trimmed() : QString();
-    if (urls.isEmpty() && !typed.isEmpty()) {
-        // A path typed by hand; discovery finds out whether there is something.
-        QString path = typed;
-        if (path == QLatin1String("~") || path.startsWith(QLatin1String("~/")))
-            path.replace(0, 1, QDir::homePath());
-        urls << QUrl::fromLocalFile(directory().absoluteFilePath(path));
+/// A path, or several in quotation marks; discovery finds out whether there is something.
+QList<QUrl> FolderChooser::typed(const QString& text) const {
+    QStringList names{text};
+    if (text.startsWith(QLatin1Char('"')))
+        names = text.split(QLatin1Char('"'), Qt::SkipEmptyParts);
+    QList<QUrl> urls;
+    for (QString& name : names) {
+        name = name.trimmed();
+        if (name == QLatin1String("~") || name.startsWith(QLatin1String("~/")))
+            name.replace(0, 1, QDir::homePath());
+        if (!name.isEmpty())
+            urls << QUrl::fromLocalFile(directory().absoluteFilePath(name));
     }
+    return urls;
+}
+
+void FolderChooser::accept() {
+    // What is typed counts: completion selects every folder on the way of a typed path.
+    const auto* name = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+    const QList<QUrl> urls = name != nullptr && name->isModified() ? typed(name->text()) : selected();
     if (urls.isEmpty())
         return;
     Q_EMIT chosen(paths(urls));

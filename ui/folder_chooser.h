@@ -22,5 +22,6 @@ class FolderChooser : public QFileDialog {
     void showEvent(QShowEvent* event) override;
 
   private:
-    [[nodiscard]] QList<QUrl> selection() const;
+    [[nodiscard]] QList<QUrl> selected() const;
+    [[nodiscard]] QList<QUrl> typed(const QString& text) const;
 };

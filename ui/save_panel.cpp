@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/save_panel.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QDate>
 #include <QFileInfo>
@@ -97,6 +98,10 @@ void SavePanel::accept() {
     const QString zip = QStringLiteral(".zip");
     if (auto* const name = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))) {
         const QString typed = name->text().trimmed();
+        // The dialog's completion selects every folder on the way of a path that is typed, and would go
+        // there.
+        if (name->isModified())
+            findChild<QAbstractItemView*>(QStringLiteral("listView"))->clearSelection();
         if (!typed.isEmpty() && !typed.endsWith(zip, Qt::CaseInsensitive) && !leadsToFolder(typed))
             name->setText(typed + zip); // before the dialog asks about replacing a file
     }

@@ -3,7 +3,7 @@
 // passes on.
 #include <chrono>
 #include <csignal>
-#include <fstream>
+#include <stdexcept>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -29,9 +29,16 @@ class ProgramTest : public testing::Test {
         words.insert(words.begin(), "xdotool");
         runChecked(words);
     }
-    /// Waits for the window, which is then in front.
+    /// Waits for the window and brings it to the front. A window that goes away meanwhile makes xdotool fail.
     static void findWindow(const std::string& title) {
-        xdotool({"search", "--sync", "--onlyvisible", "--name", title, "windowactivate", "--sync"});
+        for (int round = 0; round < 100; ++round) {
+            const CommandResult found =
+                run({"xdotool", "search", "--onlyvisible", "--name", title, "windowactivate", "--sync"});
+            if (found.exitCode == 0)
+                return;
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        throw std::runtime_error("There is no window " + title);
     }
     [[nodiscard]] static bool appears(const fs::path& file) {
         for (int round = 0; round < 300; ++round) {
@@ -73,6 +80,9 @@ TEST_F(ProgramTest, WorksByKeyboardAlone) {
     xdotool({"key", "ctrl+q"});
     EXPECT_EQ(program.wait().exitCode, 0);
     runChecked({"unzip", "-tqq", folder / "by hand.zip"});
+    EXPECT_EQ(
+        runChecked({"unzip", "-Z1", folder / "by hand.zip"}),
+        "by hand/\nby hand/A001/\nby hand/A001/C1.mov\nby hand/A001/C2.mov\nby hand/Ferrowick Report.csv\n");
 }
 
 TEST_F(ProgramTest, ASignalLeavesNoWorkingFolder) {

@@ -134,7 +134,7 @@ TEST(MXFSound, ChannelsOfD10MarkedInvalidAreSilent) {
     for (MXFTriplet& triplet : file.triplets)
         if (triplet.isEssence() && triplet.key[12] == 0x06)
             triplet.value.at(3) = 0x0b;
-    const media::Asset asset(sourceOf(file.bytes()));
+    const media::Asset asset(test::sourceOf(file.bytes()));
     const auto pcm = test::soundOf(asset, asset.tracks(MediaType::audio).front());
     auto expected = test::decodeTrack(path, 0);
     for (std::size_t at = 2 * 4; at < expected.size(); at += 16)
