@@ -4,13 +4,13 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
+#include <QDBusReply>
 #include <QVariantMap>
 #include <array>
 #include <utility>
 
 #include "model/text.h"
+#include "ui/desktop_call.h"
 
 namespace {
 
@@ -105,17 +105,16 @@ void LongJob::stayAwake() {
         QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("Inhibit"));
     call << QStringLiteral("sleep:idle") << QGuiApplication::applicationDisplayName()
          << tr("An export is running.") << QStringLiteral("block");
-    auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, number = exportNumber_] {
-        watcher->deleteLater();
-        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
-        if (number != exportNumber_)
-            return; // too late; an answered lock goes with the reply
-        if (reply.isError())
-            stayAwakeOnSession(0);
-        else
-            sleepLock_ = reply.value();
-    });
+    callDesktop(QDBusConnection::systemBus(), call, this,
+                [this, number = exportNumber_](const QDBusMessage& answer) {
+                    if (number != exportNumber_)
+                        return; // too late; an answered lock goes with the reply
+                    const QDBusReply<QDBusUnixFileDescriptor> lock = answer;
+                    if (lock.isValid())
+                        sleepLock_ = lock.value();
+                    else
+                        stayAwakeOnSession(0);
+                });
 }
 
 void LongJob::stayAwakeOnSession(int refused) {
@@ -130,30 +129,30 @@ void LongJob::stayAwakeOnSession(int refused) {
     constexpr quint32 suspending = 4;
     if (service.isGnome)
         call << suspending;
-    auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this,
-            [this, watcher, refused, number = exportNumber_] {
-                watcher->deleteLater();
-                const QDBusPendingReply<quint32> reply = *watcher;
-                if (reply.isError()) {
-                    if (number == exportNumber_)
+    callDesktop(QDBusConnection::sessionBus(), call, this,
+                [this, refused, number = exportNumber_](const QDBusMessage& answer) {
+                    const QDBusReply<quint32> cookie = answer;
+                    if (number != exportNumber_) {
+                        if (cookie.isValid())
+                            release(refused, cookie.value()); // too late
+                    } else if (cookie.isValid()) {
+                        sessionService_ = refused;
+                        sessionCookie_ = cookie.value();
+                    } else {
                         stayAwakeOnSession(refused + 1);
-                    return;
-                }
-                sessionService_ = refused;
-                sessionCookie_ = reply.value();
-                if (number != exportNumber_)
-                    mayBeSleepy();
-            });
+                    }
+                });
+}
+
+void LongJob::release(int service, quint32 cookie) {
+    const SessionService& granted = sessionServices[static_cast<std::size_t>(service)];
+    QDBusMessage call = methodCall(granted, granted.release);
+    call << cookie;
+    QDBusConnection::sessionBus().asyncCall(call);
 }
 
 void LongJob::mayBeSleepy() {
     sleepLock_ = QDBusUnixFileDescriptor();
-    if (sessionService_ < 0)
-        return;
-    const SessionService& service =
-        sessionServices[static_cast<std::size_t>(std::exchange(sessionService_, -1))];
-    QDBusMessage call = methodCall(service, service.release);
-    call << sessionCookie_;
-    QDBusConnection::sessionBus().asyncCall(call);
+    if (sessionService_ >= 0)
+        release(std::exchange(sessionService_, -1), sessionCookie_);
 }

@@ -26,6 +26,8 @@ class LongJob : public QObject {
     void stayAwake();
     /// Asks the next service after the first `refused` have refused.
     void stayAwakeOnSession(int refused);
+    /// Gives back what a session service has granted.
+    static void release(int service, quint32 cookie);
     void mayBeSleepy();
 
     PackModel& model_;

@@ -3,11 +3,10 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QDesktopServices>
 #include <QStringList>
 
+#include "ui/desktop_call.h"
 #include "ui/paths.h"
 
 void reveal(const std::vector<std::filesystem::path>& paths, QObject* context) {
@@ -20,11 +19,9 @@ void reveal(const std::vector<std::filesystem::path>& paths, QObject* context) {
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << urls << QString();
-    auto* const watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), context);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, context,
-                     [watcher, folder = fileURL(paths.front().parent_path())] {
-                         watcher->deleteLater();
-                         if (watcher->isError())
-                             QDesktopServices::openUrl(folder);
-                     });
+    callDesktop(QDBusConnection::sessionBus(), call, context,
+                [folder = fileURL(paths.front().parent_path())](const QDBusMessage& answer) {
+                    if (answer.type() == QDBusMessage::ErrorMessage)
+                        QDesktopServices::openUrl(folder);
+                });
 }

@@ -101,8 +101,9 @@ class ApplicationTest : public testing::Test {
     /// Starts anew, with the settings as they are.
     void destroyModel() { model_.reset(); }
 
+    /// Waits for what takes a moment, on a busy machine also a long one.
     [[nodiscard]] static bool eventually(const std::function<bool()>& condition) {
-        return QTest::qWaitFor(condition, 10'000);
+        return QTest::qWaitFor(condition, 60'000);
     }
     [[nodiscard]] bool settles() {
         return eventually([this] { return !model().finding() && model().readTotal() == 0; });

@@ -41,7 +41,6 @@ class ClipTableModelTest : Offscreen, public ApplicationTest<QApplication> {
     void add(std::vector<std::filesystem::path> paths) {
         model().add(std::move(paths));
         ASSERT_TRUE(settles());
-        QTest::qWait(20); // changes are told once a frame
     }
 
   private:

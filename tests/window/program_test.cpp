@@ -3,6 +3,7 @@
 // passes on.
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 
@@ -29,24 +30,29 @@ class ProgramTest : public testing::Test {
         words.insert(words.begin(), "xdotool");
         runChecked(words);
     }
-    /// Waits for the window and brings it to the front. A window that goes away meanwhile makes xdotool fail.
-    static void findWindow(const std::string& title) {
-        for (int round = 0; round < 100; ++round) {
-            const CommandResult found =
-                run({"xdotool", "search", "--onlyvisible", "--name", title, "windowactivate", "--sync"});
-            if (found.exitCode == 0)
-                return;
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    /// Looks again and again, for as long as a busy machine may take.
+    [[nodiscard]] static bool eventually(const std::function<bool()>& condition) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
-        throw std::runtime_error("There is no window " + title);
+        return true;
+    }
+    /// Brings the window to the front, if there is one.
+    static bool activate(const std::string& title) {
+        // A window that goes away meanwhile makes xdotool fail or wait.
+        return run({"timeout", "5", "xdotool", "search", "--onlyvisible", "--name", title, "windowactivate",
+                    "--sync"})
+                   .exitCode == 0;
+    }
+    static void findWindow(const std::string& title) {
+        if (!eventually([&] { return activate(title); }))
+            throw std::runtime_error("There is no window " + title);
     }
     [[nodiscard]] static bool appears(const fs::path& file) {
-        for (int round = 0; round < 300; ++round) {
-            if (fs::exists(file))
-                return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
-        return false;
+        return eventually([&] { return fs::exists(file); });
     }
     TemporaryFolder folder;
 };
@@ -70,9 +76,11 @@ TEST_F(ProgramTest, WorksByKeyboardAlone) {
     xdotool({"type", (folder / "A001").native()});
     xdotool({"key", "Return"});
     findWindow("^Ferrowick$");
-    std::this_thread::sleep_for(std::chrono::seconds(1)); // what a person takes to look at the rows
-    xdotool({"key", "ctrl+e"});
-    findWindow("^Export");
+    // Nothing happens as long as the headers are being read.
+    ASSERT_TRUE(eventually([] {
+        xdotool({"key", "ctrl+e"});
+        return activate("^Export");
+    }));
     xdotool({"key", "ctrl+a"});
     xdotool({"type", (folder / "by hand").native()});
     xdotool({"key", "Return"});
@@ -92,9 +100,7 @@ TEST_F(ProgramTest, ASignalLeavesNoWorkingFolder) {
                           {.workingFolder = folder.path()});
     ASSERT_TRUE(appears(folder / "Out"));
     program.send(SIGTERM);
-    for (int round = 0; round < 100 && fs::exists(folder / "Out"); ++round)
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(fs::exists(folder / "Out"));
+    EXPECT_TRUE(eventually([&] { return !fs::exists(folder / "Out"); }));
     EXPECT_FALSE(fs::exists(folder / "Out.zip"));
 }
 

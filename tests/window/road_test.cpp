@@ -2,9 +2,6 @@
 // The whole way of a card through the real window, by a person's means: drops, clicks and keys.
 #include <QApplication>
 #include <QComboBox>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusVirtualObject>
 #include <QDialogButtonBox>
 #include <QDropEvent>
 #include <QFileDialog>
@@ -17,10 +14,13 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "tests/model/model_test.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/command.h"
+#include "tests/window/fake_service.h"
 #include "ui/clip_columns.h"
 #include "ui/clip_table.h"
 #include "ui/elided_label.h"
@@ -36,34 +36,25 @@ namespace test {
 
 namespace {
 
-/// A desktop's service that remembers what it was asked.
-class FakeService : public QDBusVirtualObject {
-  public:
-    FakeService(const char* name, QVariant answer) : answer_(std::move(answer)) {
-        QDBusConnection bus = QDBusConnection::sessionBus();
-        bus.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
-        bus.registerService(QLatin1String(name));
-    }
-    ~FakeService() override { QDBusConnection::sessionBus().unregisterObject(QStringLiteral("/")); }
-    QString introspect(const QString&) const override { return {}; }
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override {
-        calls.emplace_back(message.member().toStdString(), message.arguments());
-        return bus.send(message.createReply(answer_));
-    }
-    std::vector<std::pair<std::string, QVariantList>> calls;
-
-  private:
-    QVariant answer_;
-};
-
 class RoadTest : public ApplicationTest<QApplication> {
   protected:
     void SetUp() override {
         operations = PackOperations();
+        // The real export; where a test is going to stop it, it waits for that after its first clip.
+        operations.make = [this](std::span<const PackClip> clips, const fs::path& zip, ScratchAudio audio,
+                                 Pack::MakeCallbacks callbacks) {
+            callbacks.finished = [this, told = callbacks.finished, isCancelled = callbacks.isCancelled](
+                                     const PackClip& clip, const Outcome& outcome) {
+                told(clip, outcome);
+                while (willStop && !isCancelled())
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            };
+            Pack::make(clips, zip, audio, callbacks);
+        };
         makeCard(3);
         window = std::make_unique<MainWindow>(model(), settings);
         window->show();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+        ASSERT_TRUE(eventually([this] { return window->isActiveWindow(); }));
     }
     void TearDown() override { window.reset(); }
 
@@ -100,7 +91,7 @@ class RoadTest : public ApplicationTest<QApplication> {
         Dialog* found = nullptr;
         EXPECT_TRUE(eventually([&] {
             found = window->findChild<Dialog*>(QLatin1String(name));
-            return found != nullptr && found->isVisible() && QTest::qWaitForWindowActive(found);
+            return found != nullptr && found->isVisible() && found->isActiveWindow();
         }));
         return *found;
     }
@@ -125,6 +116,7 @@ class RoadTest : public ApplicationTest<QApplication> {
         return names;
     }
 
+    std::atomic<bool> willStop = false;
     std::unique_ptr<MainWindow> window;
 };
 
@@ -135,21 +127,20 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     auto& button = part<QPushButton>("exportButton");
     EXPECT_FALSE(button.isEnabled());
 
-    makeCard(40);
+    makeCard(12);
     drop(folder / "A001");
     ASSERT_TRUE(ready());
     auto& table = part<ClipTable>("clipTable");
     EXPECT_TRUE(table.isVisible() && table.hasFocus());
     const QModelIndex card = table.model()->index(0, 0);
     const QModelIndex clips = table.model()->index(0, 0, card);
-    EXPECT_EQ(table.model()->rowCount(clips), 40);
+    EXPECT_EQ(table.model()->rowCount(clips), 12);
     EXPECT_TRUE(table.isExpanded(card) && table.isExpanded(clips));
     const QModelIndex first = table.model()->index(0, static_cast<int>(ClipColumn::timecode), clips);
     EXPECT_EQ(first.data().toString(), QStringLiteral("01:00:00:00 – 01:00:02:00"));
-    ASSERT_TRUE(eventually([&] { return statusText().starts_with("40 clips, "); }));
+    ASSERT_TRUE(eventually([&] { return statusText().starts_with("12 clips, "); }));
 
     // The panel takes the mode at once and adds ".zip".
-    FakeService power("org.freedesktop.PowerManagement", QVariant(7U));
     const fs::path zip = folder / "out/Day 3.1.zip";
     fs::create_directories(folder / "out");
     const auto startExport = [&](const fs::path& name) {
@@ -164,6 +155,7 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
         QTest::keyClick(&modes, Qt::Key_Up);
         typeName(panel, name);
     };
+    willStop = true;
     startExport(folder / "out/Day 3.1");
     ASSERT_TRUE(eventually([&] { return statusText().starts_with("Processed "); })) << statusText();
     EXPECT_TRUE(part<QProgressBar>("statusBarProgress").isVisible());
@@ -173,9 +165,10 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     click(button);
     ASSERT_TRUE(eventually([&] { return !model().packing(); }));
     EXPECT_THAT(filesIn(folder / "out"), IsEmpty());
-    ASSERT_TRUE(eventually([&] { return statusText().starts_with("40 clips, "); }));
+    ASSERT_TRUE(eventually([&] { return statusText().starts_with("12 clips, "); }));
 
     // Again, through the default button.
+    willStop = false;
     EXPECT_TRUE(button.isDefault());
     QTest::keyClick(&table, Qt::Key_Return);
     typeName(dialog("savePanel"), zip);
@@ -184,24 +177,15 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     EXPECT_THAT(statusText(), testing::EndsWith(". Send it to Olvane."));
     EXPECT_THAT(filesIn(folder / "out"), ElementsAre("Day 3.1.zip"));
     const std::string listing = runChecked({"unzip", "-Z1", zip});
-    EXPECT_THAT(listing, testing::HasSubstr("Day 3.1/A001/CLIP/C40.mov\n"));
+    EXPECT_THAT(listing, testing::HasSubstr("Day 3.1/A001/CLIP/C12.mov\n"));
     EXPECT_THAT(listing, testing::HasSubstr("Day 3.1/Ferrowick Report.csv\n"));
     runChecked({"unzip", "-tqq", zip});
 
-    // It kept the machine awake, twice, and says where the pack is.
-    std::vector<std::string> asked;
-    ASSERT_TRUE(eventually([&] {
-        asked.clear();
-        for (const auto& [method, arguments] : power.calls)
-            asked.push_back(method);
-        return asked.size() == 4;
-    }));
-    EXPECT_THAT(asked, ElementsAre("Inhibit", "UnInhibit", "Inhibit", "UnInhibit"));
-    QDBusConnection::sessionBus().registerService(QStringLiteral("org.freedesktop.FileManager1"));
+    FakeService files("org.freedesktop.FileManager1", QVariant());
     Q_EMIT part<QLabel>("statusLink").linkActivated(QStringLiteral("reveal"));
-    ASSERT_TRUE(eventually([&] { return power.calls.size() == 5; }));
-    EXPECT_EQ(power.calls[4].first, "ShowItems");
-    EXPECT_EQ(power.calls[4].second[0].toStringList(),
+    ASSERT_TRUE(eventually([&] { return files.calls.size() == 1; }));
+    EXPECT_EQ(files.calls[0].first, "ShowItems");
+    EXPECT_EQ(files.calls[0].second[0].toStringList(),
               QStringList{QString::fromLatin1(fileURL(zip).toEncoded())});
 }
 
@@ -270,7 +254,7 @@ TEST_F(RoadTest, ColumnsKeepTheirLimitsAndAreRemembered) {
 }
 
 TEST_F(RoadTest, ClosingDuringAnExportAsksOnce) {
-    makeCard(60);
+    willStop = true;
     drop(folder / "A001");
     ASSERT_TRUE(ready());
     model().pack(folder / "o.zip");

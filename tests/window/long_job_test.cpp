@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the desktop is asked for while an export runs, and when it has ended.
+#include <QApplication>
+#include <QDBusUnixFileDescriptor>
+#include <algorithm>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "tests/model/model_test.h"
+#include "tests/window/fake_service.h"
+#include "ui/long_job.h"
+
+using testing::ElementsAre;
+
+namespace test {
+
+namespace {
+
+class LongJobTest : public ApplicationTest<QApplication> {
+  protected:
+    LongJobTest() {
+        operations.make = [this](auto&&...) { gate.pass(); };
+    }
+    ~LongJobTest() override { gate.open(); }
+    void startExport() {
+        if (model().rows().empty()) {
+            model().add({"/a.mov"});
+            ASSERT_TRUE(settles());
+        }
+        model().pack("/out/Day 3.zip");
+    }
+    [[nodiscard]] bool endExport() {
+        gate.letGo(1);
+        return eventually([this] { return !model().packing(); });
+    }
+    Gate gate;
+};
+
+TEST_F(LongJobTest, KeepsTheSessionAwakeWhereTheSystemCant) {
+    LongJob job(model(), nullptr);
+    {
+        FakeService power("org.freedesktop.PowerManagement", QVariant(7U));
+        startExport();
+        ASSERT_TRUE(eventually([&] { return power.calls.size() == 1; }));
+        EXPECT_EQ(power.calls[0].second[1].toString(), QStringLiteral("An export is running."));
+        ASSERT_TRUE(endExport());
+        ASSERT_TRUE(eventually([&] { return power.calls.size() == 2; }));
+        EXPECT_THAT(power.methods(), ElementsAre("Inhibit", "UnInhibit"));
+        EXPECT_EQ(power.calls[1].second, QVariantList{7U});
+    }
+    FakeService session("org.gnome.SessionManager", QVariant(9U));
+    startExport();
+    ASSERT_TRUE(eventually([&] { return session.calls.size() == 1; }));
+    EXPECT_EQ(session.calls[0].second[3], QVariant(4U));
+    ASSERT_TRUE(endExport());
+    ASSERT_TRUE(eventually([&] { return session.calls.size() == 2; }));
+    EXPECT_THAT(session.methods(), ElementsAre("Inhibit", "Uninhibit"));
+}
+
+TEST_F(LongJobTest, HoldsTheSystemsLockUntilTheEnd) {
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
+    const std::filesystem::path lock = folder.write("lock", "");
+    const auto holders = [&] {
+        const std::filesystem::directory_iterator open("/proc/self/fd");
+        return std::count_if(begin(open), end(open), [&](const auto& entry) {
+            std::error_code closedMeanwhile;
+            return read_symlink(entry.path(), closedMeanwhile) == lock;
+        });
+    };
+    const int descriptor = ::open(lock.c_str(), O_RDONLY | O_CLOEXEC);
+    FakeService login("org.freedesktop.login1", QVariant::fromValue(QDBusUnixFileDescriptor(descriptor)));
+    ::close(descriptor);
+    LongJob job(model(), nullptr);
+    ASSERT_EQ(holders(), 1);
+    startExport();
+    ASSERT_TRUE(eventually([&] { return login.calls.size() == 1; }));
+    EXPECT_EQ(login.calls[0].second[0].toString(), QStringLiteral("sleep:idle"));
+    EXPECT_EQ(login.calls[0].second[3].toString(), QStringLiteral("block"));
+    EXPECT_TRUE(eventually([&] { return holders() == 2; }));
+    ASSERT_TRUE(endExport());
+    EXPECT_TRUE(eventually([&] { return holders() == 1; }));
+}
+
+TEST_F(LongJobTest, TellsOfTheEndBehindOtherWindows) {
+    LongJob job(model(), nullptr);
+    FakeService notifications("org.freedesktop.Notifications", QVariant(1U));
+    startExport();
+    ASSERT_TRUE(endExport());
+    ASSERT_TRUE(eventually([&] { return notifications.calls.size() == 1; }));
+    EXPECT_EQ(notifications.calls[0].second[4].toString(), QStringLiteral("Saved “Day 3.zip”, 48.2 MB."));
+
+    QWidget front;
+    front.show();
+    ASSERT_TRUE(eventually([&] { return QApplication::activeWindow() == &front; }));
+    startExport();
+    ASSERT_TRUE(endExport());
+    front.close();
+    ASSERT_TRUE(eventually([] { return QApplication::activeWindow() == nullptr; }));
+    startExport();
+    ASSERT_TRUE(endExport());
+    ASSERT_TRUE(eventually([&] { return notifications.calls.size() > 1; }));
+    EXPECT_EQ(notifications.calls.size(), 2U); // none of the export that ended in front
+}
+
+} // namespace
+
+} // namespace test
