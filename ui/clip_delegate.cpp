@@ -7,6 +7,7 @@
 
 #include "ui/clip_columns.h"
 #include "ui/clip_table_model.h"
+#include "ui/format.h"
 #include "ui/icons.h"
 
 namespace {
@@ -60,6 +61,8 @@ void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelInd
     default:
         break;
     }
+    if (option->direction == Qt::RightToLeft)
+        option->text = Format::isolated(option->text);
 }
 
 void ClipDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/clip_table_model.h"
 
-#include <QTextDocument>
 #include <algorithm>
 #include <map>
 #include <ranges>
@@ -353,10 +352,7 @@ QVariant ClipTableModel::data(const QModelIndex& index, int role) const {
         const QString tip = column == ClipColumn::name     ? text(line.name)
                             : column == ClipColumn::status ? statusToolTip(line)
                                                            : QString();
-        // A name is text, whatever it looks like.
-        if (tip.isEmpty())
-            return {};
-        return Qt::mightBeRichText(tip) ? Qt::convertFromPlainText(tip) : tip;
+        return tip.isEmpty() ? QVariant() : Format::toolTip(tip);
     }
     case Qt::AccessibleTextRole:
         if (column == ClipColumn::status && status(line).first == Status::warning)

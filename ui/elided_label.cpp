@@ -8,6 +8,8 @@
 #include <QStyle>
 #include <QToolTip>
 
+#include "ui/format.h"
+
 ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent) : QFrame(parent), mode_(mode) {
     setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
 }
@@ -39,14 +41,15 @@ void ElidedLabel::paintEvent(QPaintEvent*) {
     style()->drawItemText(
         &painter, rect(),
         static_cast<int>(Qt::AlignVCenter | QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)),
-        palette(), isEnabled(), shownText(), foregroundRole());
+        palette(), isEnabled(), isRightToLeft() ? Format::isolated(shownText()) : shownText(),
+        foregroundRole());
 }
 
 bool ElidedLabel::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip)
         return QFrame::event(event);
     if (shownText() != text_)
-        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), text_.toHtmlEscaped(), this);
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), Format::toolTip(text_), this);
     else
         QToolTip::hideText();
     return true;

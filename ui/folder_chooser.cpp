@@ -36,24 +36,17 @@ class ClipsAndFolders : public QSortFilterProxyModel {
 
 } // namespace
 
-FolderChooser::FolderChooser(QWidget* parent) : QFileDialog(parent) {
+FolderChooser::FolderChooser(QWidget* parent) : FileDialog(tr("Add Folders"), parent) {
     setObjectName(QStringLiteral("folderChooser"));
-    setWindowTitle(tr("Add Folders"));
-    setAttribute(Qt::WA_DeleteOnClose);
-    setOption(DontUseNativeDialog); // no native one chooses folders and files together
     setFileMode(ExistingFiles);
     setProxyModel(new ClipsAndFolders(this));
     setLabelText(Accept, tr("Add"));
-    setOption(HideNameFilterDetails);
     setNameFilter(tr("Camera folders and clips (*)"));
-    constexpr QSize roomy(840, 520);
-    resize(roomy);
 }
 
 void FolderChooser::showEvent(QShowEvent* event) {
-    QFileDialog::showEvent(event);
-    if (auto* const list = findChild<QAbstractItemView*>(QStringLiteral("listView")))
-        list->setFocus();
+    FileDialog::showEvent(event);
+    list()->setFocus();
 }
 
 QList<QUrl> FolderChooser::selected() const {

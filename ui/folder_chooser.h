@@ -2,13 +2,14 @@
 // Lets the user choose several folders and clips at once.
 #pragma once
 
-#include <QFileDialog>
 #include <filesystem>
 #include <vector>
 
+#include "ui/file_dialog.h"
+
 /// A file dialog whose button takes folders as they are, where the usual ones either can't choose folders or
 /// nothing else; a double click still goes into them.
-class FolderChooser : public QFileDialog {
+class FolderChooser : public FileDialog {
     Q_OBJECT
 
   public:

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QLocale>
 #include <QRegularExpression>
+#include <QTextDocument>
 #include <cmath>
 #include <cstdint>
 
@@ -76,6 +77,16 @@ QString timeLeft(std::optional<double> seconds) {
             .arg(std::max(static_cast<std::int64_t>(*seconds), std::int64_t{1}));
     return translated(QT_TRANSLATE_NOOP("Format", "About %1 min left"))
         .arg(static_cast<std::int64_t>(std::ceil(*seconds / 60)));
+}
+
+QString isolated(const QString& text) {
+    constexpr QChar firstStrongIsolate(0x2068); // Unicode Standard Annex 9
+    constexpr QChar popDirectionalIsolate(0x2069);
+    return text.isEmpty() ? text : firstStrongIsolate + text + popDirectionalIsolate;
+}
+
+QString toolTip(const QString& text) {
+    return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
 }
 
 } // namespace Format

@@ -20,5 +20,10 @@ namespace Format {
 [[nodiscard]] QString dateForName(const QDate& date);
 /// What an export still takes: "About 4 min left".
 [[nodiscard]] QString timeLeft(std::optional<double> seconds);
+/// The text, set apart from the direction of what is around it: a timecode reads from left to right
+/// everywhere.
+[[nodiscard]] QString isolated(const QString& text);
+/// A tool tip that shows this text as it is, whatever it looks like.
+[[nodiscard]] QString toolTip(const QString& text);
 
 } // namespace Format

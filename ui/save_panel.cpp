@@ -39,17 +39,12 @@ void shiftDown(QGridLayout& grid) {
 } // namespace
 
 SavePanel::SavePanel(PackModel& model, QWidget* parent)
-    : QFileDialog(parent), model_(model), message_(*new QLabel(this)), audio_(*new QComboBox(this)) {
+    : FileDialog(tr("Export"), parent), model_(model), message_(*new QLabel(this)),
+      audio_(*new QComboBox(this)) {
     setObjectName(QStringLiteral("savePanel"));
-    setWindowTitle(tr("Export"));
-    setAttribute(Qt::WA_DeleteOnClose);
-    setOption(DontUseNativeDialog); // the accessory row is part of it
     setAcceptMode(AcceptSave);
     setFileMode(AnyFile);
-    setOption(HideNameFilterDetails);
     setNameFilter(tr("Zip archives (*.zip)"));
-    constexpr QSize roomy(840, 560);
-    resize(roomy);
     selectFile(QStringLiteral("Ferrowick %1.zip").arg(Format::dateForName(QDate::currentDate())));
 
     message_.setObjectName(QStringLiteral("spaceMessage"));

@@ -2,9 +2,8 @@
 // Asks where to save the pack and what to keep of the sound.
 #pragma once
 
-#include <QFileDialog>
-
 #include "model/pack_model.h"
+#include "ui/file_dialog.h"
 
 class QComboBox;
 class QLabel;
@@ -12,7 +11,7 @@ class QLabel;
 /// A file dialog with the pack's expected size above and the choice of sound below. What is chosen there is
 /// the model's at once, also when the dialog is cancelled. Asks before it replaces a file; a name without
 /// ".zip" gets it.
-class SavePanel : public QFileDialog {
+class SavePanel : public FileDialog {
     Q_OBJECT
 
   public:

@@ -136,7 +136,7 @@ void StatusBar::refreshTime() {
     QString text = Format::timeLeft(exporting->remaining(PackModel::ExportProgress::Clock::now()));
     if (const auto size = exporting->estimatedSize())
         text = tr("%1, about %2", "time left, size").arg(text, byteCount(*size));
-    time_.setText(text);
+    time_.setText(isRightToLeft() ? Format::isolated(text) : text);
 }
 
 void StatusBar::showText(const QString& text, Look look, Qt::TextElideMode) {

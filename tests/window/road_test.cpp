@@ -253,6 +253,31 @@ TEST_F(RoadTest, ColumnsKeepTheirLimitsAndAreRemembered) {
     EXPECT_EQ(restored.sectionSize(length), 40);
 }
 
+TEST_F(RoadTest, TwentyCardsLeaveNothingBehind) {
+    qsizetype parts = 0;
+    for (int round = 1; round <= 20; ++round) {
+        drop(folder / "A001");
+        ASSERT_TRUE(ready());
+        auto& button = part<QPushButton>("exportButton");
+        click(button);
+        willStop = round % 5 == 0;
+        typeName(dialog("savePanel"), folder / ("Day " + std::to_string(round)));
+        ASSERT_TRUE(eventually([&] { return model().packing() || model().saved(); }));
+        if (willStop)
+            click(button);
+        ASSERT_TRUE(eventually([&] { return !model().packing(); }));
+        EXPECT_EQ(model().saved().has_value(), !willStop) << round;
+        QTest::keyClick(&part<ClipTable>("clipTable"), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(&part<ClipTable>("clipTable"), Qt::Key_Delete);
+        EXPECT_THAT(model().rows(), IsEmpty());
+        ASSERT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
+        if (round == 5)
+            parts = window->findChildren<QObject*>().size();
+    }
+    EXPECT_TRUE(eventually([&] { return window->findChildren<QObject*>().size() <= parts; }));
+    EXPECT_EQ(filesIn(folder.path()).size(), 16U + 1U) << "the zips and the card";
+}
+
 TEST_F(RoadTest, ClosingDuringAnExportAsksOnce) {
     willStop = true;
     drop(folder / "A001");

@@ -99,11 +99,15 @@ PackOperations operations(Pace& reading, Pace& packing) {
         header.audioTracks = 2;
         header.audioChannels = 2;
         header.audioBytesPerSecond = 288'000;
-        header.date = std::chrono::system_clock::from_time_t(
-            1'794'816'000 + 60 * static_cast<std::time_t>(&shot - shots) * 7);
+        // One shot after the other from eight o'clock on, three minutes apart, on time-of-day timecode.
+        double start = 8 * 3600;
+        for (const Shot* before = shots; before != &shot; ++before)
+            start += before->duration + 180;
+        header.date = std::chrono::system_clock::from_time_t(1'794'787'200 + static_cast<std::time_t>(start));
+        const double rate = shot.fps < 26 ? 25 : 30'000.0 / 1001;
         if (source.stem() != "DJI_0413")
-            header.timecode =
-                Timecode{(10 * 3600 + 7 * 420) * 25 + 12, shot.fps < 26 ? 25 : 30, shot.fps > 26};
+            header.timecode = Timecode{static_cast<std::int64_t>(start * rate) + 12, shot.fps < 26 ? 25 : 30,
+                                       shot.fps > 26};
         return header;
     };
     made.make = [&packing](std::span<const PackClip> clips, const std::filesystem::path& zip, ScratchAudio,
