@@ -45,7 +45,9 @@ Bytes readFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     if (!in)
         throw std::runtime_error("can't read " + path.string());
-    return {std::istreambuf_iterator<char>(in), {}};
+    Bytes bytes(std::filesystem::file_size(path));
+    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
 }
 
 void writeFile(const std::filesystem::path& path, const Bytes& bytes) {

@@ -23,9 +23,9 @@ using media::io::ByteWriter;
 
 std::vector<std::byte> readFile(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
-    const std::string content(std::istreambuf_iterator<char>(file), {});
-    const auto bytes = std::as_bytes(std::span(content));
-    return {bytes.begin(), bytes.end()};
+    std::vector<std::byte> bytes(std::filesystem::file_size(path));
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
 }
 
 /// ffprobe's answer with its indents and names left off.

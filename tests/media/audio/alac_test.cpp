@@ -14,6 +14,7 @@
 #include "media/error.h"
 #include "tests/support/libav_lossless.h"
 #include "tests/support/sample_patterns.h"
+#include "tests/support/slowdown.h"
 #include "tests/support/strict_lossless.h"
 
 namespace {
@@ -108,7 +109,7 @@ Bytes cat(std::initializer_list<Bytes> parts) {
 }
 
 TEST(AppleLossless, ReturnsEverySampleOfShortStreams) {
-    for (std::uint32_t seed = 0; seed < 12'000; ++seed) {
+    for (std::uint32_t seed = 0; seed < 12'000 / test::slowdown; ++seed) {
         std::mt19937 random(seed);
         const std::size_t channels = random() % 3 != 0 ? 1 + random() % 2 : 1 + random() % 8;
         const int bits = std::array{16, 24, 24, 32}[random() % 4];
@@ -126,7 +127,7 @@ TEST(AppleLossless, ReturnsEverySampleOfShortStreams) {
 }
 
 TEST(AppleLossless, ReturnsEverySampleOfLongStreamsHoweverTheyCome) {
-    for (std::uint32_t seed = 0; seed < 120; ++seed) {
+    for (std::uint32_t seed = 0; seed < 120 / test::slowdown; ++seed) {
         std::mt19937 random(seed);
         const std::size_t channels = random() % 2 == 0 ? 1 : 1 + random() % 8;
         const int bits = std::array{16, 24, 24, 32}[random() % 4];
