@@ -34,7 +34,18 @@ std::pair<std::optional<ClipHeader>, std::optional<QString>> read(const PackOper
     }
 }
 
+void sortByPath(PackModel::Rows& rows) {
+    std::ranges::stable_sort(rows, {}, [](const auto& row) -> const std::string& { return row->pathKey(); });
+}
+
 } // namespace
+
+/// What a discovery has found.
+struct PackModel::Found {
+    Rows rows;              ///< in the order found
+    Rows sorted;            ///< in the list's order, for a list that has none yet
+    std::vector<Node> tree; ///< of `sorted`
+};
 
 PackModel::PackModel(QSettings& settings, PackOperations operations, QObject* parent)
     : QObject(parent), settings_(settings), operations_(std::move(operations)),
@@ -90,21 +101,25 @@ void PackModel::add(std::vector<std::filesystem::path> paths) {
     setFinding(true);
     workers_.start("discovery", [this, queue = queue_, order = order_, paths = std::move(paths),
                                  taken = std::move(taken), present = std::move(present)] {
-        Rows found;
+        const auto found = std::make_shared<Found>();
         try {
             for (PackClip& clip : operations_.clips(paths, taken)) {
                 auto row = std::make_shared<Row>(std::move(clip), *order);
                 if (!present.contains(row->standardizedSource()))
-                    found.push_back(std::move(row));
+                    found->rows.push_back(std::move(row));
             }
+            found->sorted = found->rows;
+            sortByPath(found->sorted);
+            found->tree = ::tree(found->sorted, *order);
         } catch (const std::exception&) {
-            found.clear(); // nothing that can be listed
+            *found = {}; // nothing that can be listed
         }
-        queue->schedule([this, found = std::move(found)] { addFound(found); });
+        queue->schedule([this, found] { addFound(*found); });
     });
 }
 
-void PackModel::addFound(Rows found) {
+void PackModel::addFound(Found& discovery) {
+    Rows& found = discovery.rows;
     // Another addition may have listed some of these while this one was looking.
     PathSet present;
     present.reserve(rows_.size());
@@ -114,10 +129,15 @@ void PackModel::addFound(Rows found) {
 
     for (const auto& row : found)
         row->listed_ = true;
-    rows_.insert(rows_.end(), found.begin(), found.end());
-    std::ranges::stable_sort(rows_, {}, [](const auto& row) -> const std::string& { return row->pathKey(); });
-    if (!found.empty())
-        rowsReplaced();
+    if (rows_.empty()) {
+        rows_ = std::move(discovery.sorted);
+        if (!found.empty())
+            rowsReplaced(std::move(discovery.tree));
+    } else if (!found.empty()) {
+        rows_.insert(rows_.end(), found.begin(), found.end());
+        sortByPath(rows_);
+        rowsReplaced(::tree(rows_, *order_));
+    }
     setSaved(std::nullopt);
     abandonedExport_ = 0;
     setFinding(false);
@@ -183,7 +203,7 @@ void PackModel::remove(const PathSet& ids) {
     }
     if (kept.size() != rows_.size()) {
         rows_ = std::move(kept);
-        rowsReplaced();
+        rowsReplaced(::tree(rows_, *order_));
     }
     PathSet selected = selection_;
     std::erase_if(selected, [&](const auto& id) { return ids.contains(id); });
@@ -192,8 +212,8 @@ void PackModel::remove(const PathSet& ids) {
     abandonedExport_ = 0;
 }
 
-void PackModel::rowsReplaced() {
-    tree_ = ::tree(rows_, *order_);
+void PackModel::rowsReplaced(std::vector<Node> tree) {
+    tree_ = std::move(tree);
     rowsByID_.clear();
     rowsByID_.reserve(rows_.size());
     packableRows_ = 0;

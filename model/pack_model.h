@@ -116,14 +116,15 @@ class PackModel : public QObject {
     void failureChanged();
 
   private:
+    struct Found;
     struct Export;
     struct Ended;
 
-    void addFound(Rows found);
+    void addFound(Found& discovery);
     void readHeaders(const Rows& fresh);
     void headerRead(const std::shared_ptr<Row>& row, std::optional<ClipHeader> header,
                     std::optional<QString> error);
-    void rowsReplaced();
+    void rowsReplaced(std::vector<Node> tree);
 
     void run(const Export& pack);
     void stepped(std::int64_t number, const std::filesystem::path& id, double fraction);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/clip_table.h"
 
+#include <QAccessible>
 #include <QAction>
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -221,10 +222,29 @@ void ClipTable::followModel() {
     updateActions();
 }
 
+/// The base class looks at the place of each cell, also of thousands that are far away.
+void ClipTable::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                            const QList<int>& roles) {
+    constexpr int many = 50; // from then on the whole is painted, once
+    changesSincePaint_ += topLeft.row() == bottomRight.row() ? 1 : many;
+    if (changesSincePaint_ < many || QAccessible::isActive())
+        QTreeView::dataChanged(topLeft, bottomRight, roles);
+    else
+        viewport()->update();
+}
+
+void ClipTable::paintEvent(QPaintEvent* event) {
+    changesSincePaint_ = 0;
+    QTreeView::paintEvent(event);
+}
+
 PathSet ClipTable::selectedIDs() const {
+    // Whole lines are selected, always. The selection model's own list of rows costs the square of their
+    // number.
     PathSet ids;
-    for (const QModelIndex& index : selectionModel()->selectedRows())
-        ids.insert(lines_.id(index));
+    for (const QItemSelectionRange& range : selectionModel()->selection())
+        for (int row = range.top(); row <= range.bottom(); ++row)
+            ids.insert(lines_.id(lines_.index(row, 0, range.parent())));
     return ids;
 }
 

@@ -38,6 +38,9 @@ class ClipTable : public QTreeView {
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
     void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                     const QList<int>& roles) override;
+    void paintEvent(QPaintEvent* event) override;
 
   private:
     void setUpColumns();
@@ -56,5 +59,6 @@ class ClipTable : public QTreeView {
     QAction* remove_;
     QAction* reveal_;
     QTimer keeping_;
+    int changesSincePaint_ = 0;
     bool following_ = false; ///< what changes comes from the model
 };

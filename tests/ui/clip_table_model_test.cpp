@@ -5,17 +5,13 @@
 #include <QSignalSpy>
 
 #include "tests/model/model_test.h"
+#include "tests/ui/offscreen.h"
 #include "ui/clip_columns.h"
 #include "ui/clip_table_model.h"
 
 namespace test {
 
 namespace {
-
-/// Before the application looks for a screen.
-struct Offscreen {
-    Offscreen() { qputenv("QT_QPA_PLATFORM", "offscreen"); }
-};
 
 class ClipTableModelTest : Offscreen, public ApplicationTest<QApplication> {
   protected:
