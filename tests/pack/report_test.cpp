@@ -37,10 +37,10 @@ TEST(Report, HasOneLineForEveryClipPackedOrNot) {
     EXPECT_EQ(Pack::report(Outcomes{}, ScratchAudio::lossless), header);
     EXPECT_EQ(
         Pack::report(Outcomes{{clip, result()}, {clip, PackFailure{"Stopped."}}}, ScratchAudio::none),
-        std::string(header) +
+        std::string(header).append(
             "A001/CLIP,A001C003,A001C003.MOV,01:00:00:00,01:00:12:13,25,313,12.500,None (Timecode Only),"
             "4,1 3,Sony FX9,0x060A,1234.6,0.0,\n"
-            "A001/CLIP,A001C003,A001C003.MOV,,,,,,,,,,,1234.6,,Not packed: Stopped.\n");
+            "A001/CLIP,A001C003,A001C003.MOV,,,,,,,,,,,1234.6,,Not packed: Stopped.\n"));
 }
 
 TEST(Report, ShowsFrameRatesWithAtMostThreeDecimals) {
