@@ -152,7 +152,8 @@ void PackModel::readHeaders(const Rows& fresh) {
         Rows rows;
         std::atomic<std::size_t> next = 0;
     };
-    const auto batch = std::make_shared<Batch>(fresh);
+    const auto batch = std::make_shared<Batch>();
+    batch->rows = fresh;
     for (std::size_t reader = 0; reader < std::min(mostReads, fresh.size()); ++reader)
         workers_.start("header", [this, queue = queue_, ending = ending_, batch] {
             for (std::size_t index; !ending->isSet() && (index = batch->next++) < batch->rows.size();) {

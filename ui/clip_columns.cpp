@@ -32,11 +32,12 @@ int fit(const QStringList& texts, const QFont& font) {
     return static_cast<int>(widest);
 }
 
-QFont withEqualDigits(QFont font) {
+QFont withEqualDigits(const QFont& font) {
+    QFont digits = font;
 #if QT_VERSION >= QT_VERSION_CHECK(6, 7, 0)
-    font.setFeature(QFont::Tag("tnum"), 1);
+    digits.setFeature(QFont::Tag("tnum"), 1);
 #endif
-    return font; // the usual fonts of Linux desktops have such digits anyway
+    return digits; // the usual fonts of Linux desktops have such digits anyway
 }
 
 std::array<ColumnWidth, clipColumnCount> columnWidths(const QFont& font, int margin) {

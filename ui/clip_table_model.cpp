@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <ranges>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -186,8 +185,8 @@ void ClipTableModel::remove(Item& parent, std::size_t first, std::size_t count) 
     beginRemoveRows(indexOf(parent), static_cast<int>(first), static_cast<int>(first + count) - 1);
     const auto begin = parent.children.begin() + static_cast<std::ptrdiff_t>(first);
     const auto end = begin + static_cast<std::ptrdiff_t>(count);
-    for (const auto& child : std::ranges::subrange(begin, end))
-        forget(*child);
+    for (auto child = begin; child != end; ++child)
+        forget(**child);
     parent.children.erase(begin, end);
     for (std::size_t place = first; place < parent.children.size(); ++place)
         parent.children[place]->place = place;

@@ -56,7 +56,7 @@ std::string fromUTF16(std::span<const std::byte> bytes) {
 
 /// Text of the old Macintosh languages; writers that claim one and mean UTF-8 are common.
 std::string fromMacRoman(std::span<const std::byte> bytes) {
-    const std::string plain = textOf(bytes);
+    std::string plain = textOf(bytes);
     if (platform::validUTF8(plain) == plain)
         return plain;
     static constexpr std::u32string_view upperHalf =

@@ -158,8 +158,8 @@ QPalette darkPalette() {
 
 class Photographer {
   public:
-    Photographer(MainWindow& window, QDir folder, QString prefix)
-        : window_(window), folder_(std::move(folder)), prefix_(std::move(prefix)) {}
+    Photographer(MainWindow& window, const QDir& folder, QString prefix)
+        : window_(window), folder_(folder), prefix_(std::move(prefix)) {}
 
     /// The window, and what is open in front of it, as they are on the screen.
     void take(const char* name) {

@@ -4,19 +4,19 @@
 namespace media::audio::alac {
 namespace {
 
-constexpr ElementTag S = ElementTag::single, P = ElementTag::pair, F = ElementTag::lowFrequency;
+using enum ElementTag;
 
-constexpr std::array mono{Element{S, {0}}};
-constexpr std::array stereo{Element{P, {0, 1}}};
-constexpr std::array three{Element{S, {2}}, Element{P, {0, 1}}};                    // C L R
-constexpr std::array four{Element{S, {2}}, Element{P, {0, 1}}, Element{S, {3}}};    // C L R Cs
-constexpr std::array five{Element{S, {2}}, Element{P, {0, 1}}, Element{P, {3, 4}}}; // C L R Ls Rs
-constexpr std::array six{Element{S, {2}}, Element{P, {0, 1}}, Element{P, {4, 5}},   // C L R Ls Rs
-                         Element{F, {3}}};                                          // LFE
-constexpr std::array seven{Element{S, {2}}, Element{P, {0, 1}}, Element{P, {4, 5}}, // C L R Ls Rs
-                           Element{S, {6}}, Element{F, {3}}};                       // Cs LFE
-constexpr std::array eight{Element{S, {2}}, Element{P, {6, 7}}, Element{P, {0, 1}}, // C Lc Rc L R
-                           Element{P, {4, 5}}, Element{F, {3}}};                    // Ls Rs LFE
+constexpr std::array mono{Element{single, {0}}};
+constexpr std::array stereo{Element{pair, {0, 1}}};
+constexpr std::array three{Element{single, {2}}, Element{pair, {0, 1}}};                       // C L R
+constexpr std::array four{Element{single, {2}}, Element{pair, {0, 1}}, Element{single, {3}}};  // C L R Cs
+constexpr std::array five{Element{single, {2}}, Element{pair, {0, 1}}, Element{pair, {3, 4}}}; // C L R Ls Rs
+constexpr std::array six{Element{single, {2}}, Element{pair, {0, 1}}, Element{pair, {4, 5}},   // C L R Ls Rs
+                         Element{lowFrequency, {3}}};                                          // LFE
+constexpr std::array seven{Element{single, {2}}, Element{pair, {0, 1}}, Element{pair, {4, 5}}, // C L R Ls Rs
+                           Element{single, {6}}, Element{lowFrequency, {3}}};                  // Cs LFE
+constexpr std::array eight{Element{single, {2}}, Element{pair, {6, 7}}, Element{pair, {0, 1}}, // C Lc Rc L R
+                           Element{pair, {4, 5}}, Element{lowFrequency, {3}}};                 // Ls Rs LFE
 
 struct Layout {
     std::span<const Element> elements;

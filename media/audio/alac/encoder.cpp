@@ -26,7 +26,7 @@ struct Station {
         sizes.clear();
         coder.encode(pcm, [this](std::span<const std::byte> packet, std::uint32_t frames) {
             packets.insert(packets.end(), packet.begin(), packet.end());
-            sizes.push_back({packet.size(), frames});
+            sizes.emplace_back(packet.size(), frames);
         });
     }
     void passOn(const PacketSink& sink) const {
