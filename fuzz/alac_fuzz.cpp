@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Any PCM through our Apple Lossless encoder: both paths must make the same packets, and libavcodec's decoder
-// must return the PCM. The first byte chooses channels and width. One input in 64, whichever it is, is repeated
-// until it fills whole packets and the vector unit's lanes; all the others are quick.
+// must return the PCM. The first byte chooses channels and width. One input in 64, whichever it is, is
+// repeated until it fills whole packets and the vector unit's lanes; all the others are quick.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>

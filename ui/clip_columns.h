@@ -28,4 +28,4 @@ struct ColumnWidth {
 [[nodiscard]] int fit(const QStringList& texts, const QFont& font);
 
 /// The font with digits of equal width, where the toolkit can ask for them.
-[[nodiscard]] QFont withEqualDigits(QFont font);
+[[nodiscard]] QFont withEqualDigits(const QFont& font);

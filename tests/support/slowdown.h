@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How much longer this build takes than a plain one: time limits grow by it, and numbers of random cases shrink.
+// How much longer this build takes than a plain one: time limits grow by it, and numbers of random cases
+// shrink.
 #pragma once
 
 namespace test {
