@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "media/error.h"
@@ -32,7 +34,20 @@ void pull(media::TrackReader& reader, const media::Track& track, std::size_t fil
     }
 }
 
+/// The first run of a reader that shares its chunks with others has what it has alone.
+void pullTogether(const media::Container& container,
+                  std::span<const std::pair<std::size_t, std::vector<std::byte>>> alone) {
+    std::vector<std::unique_ptr<media::TrackReader>> readers;
+    for (const auto& first : alone)
+        readers.push_back(container.reader(first.first));
+    media::StoredSamples run;
+    for (std::size_t i = 0; i < alone.size(); ++i)
+        if (!readers[i]->next(run) || run.data != alone[i].second)
+            std::abort();
+}
+
 void walk(const media::Container& container, std::size_t fileSize) {
+    std::vector<std::pair<std::size_t, std::vector<std::byte>>> firstRuns;
     for (const media::Track& track : container.tracks()) {
         media::Time place;
         for (const media::Edit& edit : track.edits) {
@@ -42,6 +57,9 @@ void walk(const media::Container& container, std::size_t fileSize) {
         }
         try {
             const auto reader = container.reader(track.index);
+            media::StoredSamples first;
+            if (reader->next(first))
+                firstRuns.emplace_back(track.index, std::move(first.data));
             pull(*reader, track, fileSize);
             for (const std::int64_t time : {place.ticks(track.timescale) / 2, std::int64_t{1}}) {
                 reader->seek(time);
@@ -50,6 +68,8 @@ void walk(const media::Container& container, std::size_t fileSize) {
         } catch (const media::Error&) {
         }
     }
+    if (firstRuns.size() > 1)
+        pullTogether(container, firstRuns);
 }
 
 } // namespace

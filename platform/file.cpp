@@ -98,6 +98,11 @@ std::size_t ReadOnlyFile::readAt(std::uint64_t offset, std::span<std::byte> out)
     return readFully(descriptor_, offset, out);
 }
 
+void ReadOnlyFile::willRead(std::uint64_t offset, std::uint64_t length) const noexcept {
+    (void)::posix_fadvise(descriptor_, static_cast<off_t>(offset), static_cast<off_t>(length),
+                          POSIX_FADV_WILLNEED);
+}
+
 WritableFile WritableFile::create(const std::filesystem::path& path) {
     return WritableFile(openForWriting(path, O_TRUNC));
 }

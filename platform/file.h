@@ -30,6 +30,8 @@ class ReadOnlyFile {
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
     /// Bytes read: fewer than asked for only at the end of the file.
     std::size_t readAt(std::uint64_t offset, std::span<std::byte> out) const;
+    /// Lets the disk begin with these bytes, which will be read soon; waits for nothing.
+    void willRead(std::uint64_t offset, std::uint64_t length) const noexcept;
 
   private:
     ReadOnlyFile(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}

@@ -15,6 +15,9 @@ class FileSource final : public ByteSource {
   public:
     explicit FileSource(const std::filesystem::path& path) : file_(platform::ReadOnlyFile::open(path)) {}
     [[nodiscard]] std::uint64_t size() const noexcept override { return file_.size(); }
+    void willRead(std::uint64_t offset, std::uint64_t length) const noexcept override {
+        file_.willRead(offset, length);
+    }
 
   protected:
     void read(std::uint64_t offset, std::span<std::byte> out) const override {

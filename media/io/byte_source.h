@@ -28,6 +28,12 @@ class ByteSource {
     /// the system's reason when it can't be read.
     void readAt(std::uint64_t offset, std::span<std::byte> out) const;
 
+    /// Lets the disk begin with these bytes, which will be read soon.
+    virtual void willRead(std::uint64_t offset, std::uint64_t length) const noexcept {
+        static_cast<void>(offset);
+        static_cast<void>(length);
+    }
+
     /// Bytes delivered so far over all calls and threads.
     [[nodiscard]] std::uint64_t bytesRead() const noexcept {
         return bytesRead_.load(std::memory_order_relaxed);

@@ -15,6 +15,7 @@ constexpr std::size_t mostBatchBytes = 256U << 20;
 constexpr std::size_t mostHeldBytes = 32U << 20;
 constexpr std::size_t mostHeldBatches = 12; // about three seconds
 constexpr std::int64_t mostBatchesAhead = 8;
+constexpr std::int64_t mostAnnounced = 64; // packages; only a hostile file has more in a quarter of a second
 
 } // namespace
 
@@ -81,6 +82,7 @@ std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index) {
 
 std::shared_ptr<const Batch> BatchCache::read(PackageReader& reader, std::int64_t index) const {
     auto batch = std::make_shared<Batch>();
+    reader.announce(index * unitsPerBatch_, std::min(unitsPerBatch_, mostAnnounced));
     for (std::int64_t i = 0; i < unitsPerBatch_; ++i) {
         SoundPackage package;
         if (!reader.read(index * unitsPerBatch_ + i, package, batch->bytes)) {

@@ -39,6 +39,10 @@ class KlvReader {
     [[nodiscard]] std::span<const std::byte> bytes(std::uint64_t offset, std::size_t count);
     /// Makes the window hold these bytes, as far as the file does.
     void prefetch(std::uint64_t offset, std::size_t count) { (void)bytes(offset, count); }
+    /// Lets the disk begin with these bytes, which will be read soon.
+    void announce(std::uint64_t offset, std::uint64_t count) const noexcept {
+        source_->willRead(offset, count);
+    }
     /// Copies whole runs, from the window where it holds them. Throws Error when the file ends before.
     void copy(std::uint64_t offset, std::span<std::byte> out);
     void setReadAhead(std::size_t bytes) noexcept { readAhead_ = bytes; }

@@ -101,6 +101,12 @@ void PackageWalker::moveToSound(Position position) {
         prefetch(position.offset, 0);
 }
 
+void PackageWalker::announce(Position sound) const {
+    for (const Place& place : places_)
+        if (place.readEnd != 0)
+            reader_.announce(sound.offset + place.offset, place.readEnd - place.offset);
+}
+
 /// Where a read is planned to start with an element, makes it.
 void PackageWalker::prefetch(std::uint64_t begin, std::size_t element) {
     if (element < places_.size() && places_[element].readEnd != 0)
@@ -207,6 +213,15 @@ bool PackageReader::read(std::int64_t unit, SoundPackage& package, std::vector<s
         static_cast<std::size_t>(unit / checkpointUnits) == checkpoints_.size())
         checkpoints_.push_back(package.start);
     return true;
+}
+
+void PackageReader::announce(std::int64_t unit, std::int64_t count) {
+    for (const std::int64_t end = unit + count; unit < end && useIndex_ && map_->soundPlace(); ++unit) {
+        const auto sound = indexed(unit, map_->soundPlace());
+        if (!sound)
+            return;
+        walker_.announce(*sound);
+    }
 }
 
 std::optional<Position> PackageReader::indexed(std::int64_t unit, std::optional<ElementPlace> place) {

@@ -40,6 +40,8 @@ class PackageWalker {
     void moveTo(Position position) { walker_.moveTo(position); }
     /// Continues at a package's first sound element, as the index has it.
     void moveToSound(Position position);
+    /// Lets the disk begin with the sound of a package that starts there, if it is like the last one.
+    void announce(Position sound) const;
 
   private:
     /// Where a sound element lies, from the package's first one on.
@@ -77,6 +79,8 @@ class PackageReader {
 
     /// Reads content package `unit` and appends its sound to `bytes`; false behind the last one.
     bool read(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes);
+    /// Lets the disk begin with `count` content packages that will be read in turn, where the index has them.
+    void announce(std::int64_t unit, std::int64_t count);
 
   private:
     bool readByIndex(std::int64_t unit, SoundPackage& package, std::vector<std::byte>& bytes);

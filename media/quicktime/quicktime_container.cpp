@@ -38,6 +38,7 @@ class QuickTimeContainer final : public Container {
     std::shared_ptr<const io::ByteSource> source_;
     std::vector<Track> tracks_;
     std::vector<MovieTrack> movieTracks_; ///< one a track
+    std::shared_ptr<SharedChunks> sharedChunks_;
     std::vector<MetadataItem> metadata_;
     std::optional<Date> creationDate_;
     Time duration_;
@@ -65,7 +66,7 @@ Time statedDuration(const MovieHeader& movie) {
 }
 
 QuickTimeContainer::QuickTimeContainer(std::shared_ptr<const io::ByteSource> source)
-    : source_(std::move(source)) {
+    : source_(std::move(source)), sharedChunks_(std::make_shared<SharedChunks>(source_)) {
     const auto moov = findMovie(*source_);
     if (!moov)
         throw Error(Error::Category::endOfData, "The movie has no header: its recording was not finished.");
@@ -192,7 +193,7 @@ std::unique_ptr<TrackReader> QuickTimeContainer::reader(std::size_t trackIndex) 
     for (const FormatDescription& format : track.formatDescriptions)
         if (!format.unreadable.empty())
             throw Error(Error::Category::unsupported, format.unreadable);
-    return makeTrackReader(source_, track, movieTracks_.at(trackIndex));
+    return makeTrackReader(source_, track, movieTracks_.at(trackIndex), sharedChunks_);
 }
 
 } // namespace

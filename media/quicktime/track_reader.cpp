@@ -14,6 +14,9 @@ namespace media::quicktime {
 namespace {
 
 constexpr std::uint64_t bytesPerRead = std::uint64_t{256} * 1024;
+/// What lanes read together is read a little at a time, so that it is still in the cache when the last one
+/// copies it.
+constexpr std::uint64_t bytesPerSharedRead = std::uint64_t{64} * 1024;
 /// Timecode samples are few or tiny, and a header probe wants no more than the first one.
 constexpr std::uint64_t timecodeBytesPerRead = 1024;
 constexpr std::size_t samplesPerRead = 16'384;
@@ -23,17 +26,22 @@ constexpr std::uint64_t framesPerPacket = 1024;
 
 class Reader final : public TrackReader {
   public:
-    Reader(std::shared_ptr<const io::ByteSource> file, const Track& track, const MovieTrack& movieTrack)
+    Reader(std::shared_ptr<const io::ByteSource> file, const Track& track, const MovieTrack& movieTrack,
+           std::shared_ptr<SharedChunks> sharedChunks)
         : file_(std::move(file)), track_(track), movieTrack_(movieTrack),
           tables_(movieTrack.tableSource, movieTrack.samples, movieTrack.layouts),
           fragments_(file_, movieTrack.fragments),
-          limit_(track.mediaType == MediaType::timecode ? timecodeBytesPerRead : bytesPerRead) {}
+          limit_(track.mediaType == MediaType::timecode ? timecodeBytesPerRead : bytesPerRead) {
+        if (track.mediaType == MediaType::audio && movieTrack.samples.sampleCount > 0)
+            shared_.emplace(std::move(sharedChunks), movieTrack, track.timescale);
+    }
 
     bool next(StoredSamples& samples) override {
         samples.samples.clear();
         samples.frameCount = 0;
         if (!pull()) {
             samples.data.clear();
+            shared_.reset();
             return false;
         }
         samples.formatIndex = run_.formatIndex;
@@ -55,7 +63,7 @@ class Reader final : public TrackReader {
                 break;
             begin = run_.offset;
         }
-        readPieces(size, samples.data);
+        readPieces(samples.mediaTime, time, size, samples.data);
         if (pcm != nullptr) {
             samples.frameCount = static_cast<std::int64_t>(size / pcm->bytesPerFrame);
             nextFrame_ = samples.firstFrame + samples.frameCount;
@@ -128,15 +136,36 @@ class Reader final : public TrackReader {
             pieces_.push_back({begin, end});
     }
 
-    /// One read a piece; chunks of sound lie between those of the picture, which is not read.
-    void readPieces(std::uint64_t size, std::vector<std::byte>& data) const {
+    /// Takes the pieces, which hold the media from `time` to `endTime`, from what all lanes read together, or
+    /// with one read each: chunks of sound lie between those of the picture, which is not read.
+    void readPieces(std::int64_t time, std::int64_t endTime, std::uint64_t size,
+                    std::vector<std::byte>& data) {
+        static const SharedChunks::Batches none;
+        const SharedChunks::Batches& batches = shared_ ? shared_->batches(time, endTime) : none;
+        if (shared_)
+            limit_ = batches.empty() ? bytesPerRead : bytesPerSharedRead;
         data.resize(static_cast<std::size_t>(size));
         std::span<std::byte> rest = data;
-        for (const Piece& piece : pieces_) {
-            const auto bytes = static_cast<std::size_t>(piece.end - piece.begin);
-            file_->readAt(piece.begin, rest.first(bytes));
-            rest = rest.subspan(bytes);
+        unread_.clear();
+        for (const Stretch& piece : pieces_) {
+            for (std::uint64_t at = piece.begin; at < piece.end;) {
+                std::span<const std::byte> found;
+                for (auto batch = batches.begin(); batch != batches.end() && found.empty(); ++batch)
+                    found = (*batch)->find(at, piece.end);
+                const std::size_t count =
+                    found.empty() ? static_cast<std::size_t>(piece.end - at) : found.size();
+                if (found.empty())
+                    unread_.push_back({at, rest.first(count)});
+                std::copy(found.begin(), found.end(), rest.begin());
+                rest = rest.subspan(count);
+                at += count;
+            }
         }
+        if (unread_.size() > 1)
+            for (const Unread& piece : unread_)
+                file_->willRead(piece.offset, piece.out.size());
+        for (const Unread& piece : unread_)
+            file_->readAt(piece.offset, piece.out);
     }
 
     static std::uint32_t ticks(std::int64_t duration) {
@@ -178,11 +207,13 @@ class Reader final : public TrackReader {
     FragmentWalker fragments_;
     std::uint64_t limit_;
     SampleRun run_; ///< what is left of the last run found
-    struct Piece {
-        std::uint64_t begin = 0;
-        std::uint64_t end = 0;
+    std::optional<SharedChunks::Member> shared_;
+    struct Unread {
+        std::uint64_t offset = 0;
+        std::span<std::byte> out;
     };
-    std::vector<Piece> pieces_; ///< of the file, to be read now
+    std::vector<Stretch> pieces_; ///< of the file, wanted now
+    std::vector<Unread> unread_;  ///< of those, what no other lane has read along
     /// Linear PCM: what follows the samples read last; no frame after a seek.
     std::optional<std::int64_t> nextFrame_;
     std::int64_t nextTime_ = 0;
@@ -191,8 +222,9 @@ class Reader final : public TrackReader {
 } // namespace
 
 std::unique_ptr<TrackReader> makeTrackReader(std::shared_ptr<const io::ByteSource> file, const Track& track,
-                                             const MovieTrack& movieTrack) {
-    return std::make_unique<Reader>(std::move(file), track, movieTrack);
+                                             const MovieTrack& movieTrack,
+                                             std::shared_ptr<SharedChunks> sharedChunks) {
+    return std::make_unique<Reader>(std::move(file), track, movieTrack, std::move(sharedChunks));
 }
 
 } // namespace media::quicktime

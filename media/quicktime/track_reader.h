@@ -6,11 +6,14 @@
 
 #include "media/container.h"
 #include "media/quicktime/movie_track.h"
+#include "media/quicktime/shared_chunks.h"
 
 namespace media::quicktime {
 
-/// A reader at the start of the track's media; both records must outlive it. Throws Error.
+/// A reader at the start of the track's media; both records must outlive it. `sharedChunks`: one for all
+/// readers of the movie. Throws Error.
 [[nodiscard]] std::unique_ptr<TrackReader> makeTrackReader(std::shared_ptr<const io::ByteSource> file,
-                                                           const Track& track, const MovieTrack& movieTrack);
+                                                           const Track& track, const MovieTrack& movieTrack,
+                                                           std::shared_ptr<SharedChunks> sharedChunks);
 
 } // namespace media::quicktime
