@@ -24,7 +24,7 @@ void MainQueue::close() {
 
 void MainQueue::run() {
     // Half a frame: painting and input come in between.
-    constexpr qint64 longestTurn = 8; // milliseconds
+    constexpr qint64 longestTurn = 4; // milliseconds
     QElapsedTimer turn;
     turn.start();
     const auto self = shared_from_this(); // a job may destroy the model

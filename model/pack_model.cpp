@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <numeric>
+#include <unordered_set>
 #include <utility>
 
 #include "model/text.h"
@@ -38,13 +39,22 @@ void sortByPath(PackModel::Rows& rows) {
     std::ranges::stable_sort(rows, {}, [](const auto& row) -> const std::string& { return row->pathKey(); });
 }
 
+PathMap<std::shared_ptr<Row>> byID(const PackModel::Rows& rows) {
+    PathMap<std::shared_ptr<Row>> found;
+    found.reserve(rows.size());
+    for (const auto& row : rows)
+        found.emplace(row->id(), row);
+    return found;
+}
+
 } // namespace
 
 /// What a discovery has found.
 struct PackModel::Found {
-    Rows rows;              ///< in the order found
-    Rows sorted;            ///< in the list's order, for a list that has none yet
-    std::vector<Node> tree; ///< of `sorted`
+    Rows rows;                              ///< in the order found
+    Rows sorted;                            ///< in the list's order, for a list that has none yet
+    std::vector<Node> tree;                 ///< of `sorted`
+    PathMap<std::shared_ptr<Row>> rowsByID; ///< of `sorted`
 };
 
 PackModel::PackModel(QSettings& settings, PackOperations operations, QObject* parent)
@@ -111,6 +121,7 @@ void PackModel::add(std::vector<std::filesystem::path> paths) {
             found->sorted = found->rows;
             sortByPath(found->sorted);
             found->tree = ::tree(found->sorted, *order);
+            found->rowsByID = byID(found->sorted);
         } catch (const std::exception&) {
             *found = {}; // nothing that can be listed
         }
@@ -132,11 +143,11 @@ void PackModel::addFound(Found& discovery) {
     if (rows_.empty()) {
         rows_ = std::move(discovery.sorted);
         if (!found.empty())
-            rowsReplaced(std::move(discovery.tree));
+            rowsReplaced(std::move(discovery.tree), std::move(discovery.rowsByID));
     } else if (!found.empty()) {
         rows_.insert(rows_.end(), found.begin(), found.end());
         sortByPath(rows_);
-        rowsReplaced(::tree(rows_, *order_));
+        rowsReplaced(::tree(rows_, *order_), byID(rows_));
     }
     setSaved(std::nullopt);
     abandonedExport_ = 0;
@@ -184,10 +195,10 @@ void PackModel::headerRead(const std::shared_ptr<Row>& row, std::optional<ClipHe
 void PackModel::remove(const PathSet& ids) {
     if (packing_)
         return;
-    PathSet folders;
-    folders.reserve(ids.size());
+    std::unordered_set<std::string> folders;
     for (const auto& id : ids)
-        folders.insert(standardized(id));
+        if (!rowsByID_.contains(id))
+            folders.insert(standardized(id).native());
     const auto isBelow = [&](const std::filesystem::path& source) {
         const std::string& text = source.native();
         for (auto end = text.rfind('/'); end != std::string::npos && end > 0; end = text.rfind('/', end - 1))
@@ -203,8 +214,8 @@ void PackModel::remove(const PathSet& ids) {
             kept.push_back(row);
     }
     if (kept.size() != rows_.size()) {
-        rows_ = std::move(kept);
-        rowsReplaced(::tree(rows_, *order_));
+        forget(std::exchange(rows_, std::move(kept)));
+        rowsReplaced(::tree(rows_, *order_), byID(rows_));
     }
     PathSet selected = selection_;
     std::erase_if(selected, [&](const auto& id) { return ids.contains(id); });
@@ -213,14 +224,11 @@ void PackModel::remove(const PathSet& ids) {
     abandonedExport_ = 0;
 }
 
-void PackModel::rowsReplaced(std::vector<Node> tree) {
-    tree_ = std::move(tree);
-    rowsByID_.clear();
-    rowsByID_.reserve(rows_.size());
+void PackModel::rowsReplaced(std::vector<Node> tree, PathMap<std::shared_ptr<Row>> rowsByID) {
+    forget(std::pair(std::exchange(tree_, std::move(tree)), std::exchange(rowsByID_, std::move(rowsByID))));
     packableRows_ = 0;
     bool anyMXF = false;
     for (const auto& row : rows_) {
-        rowsByID_.emplace(row->id(), row);
         packableRows_ += row->isPackable() ? 1 : 0;
         anyMXF = anyMXF || (!operations_.canOpenMXF && isMXF(row->id()));
     }

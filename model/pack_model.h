@@ -124,7 +124,12 @@ class PackModel : public QObject {
     void readHeaders(const Rows& fresh);
     void headerRead(const std::shared_ptr<Row>& row, std::optional<ClipHeader> header,
                     std::optional<QString> error);
-    void rowsReplaced(std::vector<Node> tree);
+    void rowsReplaced(std::vector<Node> tree, PathMap<std::shared_ptr<Row>> rowsByID);
+    /// Frees what holds thousands of paths on another thread: it would take longer than a frame.
+    template <typename Value>
+    void forget(Value value) {
+        workers_.start("forgetting", [value = std::make_shared<Value>(std::move(value))] {});
+    }
 
     void run(const Export& pack);
     void stepped(std::int64_t number, const std::filesystem::path& id, double fraction);

@@ -155,7 +155,7 @@ void PackModel::giveUpWaiting() {
 
 void PackModel::endExport() {
     stopping_.stop();
-    exporting_.reset();
+    forget(std::exchange(exporting_, std::nullopt));
     Q_EMIT exportingChanged();
     setPacking(false);
 }

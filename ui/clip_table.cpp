@@ -238,6 +238,22 @@ void ClipTable::paintEvent(QPaintEvent* event) {
     QTreeView::paintEvent(event);
 }
 
+/// One range a folder. The base class joins ranges, which costs the square of their number.
+void ClipTable::selectAll() {
+    QItemSelection selection;
+    const auto take = [&](const QModelIndex& parent, const auto& again) -> void {
+        const int rows = lines_.rowCount(parent);
+        if (rows > 0)
+            selection.append(QItemSelectionRange(lines_.index(0, 0, parent),
+                                                 lines_.index(rows - 1, clipColumnCount - 1, parent)));
+        for (int row = 0; row < rows; ++row)
+            if (const QModelIndex index = lines_.index(row, 0, parent); isExpanded(index))
+                again(index, again);
+    };
+    take(QModelIndex(), take);
+    selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+}
+
 PathSet ClipTable::selectedIDs() const {
     // Whole lines are selected, always. The selection model's own list of rows costs the square of their
     // number.

@@ -26,6 +26,7 @@ class ClipTable : public QTreeView {
     [[nodiscard]] QAction* removeAction() const { return remove_; }
     /// Shows the selected lines' files in the file manager.
     [[nodiscard]] QAction* revealAction() const { return reveal_; }
+    void selectAll() override;
     /// Fills a menu with one switch for each column that can be hidden.
     void addColumnSwitches(QMenu& menu);
 

@@ -15,15 +15,18 @@
 /// A line. Folders know how many of the clips below them have a problem.
 struct ClipTableModel::Item {
     Item* parent = nullptr;
-    std::size_t place = 0; ///< among the parent's children
-    std::filesystem::path id{};
+    std::size_t place = 0;          ///< among the parent's children
+    std::filesystem::path folder{}; ///< a clip's path is its row's
     std::string name{};
     std::shared_ptr<Row> row{};
     std::vector<std::unique_ptr<Item>> children{};
     int problems = 0; ///< of a clip: 0 or 1
     bool changed = false;
 
-    [[nodiscard]] auto key() const { return std::tuple(row.get(), std::cref(id.native()), std::cref(name)); }
+    [[nodiscard]] const std::filesystem::path& id() const { return row ? row->id() : folder; }
+    [[nodiscard]] auto key() const {
+        return std::tuple(row.get(), std::cref(id().native()), std::cref(name));
+    }
 };
 
 namespace {
@@ -77,7 +80,7 @@ QModelIndex ClipTableModel::indexOf(const Item& item, int column) const {
 }
 
 const std::filesystem::path& ClipTableModel::id(const QModelIndex& index) const {
-    return item(index).id;
+    return item(index).id();
 }
 
 bool ClipTableModel::isFolder(const QModelIndex& index) const {
@@ -88,7 +91,7 @@ QModelIndexList ClipTableModel::indexes(const PathSet& ids) const {
     QModelIndexList found;
     const auto look = [&](const Item& parent, const auto& again) -> void {
         for (const auto& child : parent.children) {
-            if (ids.contains(child->id))
+            if (ids.contains(child->id()))
                 found.push_back(indexOf(*child));
             again(*child, again);
         }
@@ -194,10 +197,11 @@ void ClipTableModel::remove(Item& parent, std::size_t first, std::size_t count) 
 }
 
 std::unique_ptr<ClipTableModel::Item> ClipTableModel::makeItem(Item& parent, const Node& node) {
-    auto made =
-        std::make_unique<Item>(Item{.parent = &parent, .id = node.id, .name = node.name, .row = node.row});
+    auto made = std::make_unique<Item>(Item{.parent = &parent, .name = node.name, .row = node.row});
     if (node.row)
         items_[node.row.get()] = made.get();
+    else
+        made->folder = node.id;
     if (node.children)
         for (const Node& child : *node.children) {
             made->children.push_back(makeItem(*made, child));
@@ -345,7 +349,7 @@ QVariant ClipTableModel::data(const QModelIndex& index, int role) const {
         return display(line, index.column());
     case Qt::DecorationRole:
         if (column == ClipColumn::name)
-            return line.row ? Icons::clip(fileName(line.id)) : Icons::folder();
+            return line.row ? Icons::clip(fileName(line.id())) : Icons::folder();
         return {};
     case Qt::ToolTipRole: {
         const QString tip = column == ClipColumn::name     ? text(line.name)
