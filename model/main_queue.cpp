@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "model/main_queue.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEvent>
 #include <QObject>
 #include <QTimer>
 #include <utility>
@@ -12,8 +14,7 @@ void MainQueue::schedule(std::function<void()> job) {
         return;
     jobs_.push_back(std::move(job));
     if (jobs_.size() == 1)
-        QMetaObject::invokeMethod(
-            receiver_, [queue = shared_from_this()] { queue->run(); }, Qt::QueuedConnection);
+        QCoreApplication::postEvent(receiver_, new QEvent(QEvent::User));
 }
 
 void MainQueue::close() {

@@ -115,6 +115,9 @@ class PackModel : public QObject {
     void savedChanged();
     void failureChanged();
 
+  protected:
+    void customEvent(QEvent*) override { queue_->run(); }
+
   private:
     struct Found;
     struct Export;
