@@ -63,11 +63,20 @@ class FrameWrappedReader final : public TrackReader {
         const std::int64_t frame = std::max<std::int64_t>(mediaTime, 0) / format_.ticksPerFrame();
         const std::int64_t perBatch =
             std::max<std::int64_t>(map.framesBefore(stream_, cache_->unitsPerBatch()), 1);
+        // The guess is exact but for rounding, which may add up.
+        const auto start = [&](std::int64_t batch) {
+            return map.framesBefore(stream_, batch * cache_->unitsPerBatch());
+        };
         batchIndex_ = frame / perBatch;
-        const auto start = [&] { return map.framesBefore(stream_, batchIndex_ * cache_->unitsPerBatch()); };
-        while (batchIndex_ > 0 && start() > frame)
-            --batchIndex_;
-        position_ = start();
+        if (start(batchIndex_) > frame) {
+            std::int64_t before = 0; // starts at `frame` at the latest; batchIndex_ starts behind it
+            while (before + 1 < batchIndex_) {
+                const std::int64_t middle = before + (batchIndex_ - before) / 2;
+                (start(middle) > frame ? batchIndex_ : before) = middle;
+            }
+            batchIndex_ = before;
+        }
+        position_ = start(batchIndex_);
         skip_ = frame - position_;
         isAtEnd_ = false;
     }
