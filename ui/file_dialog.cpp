@@ -2,6 +2,7 @@
 #include "ui/file_dialog.h"
 
 #include <QHeaderView>
+#include <QListView>
 #include <QTreeView>
 
 #include "platform/mounts.h"
@@ -20,6 +21,10 @@ FileDialog::FileDialog(const QString& title, QWidget* parent) : QFileDialog(pare
         if (!places.contains(fileURL(disk)))
             places << fileURL(disk);
     setSidebarUrls(places);
+    if (auto* const side = findChild<QListView*>(QStringLiteral("sidebar"))) {
+        constexpr int cardName = 20; // characters, with the icon
+        side->setMinimumWidth(cardName * fontMetrics().averageCharWidth());
+    }
     if (auto* const details = findChild<QTreeView*>(QStringLiteral("treeView"))) {
         details->header()->setStretchLastSection(false);
         details->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
