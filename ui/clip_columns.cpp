@@ -33,11 +33,13 @@ int fit(const QStringList& texts, const QFont& font) {
 }
 
 QFont withEqualDigits(const QFont& font) {
-    QFont digits = font;
 #if QT_VERSION >= QT_VERSION_CHECK(6, 7, 0)
+    QFont digits = font;
     digits.setFeature(QFont::Tag("tnum"), 1);
+    return digits;
+#else
+    return font; // the usual fonts of Linux desktops have such digits anyway
 #endif
-    return digits; // the usual fonts of Linux desktops have such digits anyway
 }
 
 std::array<ColumnWidth, clipColumnCount> columnWidths(const QFont& font, int margin) {
