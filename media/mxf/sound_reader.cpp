@@ -140,6 +140,7 @@ class ClipWrappedReader final : public TrackReader {
         read(static_cast<std::uint64_t>(position_) * format_.frameBytes(), samples.data);
         describeRun(samples, format_, position_, frames);
         position_ += frames;
+        announce(static_cast<std::uint64_t>(position_) * format_.frameBytes());
         return true;
     }
 
@@ -148,6 +149,16 @@ class ClipWrappedReader final : public TrackReader {
     }
 
   private:
+    /// Lets the disk begin with what is read next, as far as it lies in one extent.
+    void announce(std::uint64_t from) const {
+        for (const Extent& extent : extents_) {
+            if (from < extent.bytes)
+                return map_->source().willRead(extent.offset + from,
+                                               std::min<std::uint64_t>(extent.bytes - from, clipReadBytes));
+            from -= extent.bytes;
+        }
+    }
+
     /// Fills `out` from the extents as if they lay back to back.
     void read(std::uint64_t from, std::span<std::byte> out) const {
         for (const Extent& extent : extents_) {

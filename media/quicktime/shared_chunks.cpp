@@ -11,7 +11,8 @@ namespace media::quicktime {
 namespace {
 
 constexpr std::int64_t batchMilliseconds = 250;
-/// A lane that starts further ahead than this was sent there by an edit; what lies between is not read.
+/// A lane that starts further ahead than this was sent there by an edit; what lies between is not read. One
+/// that is as far behind has other edits than the rest: what is read ahead for it is of no use.
 constexpr std::int64_t mostAheadMilliseconds = 8'000;
 /// A chunk of this size is worth a read of its own.
 constexpr std::uint64_t largestShared = std::uint64_t{32} * 1024;
@@ -85,7 +86,9 @@ const SharedChunks::Batches& SharedChunks::Member::batches(std::int64_t begin, s
         wanted_ = milliseconds(begin);
         chunks.dropOld();
     }
-    if (chunks.next_ <= last) {
+    if (last + mostAheadMilliseconds < chunks.next_) {
+        chunks.gaveUp_ = true;
+    } else if (chunks.next_ <= last) {
         const std::lock_guard lock(chunks.reading_);
         if (wanted_ > chunks.next_ + mostAheadMilliseconds)
             chunks.seek(wanted_);

@@ -166,6 +166,8 @@ class Reader final : public TrackReader {
                 file_->willRead(piece.offset, piece.out.size());
         for (const Unread& piece : unread_)
             file_->readAt(piece.offset, piece.out);
+        if (!unread_.empty() && run_.count > 0)
+            file_->willRead(run_.offset, std::min(run_.count * run_.size, limit_));
     }
 
     static std::uint32_t ticks(std::int64_t duration) {
