@@ -35,17 +35,13 @@ BatchCache::BatchCache(std::shared_ptr<const EssenceMap> map) : map_(std::move(m
     unitsPerBatch_ = units;
 }
 
-std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index) {
-    const auto held = [&]() -> std::shared_ptr<const Batch> {
-        const auto place = index - firstHeld_;
-        if (place < 0 || place >= static_cast<std::int64_t>(batches_.size()))
-            return nullptr;
-        return batches_[static_cast<std::size_t>(place)];
-    };
+std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index, std::shared_ptr<const Batch> done) {
     const auto look = [&](std::int64_t& next) -> std::shared_ptr<const Batch> {
         const std::lock_guard lock(held_);
+        done.reset();
         next = firstHeld_ + static_cast<std::int64_t>(batches_.size());
-        return held();
+        const bool isHeld = index >= firstHeld_ && index < next;
+        return isHeld ? batches_[static_cast<std::size_t>(index - firstHeld_)] : nullptr;
     };
     std::int64_t next = 0;
     if (auto found = look(next))
@@ -65,23 +61,40 @@ std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index) {
     }
     std::shared_ptr<const Batch> newest;
     for (; next <= index; ++next) {
-        newest = read(reader_, next);
+        auto batch = read(reader_, next);
+        newest = batch;
         const std::lock_guard lock(held_);
-        batches_.push_back(newest);
-        std::size_t bytes = 0;
-        for (const auto& batch : batches_)
-            bytes += batch->bytes.size();
-        while (batches_.size() > mostHeldBatches || (bytes > mostHeldBytes && batches_.size() > 1)) {
-            bytes -= batches_.front()->bytes.size();
-            batches_.pop_front();
-            ++firstHeld_;
-        }
+        batches_.push_back(std::move(batch));
+        dropOld();
     }
     return newest;
 }
 
-std::shared_ptr<const Batch> BatchCache::read(PackageReader& reader, std::int64_t index) const {
-    auto batch = std::make_shared<Batch>();
+/// Drops the oldest batches, beyond what lanes may lag behind. `held_` is locked.
+void BatchCache::dropOld() {
+    std::size_t bytes = 0;
+    for (const auto& batch : batches_)
+        bytes += batch->bytes.size();
+    while (batches_.size() > mostHeldBatches || (bytes > mostHeldBytes && batches_.size() > 1)) {
+        bytes -= batches_.front()->bytes.size();
+        if (batches_.front().use_count() == 1)
+            spare_ = std::move(batches_.front());
+        batches_.pop_front();
+        ++firstHeld_;
+    }
+}
+
+std::shared_ptr<Batch> BatchCache::read(PackageReader& reader, std::int64_t index) {
+    std::shared_ptr<Batch> batch;
+    {
+        const std::lock_guard lock(held_);
+        batch = std::move(spare_);
+    }
+    if (!batch)
+        batch = std::make_shared<Batch>();
+    batch->bytes.clear();
+    batch->packages.clear();
+    batch->isLast = false;
     reader.announce(index * unitsPerBatch_, std::min(unitsPerBatch_, mostAnnounced));
     for (std::int64_t i = 0; i < unitsPerBatch_; ++i) {
         SoundPackage package;

@@ -37,13 +37,13 @@ class FrameWrappedReader final : public TrackReader {
         for (;;) {
             if (isAtEnd_)
                 return false;
-            const auto batch = nextBatch();
+            const Batch& batch = nextBatch();
             const std::int64_t first = position_;
             samples.data.clear();
             std::int64_t frames = 0;
-            for (std::size_t i = 0; i < batch->packages.size(); ++i)
-                frames += append(*batch, i, samples.data);
-            isAtEnd_ = batch->isLast;
+            for (std::size_t i = 0; i < batch.packages.size(); ++i)
+                frames += append(batch, i, samples.data);
+            isAtEnd_ = batch.isLast;
             position_ += frames;
             const std::int64_t skipped = std::min(skip_, frames);
             skip_ -= skipped;
@@ -82,17 +82,17 @@ class FrameWrappedReader final : public TrackReader {
     }
 
   private:
-    std::shared_ptr<const Batch> nextBatch() {
-        auto batch = cache_->batch(batchIndex_);
-        if (batch) {
+    const Batch& nextBatch() {
+        batch_ = cache_->batch(batchIndex_, std::move(batch_));
+        if (batch_) {
             ownReader_.reset();
         } else { // the other lanes are far ahead
             if (!ownReader_)
                 ownReader_ = std::make_unique<PackageReader>(cache_->sharedMap(), stream_);
-            batch = cache_->read(*ownReader_, batchIndex_);
+            batch_ = cache_->read(*ownReader_, batchIndex_);
         }
         ++batchIndex_;
-        return batch;
+        return *batch_;
     }
 
     std::int64_t append(const Batch& batch, std::size_t package, std::vector<std::byte>& data) const {
@@ -114,6 +114,7 @@ class FrameWrappedReader final : public TrackReader {
     std::shared_ptr<BatchCache> cache_;
     std::size_t stream_;
     SoundFormat format_;
+    std::shared_ptr<const Batch> batch_; ///< the last one used
     std::unique_ptr<PackageReader> ownReader_;
     std::int64_t batchIndex_ = 0;
     std::int64_t position_ = 0; ///< frames from the start of the media
