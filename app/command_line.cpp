@@ -35,16 +35,24 @@ void print(std::FILE* stream, std::string_view text) {
 }
 
 /// An argument as an absolute path without "." and "..": links before a ".." are followed, as the system
-/// would. An empty argument stays empty.
+/// would, those behind the last one keep their names. An empty argument stays empty.
 fs::path absolutePath(const std::string& argument) {
     if (argument.empty())
         return {};
-    fs::path path = fs::current_path() / argument;
-    if (std::ranges::find(path, fs::path("..")) != path.end()) {
-        std::error_code error;
-        if (const fs::path real = fs::weakly_canonical(path, error); !error)
-            path = real;
+    fs::path path = fs::absolute(argument);
+    fs::path upToLastParent;
+    fs::path after;
+    for (const fs::path& component : path) {
+        after /= component;
+        if (component == "..") {
+            upToLastParent /= after;
+            after.clear();
+        }
     }
+    std::error_code error;
+    if (!upToLastParent.empty())
+        if (const fs::path real = fs::weakly_canonical(upToLastParent, error); !error)
+            path = real / after;
     path = path.lexically_normal();
     return path.has_filename() || !path.has_relative_path() ? path : path.parent_path();
 }
@@ -97,25 +105,25 @@ ExitCode run(const Inputs& inputs) {
             code = notPacked;
         }
     };
-    try {
-        Pack::make(Pack::clips(inputs.paths, {}), inputs.output, inputs.mode, callbacks);
-        print(stdout, "Saved " + inputs.output.native());
-    } catch (const std::exception&) {
-        print(stdout, "Failed: " + Pack::currentErrorDescription());
-        code = notPacked;
-    }
+    Pack::make(Pack::clips(inputs.paths, {}), inputs.output, inputs.mode, callbacks);
+    print(stdout, "Saved " + inputs.output.native());
     return code;
 }
 
 } // namespace
 
 ExitCode pack(std::span<const std::string> arguments) {
-    const std::optional<Inputs> inputs = parse(arguments);
-    if (!inputs) {
-        print(stderr, usageLine);
-        return usage;
+    try {
+        const std::optional<Inputs> inputs = parse(arguments);
+        if (!inputs) {
+            print(stderr, usageLine);
+            return usage;
+        }
+        return run(*inputs);
+    } catch (const std::exception&) {
+        print(stdout, "Failed: " + Pack::currentErrorDescription());
+        return notPacked;
     }
-    return run(*inputs);
 }
 
 } // namespace CLI

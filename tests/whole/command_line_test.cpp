@@ -98,6 +98,35 @@ TEST(WholeCommandLine, TakesAModeOnlyInItsPlace) {
     EXPECT_THAT(packed({"--audio", "none"}), SizeIs(1));
 }
 
+TEST(WholeCommandLine, FollowsPathsAsTheSystemWould) {
+    // Clips and cards may be links, named from beside them; what they are called is the link's name.
+    const test::TemporaryFolder folder;
+    for (const char* name : {"store", "card", "here"})
+        std::filesystem::create_directory(folder / name);
+    std::filesystem::copy_file(test::clip({}), folder / "store/9f2c");
+    std::filesystem::create_symlink("../store/9f2c", folder / "card/A001.mov");
+    std::filesystem::create_symlink("card", folder / "B002");
+    auto result = run(ferrowick({"--pack", "Out.zip", "../card/A001.mov", "../here/../B002", "./../B002/."}),
+                      {.workingFolder = folder / "here"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(test::lines(result.out), ElementsAre(StartsWith("A001.mov "), StartsWith("B002 2/A001.mov "),
+                                                     StartsWith("B002/A001.mov "), StartsWith("Saved ")));
+
+    // A card that is pulled out while the shell stands in it.
+    const std::string script = "cd \"$1\" && rmdir \"$1\" && shift && exec \"$@\"";
+    const auto fromNowhere = [&](const std::string& clip) {
+        std::filesystem::create_directory(folder / "gone");
+        std::vector<std::string> words{"sh", "-c", script, "sh", (folder / "gone").string()};
+        for (std::string& word : ferrowick({"--pack", (folder / "Out.zip").string(), clip}))
+            words.push_back(std::move(word));
+        return run(words);
+    };
+    EXPECT_EQ(fromNowhere((folder / "card/A001.mov").string()).exitCode, 0);
+    result = fromNowhere("A001.mov");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.out, "Failed: No such file or directory.\n");
+}
+
 TEST(WholeCommandLine, CarriesTheCamerasMetadataOver) {
     const test::TemporaryFolder folder;
     const std::string umid = "0x060a2b340101010501010d4313000000" + std::string(32, '7');
