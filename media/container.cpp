@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "media/container.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -23,6 +24,11 @@ constexpr std::array formats{
 };
 
 } // namespace
+
+std::int64_t Track::firstShown() const {
+    const auto shown = std::ranges::find_if(edits, [](const Edit& edit) { return edit.mediaTime >= 0; });
+    return shown != edits.end() ? shown->mediaTime : 0;
+}
 
 Time Track::end() const {
     return edits.empty() ? Time{} : edits.back().start + edits.back().duration;

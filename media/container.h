@@ -39,6 +39,8 @@ struct Track {
     bool endsWithMedia = false;
     double nominalFrameRate = 0; ///< video: frames a second, snapped to n or n x 1000/1001; else 0
 
+    /// The media time at which the first edit that shows any begins; zero without one.
+    [[nodiscard]] std::int64_t firstShown() const;
     /// The end of the last edit on the clip's timeline; zero without edits.
     [[nodiscard]] Time end() const;
 };

@@ -8,8 +8,10 @@ namespace media {
 
 namespace {
 
-/// The whole timecode frames that pass in `ticks` of the track's time scale. The numbers count at the frame
-/// rate, except where the base is a fraction of it (59.94 frames a second counted in 30).
+/// The timecode frames that have passed at `ticks` of the track's time scale. Where a frame does not begin on
+/// a tick, the tick before it is what an edit writes down for it, so a frame counts that begins before the
+/// next tick. The numbers count at the frame rate, except where the base is a fraction of it (59.94 frames a
+/// second counted in 30).
 std::int64_t framesIn(std::int64_t ticks, std::int64_t timescale, const TimecodeDescription& timecode) {
     if (ticks <= 0 || timecode.timescale == 0 || timecode.frameDuration == 0)
         return 0;
@@ -20,17 +22,15 @@ std::int64_t framesIn(std::int64_t ticks, std::int64_t timescale, const Timecode
         framesPerNumber = nominal / timecode.frameQuanta;
     const auto ticksPerNumber = io::checkedMultiply<std::int64_t>(
         io::checkedMultiply<std::int64_t>(timecode.frameDuration, framesPerNumber), timescale);
-    return io::scaled(ticks, timecode.timescale, ticksPerNumber, io::Rounding::down);
+    const std::int64_t begun = io::scaled(ticks, timecode.timescale, ticksPerNumber, io::Rounding::up);
+    return io::scaled(begun, ticksPerNumber, timecode.timescale, io::Rounding::down) <= ticks ? begun
+                                                                                              : begun - 1;
 }
 
 class TimecodeOutput final : public TrackOutput::Source {
   public:
     TimecodeOutput(const Track& track, std::unique_ptr<TrackReader> reader)
-        : track_(track), reader_(std::move(reader)) {
-        const auto shown = std::find_if(track.edits.begin(), track.edits.end(),
-                                        [](const Edit& edit) { return edit.mediaTime >= 0; });
-        if (shown != track.edits.end())
-            firstShown_ = shown->mediaTime;
+        : track_(track), reader_(std::move(reader)), firstShown_(track.firstShown()) {
         // Later edits may show earlier samples: the copy needs everything from the earliest one on.
         earliestNeeded_ = firstShown_;
         for (const Edit& edit : track.edits)
@@ -70,7 +70,7 @@ class TimecodeOutput final : public TrackOutput::Source {
     std::size_t index_ = 0;      ///< next sample of stored_
     std::size_t offset_ = 0;     ///< its bytes
     std::int64_t mediaTime_ = 0; ///< its time
-    std::int64_t firstShown_ = 0;
+    std::int64_t firstShown_;
     std::int64_t earliestNeeded_ = 0;
 };
 

@@ -33,12 +33,22 @@ Timecode timecode(const media::Asset& asset) {
         throw PackError::noTimecode();
     const media::Track& track = tracks.front();
     media::TrackOutput output(asset, track);
+    const std::int64_t shown = track.firstShown();
     media::SampleBuffer sample;
-    while (output.copyNextSampleBuffer(sample))
-        if (sample.sampleCount > 0)
-            if (const auto value = timecode(sample, track.formatDescriptions.front()))
+    std::optional<Timecode> latest;
+    while (output.copyNextSampleBuffer(sample)) {
+        if (sample.sampleCount == 0)
+            continue;
+        if (const auto value = timecode(sample, track.formatDescriptions.front())) {
+            // Edits may show the samples in another order: the first one shown counts, not the first one
+            // stored.
+            const std::int64_t start = sample.presentationTime.value;
+            if (start >= shown || shown - start < sample.duration || sample.duration == 0)
                 return *value;
-    throw PackError::noTimecode();
+            latest = value;
+        }
+    }
+    return latest ? *latest : throw PackError::noTimecode();
 }
 
 } // namespace Pack

@@ -14,8 +14,6 @@ std::uint32_t countedBase(std::uint32_t written, std::uint32_t timescale, std::u
         return written;
     constexpr double tolerance = 0.0005;
     const double rate = static_cast<double>(timescale) / frameDuration;
-    if (written == 0) // no base at all: the rate's
-        return rate < 1000 ? static_cast<std::uint32_t>(std::lround(rate)) : 0;
     const double ntscRate = (written + 1) * (1000.0 / 1001.0);
     return std::abs(rate / ntscRate - 1) < tolerance ? written + 1 : written;
 }

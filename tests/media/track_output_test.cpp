@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Edits on the way out: what a track output delivers at which time, over a container made of plain values.
-#include <algorithm>
 #include <numeric>
 
 #include <gtest/gtest.h>
 
 #include "media/track_output.h"
+#include "tests/support/fake_container.h"
 
 namespace {
 
@@ -14,48 +14,7 @@ using media::emptyEdit;
 using media::StoredSamples;
 using media::Time;
 using media::Track;
-
-/// A container of one track whose samples are handed out in runs of the given lengths.
-class FakeContainer final : public media::Container {
-  public:
-    FakeContainer(Track track, std::vector<StoredSamples> runs)
-        : tracks_{std::move(track)}, runs_(std::move(runs)) {}
-
-    [[nodiscard]] Time duration() const override { return {}; }
-    [[nodiscard]] const std::vector<Track>& tracks() const override { return tracks_; }
-    [[nodiscard]] const std::vector<media::MetadataItem>& metadata() const override { return metadata_; }
-    [[nodiscard]] std::optional<Date> creationDate() const override { return std::nullopt; }
-    [[nodiscard]] std::unique_ptr<media::TrackReader> reader(std::size_t) const override {
-        return std::make_unique<Reader>(*this);
-    }
-
-  private:
-    class Reader final : public media::TrackReader {
-      public:
-        explicit Reader(const FakeContainer& container) : container_(container) {}
-        bool next(StoredSamples& samples) override {
-            if (next_ == container_.runs_.size())
-                return false;
-            samples = container_.runs_[next_++];
-            return true;
-        }
-        void seek(std::int64_t mediaTime) override {
-            const auto after =
-                std::find_if(container_.runs_.begin(), container_.runs_.end(),
-                             [&](const StoredSamples& run) { return run.mediaTime > mediaTime; });
-            next_ =
-                static_cast<std::size_t>(std::max<std::ptrdiff_t>(0, after - container_.runs_.begin() - 1));
-        }
-
-      private:
-        const FakeContainer& container_;
-        std::size_t next_ = 0;
-    };
-
-    std::vector<Track> tracks_;
-    std::vector<StoredSamples> runs_;
-    std::vector<media::MetadataItem> metadata_;
-};
+using test::FakeContainer;
 
 constexpr std::int64_t rate = 1000;
 
@@ -203,6 +162,39 @@ TEST(TimecodeOutput, KeepsSamplesAndTellsWhatTheEditCutsOff) {
         EXPECT_EQ(sample.presentationTime, (Time{60060, 60000}));
         EXPECT_EQ(sample.framesTrimmed, 0);
         EXPECT_FALSE(output.copyNextSampleBuffer(sample));
+    }
+}
+
+TEST(TimecodeOutput, TakesTheTickBeforeAFrameForTheFrame) {
+    Track track;
+    track.mediaType = media::MediaType::timecode;
+    track.formatDescriptions.resize(1);
+    StoredSamples run;
+    run.data.resize(4);
+    run.samples = {{4, 1'000'000}};
+    struct Case {
+        std::int64_t timescale;
+        media::TimecodeDescription timecode;
+        std::int64_t mediaTime;
+        std::int64_t framesTrimmed;
+    };
+    const media::TimecodeDescription ntsc{30, 1, 30'000, 1'001};
+    for (const Case& test : {
+             Case{600, ntsc, 200, 10}, // frame 10 begins at 200.2
+             Case{600, ntsc, 199, 9}, Case{600, ntsc, 201, 10}, Case{2'997, ntsc, 999, 10}, // at 999.999
+             Case{600, {24, 0, 24'000, 1'001}, 250, 10},                                    // at 250.25
+             Case{25, {25, 0, 25, 1}, 10, 10},                                    // every frame on a tick
+             Case{600, {25, 0, 25, 1}, 239, 9}, Case{25, {50, 0, 50, 1}, 10, 20}, // two frames a tick
+         }) {
+        track.timescale = test.timescale;
+        track.formatDescriptions.front().timecode = test.timecode;
+        track.edits = {{{0, 1}, {1, 1}, test.mediaTime}};
+        const media::Asset asset(media::io::memorySource({}),
+                                 std::make_shared<FakeContainer>(track, std::vector{run}));
+        media::TrackOutput output(asset, asset.tracks(media::MediaType::timecode).front());
+        media::SampleBuffer sample;
+        ASSERT_TRUE(output.copyNextSampleBuffer(sample));
+        EXPECT_EQ(sample.framesTrimmed, test.framesTrimmed) << test.mediaTime << "/" << test.timescale;
     }
 }
 

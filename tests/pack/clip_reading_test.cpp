@@ -7,6 +7,7 @@
 #include "pack/header_probe.h"
 #include "pack/timecode_track.h"
 #include "tests/support/clip_maker.h"
+#include "tests/support/fake_container.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -79,6 +80,32 @@ TEST(TimecodeSample, IsDecodedByItsDescription) {
             EXPECT_EQ(timecode->label(), *test.label);
         }
     }
+}
+
+TEST(ClipTimecode, IsTheFirstSampleShownNotTheFirstStored) {
+    media::Track track;
+    track.mediaType = media::MediaType::timecode;
+    track.timescale = 25;
+    track.formatDescriptions.resize(1);
+    track.formatDescriptions.front().mediaSubType = media::fourCC("tmcd");
+    track.formatDescriptions.front().timecode = media::TimecodeDescription{25, 0, 25, 1};
+    media::StoredSamples run; // a second that begins at frame 100, one that begins at frame 200
+    for (const int byte : {0, 0, 0, 100, 0, 0, 0, 200})
+        run.data.push_back(static_cast<std::byte>(byte));
+    run.samples = {{4, 25}, {4, 25}};
+    const auto start = [&](std::vector<media::Edit> edits) {
+        track.edits = std::move(edits);
+        return Pack::timecode(media::Asset(media::io::memorySource({}),
+                                           std::make_shared<test::FakeContainer>(track, std::vector{run})))
+            .frame;
+    };
+    const media::Time second{1, 1};
+    EXPECT_EQ(start({{{0, 1}, second, 0}, {second, second, 25}}), 100);
+    EXPECT_EQ(start({{{0, 1}, second, 24}}), 124);
+    EXPECT_EQ(start({{{0, 1}, second, 25}, {second, second, 0}}), 200);
+    EXPECT_EQ(start({{{0, 1}, second, 30}, {second, second, 5}}), 205);
+    EXPECT_EQ(start({{{0, 1}, second, media::emptyEdit}, {second, second, 10}}), 110);
+    EXPECT_EQ(start({{{0, 1}, second, 60}}), 235) << "an edit behind the last sample goes on counting";
 }
 
 } // namespace

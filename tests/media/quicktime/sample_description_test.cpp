@@ -205,11 +205,10 @@ TEST(TimecodeDescription, KeepsTheEntryAndCountsAsTheCameraDoes) {
         std::uint32_t frameDuration;
         std::uint32_t base;
     };
-    for (const Case c :
-         {Case{25, 25, 1, 25}, Case{30, 30'000, 1001, 30}, Case{29, 90'000, 3003, 30},
-          Case{23, 24'000, 1001, 24}, Case{24, 24'000, 1001, 24}, Case{59, 60'000, 1001, 60},
-          Case{119, 120'000, 1001, 120}, Case{30, 60'000, 1001, 30}, Case{29, 2997, 100, 30},
-          Case{24, 600, 25, 24}, Case{29, 29, 1, 29}, Case{0, 25, 1, 25}, Case{24, 0, 0, 24}}) {
+    for (const Case c : {Case{25, 25, 1, 25}, Case{30, 30'000, 1001, 30}, Case{29, 90'000, 3003, 30},
+                         Case{23, 24'000, 1001, 24}, Case{24, 24'000, 1001, 24}, Case{59, 60'000, 1001, 60},
+                         Case{119, 120'000, 1001, 120}, Case{30, 60'000, 1001, 30}, Case{29, 2997, 100, 30},
+                         Case{24, 600, 25, 24}, Case{29, 29, 1, 29}, Case{0, 25, 1, 0}, Case{24, 0, 0, 24}}) {
         for (const std::uint32_t flags : {0U, 1U, 7U}) {
             const Bytes entry =
                 test::timecodeEntry(flags, c.timescale, c.frameDuration, c.written, "tmcd", "A001");
