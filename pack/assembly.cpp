@@ -22,6 +22,8 @@ namespace Pack {
 
 namespace {
 
+constexpr std::string_view noZip = "The zip can't be written";
+
 /// The file system's refusal as a sentence: "The zip can't be written: no space left on device."
 [[noreturn]] void fail(std::string_view what, const std::error_code& code) {
     const bool full = code == std::errc::no_space_on_device;
@@ -36,6 +38,8 @@ auto orFail(std::string_view what, Step step) {
         return step();
     } catch (const std::system_error& error) {
         fail(what, error.code());
+    } catch (const platform::ArchiveError& error) {
+        throw PackError::failed(std::string(what) + ": " + error.what() + ".");
     }
 }
 
@@ -43,10 +47,15 @@ auto orFail(std::string_view what, Step step) {
 void checkTarget(std::span<const PackClip> clips, const fs::path& zip) {
     std::error_code error;
     const fs::file_status status = fs::status(zip, error);
+    if (!zip.has_filename())
+        fail(noZip, std::make_error_code(std::errc::no_such_file_or_directory));
     if (!fs::exists(status))
         return;
     if (fs::is_directory(status))
-        fail("The zip can't be written", std::make_error_code(std::errc::is_a_directory));
+        fail(noZip, std::make_error_code(std::errc::is_a_directory));
+    if (!fs::is_regular_file(status)) // a pipe, a device
+        throw PackError::failed("The zip can't be saved over " +
+                                platform::validUTF8(zip.filename().native()) + ": it is not a file.");
     for (const PackClip& clip : clips)
         if (fs::equivalent(clip.source, zip, error))
             throw PackError::failed("The zip can't be saved over " +
@@ -176,7 +185,7 @@ fs::path folder(const fs::path& zip) {
 }
 
 void zipFolder(const fs::path& folder, const fs::path& zip) {
-    orFail("The zip can't be written", [&] {
+    orFail(noZip, [&] {
         platform::archiveFolder(folder, zip, [](const fs::path& file) { return file.extension() == ".mov"; });
     });
 }

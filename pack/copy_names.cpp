@@ -17,14 +17,16 @@ constexpr std::string_view copyExtension = ".mov";
 /// extension.
 constexpr std::size_t longestName = 240;
 
-/// The name cut, between two characters, to what a file system takes.
-std::string fitting(std::string_view name) {
+/// The name as a zip can hold it, cut, between two characters, to what a file system takes.
+std::string fitting(std::string_view component) {
+    std::string name = platform::zipName(component);
     if (name.size() <= longestName)
-        return std::string(name);
+        return name;
     std::size_t end = longestName;
     while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80)
         --end;
-    return std::string(name.substr(0, end));
+    name.resize(end);
+    return name;
 }
 
 std::string fittingPath(std::string_view path) {

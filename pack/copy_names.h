@@ -14,7 +14,7 @@ namespace Pack {
 /// a folder or the report there. Then it is the next free name ("A001C003 2"), of the clip itself or of its
 /// top folder where that is what is in the way. Names that differ only in case or in how accents are composed
 /// count as one, because the pack is unpacked on volumes that take them for one. Names too long for a file
-/// system are shortened.
+/// system are shortened, and control characters that a zip can't hold replaced.
 [[nodiscard]] std::vector<std::string> copyNames(std::span<const PackClip> clips);
 
 } // namespace Pack

@@ -295,7 +295,7 @@ class ArchiveTarget {
         throw std::system_error(code, std::generic_category(), "zip");
     if (zip_error_code_zip(error) == ZIP_ER_MEMORY)
         throw std::bad_alloc();
-    throw std::runtime_error(zip_error_strerror(error));
+    throw ArchiveError(zip_error_strerror(error));
 }
 
 /// An archive that is being put together; nothing is written before `close`.
@@ -375,6 +375,10 @@ class Archive {
     zip_t* archive_ = nullptr;
 };
 
+std::string entryName(const fs::path& path) {
+    return zipName(validUTF8(path.filename().native()));
+}
+
 void addTree(Archive& archive, const fs::path& folder, const std::string& name,
              const std::function<bool(const fs::path&)>& isStored) {
     const auto statusOf = [](const fs::path& path) {
@@ -390,7 +394,7 @@ void addTree(Archive& archive, const fs::path& folder, const std::string& name,
     std::ranges::sort(paths);
     for (const fs::path& path : paths) {
         const struct stat status = statusOf(path);
-        const std::string entry = name + "/" + validUTF8(path.filename().native());
+        const std::string entry = name + "/" + entryName(path);
         if (S_ISDIR(status.st_mode))
             addTree(archive, path, entry, isStored);
         else
@@ -406,7 +410,7 @@ void archiveFolder(const fs::path& folder, const fs::path& zip,
     ArchiveTarget target(temporary.file());
     {
         Archive archive(target);
-        addTree(archive, folder, validUTF8(folder.filename().native()), isStored);
+        addTree(archive, folder, entryName(folder), isStored);
         archive.close();
     }
     temporary.file().close();

@@ -122,6 +122,13 @@ TemporaryFile::~TemporaryFile() {
     all.paths.erase(path_);
 }
 
+void writeTextAtomically(const fs::path& path, std::string_view text) {
+    TemporaryFile temporary(path.parent_path());
+    temporary.file().writeAt(0, std::as_bytes(std::span(text)));
+    temporary.file().close();
+    fs::rename(temporary.path(), path);
+}
+
 void endNow(int exitCode) {
     std::promise<void> removed;
     const std::thread remover([&removed] {

@@ -43,6 +43,9 @@ class TemporaryFile {
     WritableFile file_;
 };
 
+/// Writes the text to a temporary file beside `path` and moves it into place. Throws std::system_error.
+void writeTextAtomically(const std::filesystem::path& path, std::string_view text);
+
 /// Ends the program by SIGINT, SIGTERM and SIGHUP only after all temporary files and folders are gone, also
 /// while other threads hang in a read. To be made in main before any other thread is started: it blocks the
 /// signals there, later threads inherit that, and a thread of its own waits for them. Signals that the

@@ -171,21 +171,6 @@ std::optional<std::chrono::system_clock::time_point> creationDate(const std::fil
     return (status.stx_mask & STATX_BTIME) != 0 ? std::min(modified, date(status.stx_btime)) : modified;
 }
 
-void writeTextAtomically(const std::filesystem::path& path, std::string_view text) {
-    std::filesystem::path temporary = path;
-    temporary += ".part";
-    try {
-        WritableFile file = WritableFile::create(temporary);
-        file.writeAt(0, std::as_bytes(std::span(text)));
-        file.close();
-        std::filesystem::rename(temporary, path);
-    } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        throw;
-    }
-}
-
 void replaceDurably(const std::filesystem::path& finished, const std::filesystem::path& destination) {
     flush(finished);
     std::filesystem::rename(finished, destination);

@@ -70,9 +70,6 @@ class WritableFile {
 [[nodiscard]] std::optional<std::chrono::system_clock::time_point>
 creationDate(const std::filesystem::path& path);
 
-/// Writes the text to a temporary file beside `path` and moves it into place.
-void writeTextAtomically(const std::filesystem::path& path, std::string_view text);
-
 /// Flushes a finished file and then its folder's entry to the disk and renames it over `destination`: the
 /// destination is either what it was or the whole new file.
 void replaceDurably(const std::filesystem::path& finished, const std::filesystem::path& destination);

@@ -30,6 +30,18 @@ std::string validUTF8(std::string_view bytes) {
     return text;
 }
 
+std::string zipName(std::string_view name) {
+    std::string result;
+    for (const char byte : name) {
+        const bool isControl = static_cast<unsigned char>(byte) < 0x20;
+        if (isControl && byte != '\t' && byte != '\n' && byte != '\r')
+            result += "\uFFFD";
+        else
+            result += byte;
+    }
+    return result;
+}
+
 std::string nameKey(std::string_view name) {
     std::string key;
     if (std::ranges::all_of(name, [](char byte) { return static_cast<unsigned char>(byte) < 0x80; })) {

@@ -11,6 +11,10 @@ namespace platform {
 /// unchanged.
 [[nodiscard]] std::string validUTF8(std::string_view bytes);
 
+/// The text with what no zip entry can be called replaced by U+FFFD: the control characters below U+0020 but
+/// tab, line feed and carriage return, which libzip takes for a sign of another encoding.
+[[nodiscard]] std::string zipName(std::string_view name);
+
 /// A key that is the same for two names that some file system takes for one: volumes of macOS and Windows
 /// ignore case, those of macOS also whether an accent is composed (Unicode, canonical caseless matching).
 [[nodiscard]] std::string nameKey(std::string_view name);

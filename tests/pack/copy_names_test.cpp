@@ -33,6 +33,9 @@ TEST(CopyNames, KeepCopiesApartFromEachOtherFoldersAndTheReport) {
                    "A/Ferrowick Report.csv/1", "Ferrowick Report.csv"},
                   {"Ferrowick Report.csv 3/1", "Ferrowick Report.csv 3/2", "Ferrowick Report.csv 2/1",
                    "A/Ferrowick Report.csv/1", "Ferrowick Report.csv"}},
+             Case{"control characters",
+                  {"A\x01/\x1F\t", "A\x02/\x1E\t"},
+                  {"A\uFFFD/\uFFFD\t", "A\uFFFD/\uFFFD\t 2"}},
          })
         EXPECT_EQ(copyNames(c.packPaths), c.expected) << c.what;
 }

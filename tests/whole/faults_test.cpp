@@ -108,6 +108,16 @@ TEST_F(WholeFaults, TargetsThatCannotBe) {
     expectFailed(zip_ / "Day 1.zip");
     expectNothingChanged();
 
+    // No name at all, and what is no file: a pipe.
+    const auto nameless = run(ferrowick({"--pack", "", card_.string()}), {.workingFolder = folder_.path()});
+    EXPECT_EQ(nameless.out, "Failed: The zip can't be written: no such file or directory.\n");
+    expectNothingChanged();
+    test::runChecked({"mkfifo", (folder_ / "pipe.zip").string()});
+    expectFailed(folder_ / "pipe.zip");
+    EXPECT_TRUE(fs::is_fifo(folder_ / "pipe.zip"));
+    fs::remove(folder_ / "pipe.zip");
+    expectNothingChanged();
+
     // A folder stands in the zip's place.
     fs::create_directories(folder_ / "Folder.zip/kept");
     expectFailed(folder_ / "Folder.zip");
@@ -205,16 +215,18 @@ TEST_F(WholeFaults, TwoClipsOfOneName) {
 
 TEST_F(WholeFaults, NamesOfAnyBytes) {
     addClip("\xff\xfe caf\xc3\xa9, \"1\"\n.mov");
-    fs::create_directory(card_ / "folder\xe9");
-    addClip("folder\xe9/C2.mov");
-    const auto result = run(command());
+    fs::create_directory(card_ / "folder\xe9\x02");
+    addClip("folder\xe9\x02/C\x1b"
+            "2.mov");
+    const fs::path zip = folder_ / "Day\x01.zip";
+    const auto result = run(ferrowick({"--pack", zip.string(), card_.string()}));
     EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
     const auto listed = run({"python3", "-c",
                              "import sys, zipfile\n"
                              "z = zipfile.ZipFile(sys.argv[1])\n"
                              "assert z.testzip() is None\n"
                              "print(sum(n.endswith('.mov') for n in z.namelist()))",
-                             zip_.string()});
+                             zip.string()});
     EXPECT_EQ(listed.out, "2\n") << listed.err;
 }
 
