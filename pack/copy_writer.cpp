@@ -32,7 +32,6 @@ struct Lane {
 struct State {
     std::mutex lock; // guards all that follows but `stopped`
     std::map<std::size_t, double> peaks;
-    std::optional<Timecode> timecode;
     std::exception_ptr readError;        ///< the first lane's that could not read
     std::atomic<bool> readFailed{false}; ///< makes the other lanes stop
 };
@@ -97,7 +96,7 @@ class Copy {
     }
 
     void addTimecode(const media::Track& track) {
-        timecodeFormat_ = &track.formatDescriptions.front();
+        startTimecode_.emplace(track);
         lanes_.push_back(
             {media::TrackOutput(asset_, track), writer_.addTimecodeInput(track), std::nullopt, true});
     }
@@ -150,11 +149,11 @@ class Copy {
         }
         writer_.endSession(asset_.duration());
         writer_.finish();
-        if (!state_.timecode)
+        if (!startTimecode_->value())
             throw PackError::noTimecode();
     }
 
-    [[nodiscard]] const Timecode& timecode() const { return *state_.timecode; }
+    [[nodiscard]] const Timecode& timecode() const { return *startTimecode_->value(); }
 
     /// The numbers, from 1, of the sound lanes with sound on them.
     [[nodiscard]] std::vector<std::int64_t> audible() const {
@@ -192,7 +191,7 @@ class Copy {
         media::SampleBuffer buffer;
         while (!isCancelled_() && !state_.readFailed && lane.output.copyNextSampleBuffer(buffer)) {
             if (lane.isTimecode)
-                storeTimecode(buffer);
+                startTimecode_->add(buffer);
             else if (lane.bits)
                 peak = std::max(peak, Pack::peak(buffer.data, *lane.bits));
             if (index == firstSoundLane)
@@ -203,21 +202,12 @@ class Copy {
         return true;
     }
 
-    void storeTimecode(const media::SampleBuffer& sample) {
-        if (sample.sampleCount < 1)
-            return;
-        const auto decoded = Pack::timecode(sample, *timecodeFormat_);
-        const std::lock_guard guard(state_.lock);
-        if (!state_.timecode)
-            state_.timecode = decoded;
-    }
-
     const media::Asset& asset_;
     media::AssetWriter writer_;
     const CopyProgress& progress_;
     const IsCancelled& isCancelled_;
     double seconds_;
-    const media::FormatDescription* timecodeFormat_ = nullptr;
+    std::optional<StartTimecode> startTimecode_; ///< its lane's alone until all lanes have ended
     std::vector<Lane> lanes_;
     State state_;
 };

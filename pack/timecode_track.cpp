@@ -27,28 +27,28 @@ std::optional<Timecode> timecode(const media::SampleBuffer& sample, const media:
     return timecode.adding(sample.framesTrimmed);
 }
 
+void StartTimecode::add(const media::SampleBuffer& sample) {
+    if (certain_ || sample.sampleCount < 1)
+        return;
+    if (const auto decoded = timecode(sample, track_.formatDescriptions.front())) {
+        value_ = decoded;
+        // Edits may show a later sample first. A sample without a duration holds until the next one.
+        const std::int64_t start = sample.presentationTime.value;
+        certain_ = start >= shown_ || shown_ - start < sample.duration || sample.duration == 0;
+    }
+}
+
 Timecode timecode(const media::Asset& asset) {
     const auto tracks = asset.tracks(media::MediaType::timecode);
     if (tracks.empty() || tracks.front().get().formatDescriptions.empty())
         throw PackError::noTimecode();
     const media::Track& track = tracks.front();
     media::TrackOutput output(asset, track);
-    const std::int64_t shown = track.firstShown();
+    StartTimecode start(track);
     media::SampleBuffer sample;
-    std::optional<Timecode> latest;
-    while (output.copyNextSampleBuffer(sample)) {
-        if (sample.sampleCount == 0)
-            continue;
-        if (const auto value = timecode(sample, track.formatDescriptions.front())) {
-            // Edits may show the samples in another order: the first one shown counts, not the first one
-            // stored.
-            const std::int64_t start = sample.presentationTime.value;
-            if (start >= shown || shown - start < sample.duration || sample.duration == 0)
-                return *value;
-            latest = value;
-        }
-    }
-    return latest ? *latest : throw PackError::noTimecode();
+    while (!start.isCertain() && output.copyNextSampleBuffer(sample))
+        start.add(sample);
+    return start.value() ? *start.value() : throw PackError::noTimecode();
 }
 
 } // namespace Pack

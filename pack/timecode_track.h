@@ -10,8 +10,28 @@
 
 namespace Pack {
 
-/// The value at time zero of the first timecode track: its first readable sample. Throws
-/// PackError::noTimecode when there is none, media::Error when reading fails.
+/// Finds a track's timecode at time zero while its samples are read.
+class StartTimecode {
+  public:
+    /// `track` has a sample description and outlives the record.
+    explicit StartTimecode(const media::Track& track) : track_(track), shown_(track.firstShown()) {}
+
+    /// Takes the next sample, in the order that they are stored in.
+    void add(const media::SampleBuffer& sample);
+    /// No later sample can change the value.
+    [[nodiscard]] bool isCertain() const noexcept { return certain_; }
+    /// Empty when no sample so far could be decoded.
+    [[nodiscard]] const std::optional<Timecode>& value() const noexcept { return value_; }
+
+  private:
+    const media::Track& track_;
+    std::int64_t shown_;
+    std::optional<Timecode> value_;
+    bool certain_ = false;
+};
+
+/// The value at time zero of the first timecode track. Throws PackError::noTimecode when there is none,
+/// media::Error when reading fails.
 [[nodiscard]] Timecode timecode(const media::Asset& asset);
 
 /// Decodes one timecode sample (QuickTime File Format, timecode media): a big-endian frame number of 8 bytes
