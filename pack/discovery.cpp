@@ -17,9 +17,10 @@ namespace {
 
 /// Kinds of movie files. One that nothing here can read is listed all the same: it says so in its line
 /// instead of going missing.
-constexpr std::array clipExtensions{".mxf",  ".mov", ".qt",  ".mp4",  ".m4v", ".mpg4", ".3gp",
-                                    ".3g2",  ".avi", ".mts", ".m2ts", ".m2t", ".ts",   ".mpg",
-                                    ".mpeg", ".m2v", ".dv",  ".mkv",  ".wmv", ".braw"};
+constexpr std::array clipExtensions{
+    ".mxf", ".mov",  ".qt",   ".mp4", ".m4v", ".mpg4", ".3gp", ".3g2",  ".avi",  ".mts", ".m2ts",  ".m2t",
+    ".ts",  ".mpg",  ".mpeg", ".m2v", ".dv",  ".mkv",  ".wmv", ".braw", ".crm",  ".nev", ".r3d",   ".ari",
+    ".arx", ".insv", ".360",  ".osv", ".mod", ".tod",  ".rsv", ".vob",  ".webm", ".mlv", ".mcraw", ".cine"};
 
 /// Folders that people see as one file: documents, libraries and programs of macOS.
 constexpr std::array packageExtensions{

@@ -22,9 +22,11 @@ std::vector<std::string> packPaths(std::vector<fs::path> paths, std::set<std::st
 }
 
 TEST(Discovery, KnowsClipsByTheirExtension) {
-    for (const char* name : {"A.mov", "A.MOV", "a.Mxf", "A.mp4", "A.m4v", "A.3gp", "A.MTS", "x.tar.mov"})
+    for (const char* name : {"A.mov", "A.MOV", "a.Mxf", "A.mp4", "A.m4v", "A.3gp", "A.MTS", "x.tar.mov",
+                             "A.CRM", "A.360", "A.rsv"})
         EXPECT_TRUE(Pack::isClip(name)) << name;
-    for (const char* name : {"._A.mov", ".mov", "mov", "A.wav", "A.jpg", "A.mov.xml", "A.", "A", ""})
+    for (const char* name :
+         {"._A.mov", ".mov", "mov", "A.wav", "A.jpg", "A.mov.xml", "A.LRV", "A.thm", "A.", "A", ""})
         EXPECT_FALSE(Pack::isClip(name)) << name;
 }
 
