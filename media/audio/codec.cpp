@@ -40,11 +40,11 @@ bool isAACRate(double rate) {
 
 std::unique_ptr<Encoder> makeAACEncoder(const EncoderSettings& settings) {
     const CodecModule& module = codecModule();
-    if (settings.threads < 2 || settings.channels > 2)
+    if (settings.channels > 2)
         return module.makeEncoder(settings);
     return makeSegmentedEncoder([&module, settings] { return module.makeEncoder(settings); },
                                 settings.inputBits, settings.channels,
-                                static_cast<unsigned>(settings.threads));
+                                static_cast<unsigned>(std::max(settings.threads, 1)));
 }
 
 void check(const EncoderSettings& settings) {

@@ -41,7 +41,7 @@ struct EncoderSettings {
     int bitDepthHint = 0; ///< Apple Lossless: significant bits, 16, 20, 24 or 32 (the high ones of the input)
     int bitRatePerChannel = 0;          ///< AAC: bits per second
     std::uint32_t channelLayoutTag = 0; ///< for the copy's `chan` box
-    int threads = 1; ///< how many may work on this stream; the packets are the same for any number above 1
+    int threads = 1; ///< how many may work on this stream; the packets are the same for any number
 };
 
 /// What an encoder made, for the sample description. Final after `finish`.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Lets several threads encode one AAC stream.
+// Encodes one AAC stream in segments, on as many threads as there are.
 #pragma once
 
 #include <functional>
@@ -15,8 +15,8 @@ using EncoderFactory = std::function<std::unique_ptr<Encoder>()>;
 /// Encodes AAC of one or two channels in segments of about ten seconds that overlap, each by an encoder of
 /// its own, and joins them where both agree on the transform window: a decoder's overlap-add then runs over
 /// the seam as over any other packet. The result depends on the sound only, not on the number of threads or
-/// their timing. `inputBits` and `channels` are those of the settings that the factory's encoders were made
-/// with.
+/// their timing; with one thread all happens on the caller's. `inputBits` and `channels` are those of the
+/// settings that the factory's encoders were made with.
 [[nodiscard]] std::unique_ptr<Encoder> makeSegmentedEncoder(EncoderFactory makeOne, int inputBits,
                                                             std::uint32_t channels, unsigned threads);
 
