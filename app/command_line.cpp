@@ -64,6 +64,10 @@ std::optional<Inputs> parse(std::span<const std::string> arguments) {
         return std::nullopt;
     Inputs inputs;
     inputs.output = absolutePath(rest[1]);
+    // "newdir/", "." and ".." name folders, whether they are there or not.
+    if (const fs::path last = fs::path(rest[1]).filename();
+        !rest[1].empty() && (last.empty() || last == "." || last == ".."))
+        inputs.output /= "";
     rest = rest.subspan(2);
     if (rest.size() >= 2 && rest[0] == "--audio") {
         // An unknown mode is not one: both words are paths then.

@@ -11,6 +11,7 @@
 #include "media/error.h"
 #include "pack/copy_names.h"
 #include "pack/report.h"
+#include "pack/target.h"
 #include "platform/archive.h"
 #include "platform/clean_up.h"
 #include "platform/file.h"
@@ -21,8 +22,6 @@ namespace fs = std::filesystem;
 namespace Pack {
 
 namespace {
-
-constexpr std::string_view noZip = "The zip can't be written";
 
 /// The file system's refusal as a sentence: "The zip can't be written: no space left on device."
 [[noreturn]] void fail(std::string_view what, const std::error_code& code) {
@@ -43,26 +42,6 @@ auto orFail(std::string_view what, Step step) {
     }
 }
 
-/// Refuses targets that are known to be impossible, or fatal for a clip, while nothing has been written yet.
-void checkTarget(std::span<const PackClip> clips, const fs::path& zip) {
-    std::error_code error;
-    const fs::file_status status = fs::status(zip, error);
-    if (!zip.has_filename())
-        fail(noZip, std::make_error_code(std::errc::no_such_file_or_directory));
-    if (!fs::exists(status))
-        return;
-    if (fs::is_directory(status))
-        fail(noZip, std::make_error_code(std::errc::is_a_directory));
-    if (!fs::is_regular_file(status)) // a pipe, a device
-        throw PackError::failed("The zip can't be saved over " +
-                                platform::validUTF8(zip.filename().native()) + ": it is not a file.");
-    for (const PackClip& clip : clips)
-        if (fs::equivalent(clip.source, zip, error))
-            throw PackError::failed("The zip can't be saved over " +
-                                    platform::validUTF8(clip.source.filename().native()) +
-                                    ": it is one of the clips.");
-}
-
 /// The working folder, made. Somebody else may take the chosen name in between.
 std::unique_ptr<platform::TemporaryFolder> makeWorkingFolder(const fs::path& zip) {
     return orFail("The working folder can't be made", [&] {
@@ -75,6 +54,12 @@ std::unique_ptr<platform::TemporaryFolder> makeWorkingFolder(const fs::path& zip
             }
         }
     });
+}
+
+/// What the zip's entries stand under: its own name, unless nothing but full stops would be left of that.
+fs::path rootName(const fs::path& zip) {
+    const fs::path stem = zip.stem();
+    return stem == "." || stem == ".." ? zip.filename() : stem;
 }
 
 /// Makes the folders of a copy, one by one: the working folder itself is never made anew once it is gone.
@@ -156,8 +141,7 @@ class Run {
 
 void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio audio,
           const MakeCallbacks& callbacks, const std::function<WriteCopy>& writeCopy) {
-    checkTarget(clips, zip);
-    const auto workingFolder = makeWorkingFolder(zip);
+    const auto workingFolder = makeWorkingFolder(target(zip, clips));
     Run run(workingFolder->path(), audio, callbacks, writeCopy);
     std::vector<std::string> names = copyNames(clips);
     for (std::size_t index = 0; index < clips.size(); ++index)
@@ -185,8 +169,11 @@ fs::path folder(const fs::path& zip) {
 }
 
 void zipFolder(const fs::path& folder, const fs::path& zip) {
-    orFail(noZip, [&] {
-        platform::archiveFolder(folder, zip, [](const fs::path& file) { return file.extension() == ".mov"; });
+    // What is there may have changed since the pack began.
+    const fs::path file = target(zip);
+    orFail("The zip can't be written", [&] {
+        platform::archiveFolder(folder, rootName(zip), file,
+                                [](const fs::path& entry) { return entry.extension() == ".mov"; });
     });
 }
 

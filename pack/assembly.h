@@ -27,8 +27,8 @@ using WriteCopy = PackResult(const PackClip& clip, const std::filesystem::path& 
 
 /// Writes the copies of all clips, the report and the archive at `zip`. A clip that fails is reported and the
 /// pack goes on. Throws PackError or media::Error when the pack as a whole fails; whatever happens, the
-/// working folder is gone afterwards and an earlier file at `zip` is either as it was or replaced whole. A
-/// `zip` that is a folder, or one of the clips, is refused before anything is written.
+/// working folder is gone afterwards and an earlier zip at `zip` is either as it was or replaced whole. What
+/// `target` refuses is refused before anything is written.
 void make(std::span<const PackClip> clips, const std::filesystem::path& zip, ScratchAudio audio,
           const MakeCallbacks& callbacks,
           const std::function<WriteCopy>& writeCopy = static_cast<WriteCopy*>(write));
@@ -36,7 +36,8 @@ void make(std::span<const PackClip> clips, const std::filesystem::path& zip, Scr
 /// The working folder for a zip: beside it, named after it, with the first number that is free.
 [[nodiscard]] std::filesystem::path folder(const std::filesystem::path& zip);
 
-/// Makes the archive of a folder at the zip's place, replacing a file that is there. Throws media::Error.
+/// Makes the archive of a folder at the zip's place, replacing a zip that is there; its entries stand under
+/// the zip's name. A link stays, and so do the replaced zip's permissions. Throws PackError or media::Error.
 void zipFolder(const std::filesystem::path& folder, const std::filesystem::path& zip);
 
 /// Bytes of media that the copies of clips with these headers will hold; 0 when that is not finite.

@@ -404,13 +404,14 @@ void addTree(Archive& archive, const fs::path& folder, const std::string& name,
 
 } // namespace
 
-void archiveFolder(const fs::path& folder, const fs::path& zip,
+void archiveFolder(const fs::path& folder, const fs::path& root, const fs::path& zip,
                    const std::function<bool(const fs::path& file)>& isStored) {
     TemporaryFile temporary(zip.parent_path());
+    temporary.file().takePermissions(zip);
     ArchiveTarget target(temporary.file());
     {
         Archive archive(target);
-        addTree(archive, folder, entryName(folder), isStored);
+        addTree(archive, folder, entryName(root), isStored);
         archive.close();
     }
     temporary.file().close();

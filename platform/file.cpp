@@ -2,12 +2,14 @@
 #include "platform/file.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace platform {
@@ -147,6 +149,24 @@ void WritableFile::writeAt(std::uint64_t offset, std::span<const std::byte> byte
 
 std::size_t WritableFile::readAt(std::uint64_t offset, std::span<std::byte> out) const {
     return readFully(descriptor_, offset, out);
+}
+
+void WritableFile::takePermissions(const std::filesystem::path& path) const noexcept {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0)
+        return;
+    const uid_t owner = ::geteuid() == 0 ? status.st_uid : static_cast<uid_t>(-1);
+    if (::fchown(descriptor_, owner, status.st_gid) != 0) {
+        // What the old file's group may do is not for another one.
+        (void)::fchmod(descriptor_, status.st_mode & (S_IRWXU | S_IRWXO));
+        return;
+    }
+    (void)::fchmod(descriptor_, status.st_mode & ACCESSPERMS);
+    constexpr const char* accessList = "system.posix_acl_access";
+    std::array<char, 4096> entries{};
+    const ssize_t size = ::getxattr(path.c_str(), accessList, entries.data(), entries.size());
+    if (size > 0)
+        (void)::fsetxattr(descriptor_, accessList, entries.data(), static_cast<std::size_t>(size), 0);
 }
 
 void WritableFile::startFlushing(std::uint64_t offset, std::uint64_t length) const noexcept {

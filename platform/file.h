@@ -55,6 +55,9 @@ class WritableFile {
     void writeAt(std::uint64_t offset, std::span<const std::byte> bytes);
     /// Bytes read: fewer than asked for only at the end of the file.
     std::size_t readAt(std::uint64_t offset, std::span<std::byte> out) const;
+    /// Gives the file the group and permissions of the one at `path`, access list included, as far as the
+    /// file system has them and this user may; without one there it keeps its own.
+    void takePermissions(const std::filesystem::path& path) const noexcept;
     /// Lets the disk begin with these bytes at once, so that there is little left to wait for at the end.
     void startFlushing(std::uint64_t offset, std::uint64_t length) const noexcept;
     /// Closes the file; reports what the system held back until now. The destructor closes without reporting.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fstream>
 #include <limits>
+#include <map>
 
 #include <gmock/gmock.h>
 
@@ -27,6 +28,9 @@ std::string content(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
+
+/// What an earlier zip begins with, which is as far as anyone looks.
+constexpr const char* earlier = "PK\3\4 earlier";
 
 /// Packs with a writer of the test's own, and keeps what is told on the way.
 class Assembly : public testing::Test {
@@ -72,7 +76,7 @@ print("\n".join(archive.namelist()))
 
     test::TemporaryFolder folder_;
     fs::path place_ = folder_ / "place";
-    fs::path zip_ = folder_.write("place/Day 1.zip", "earlier");
+    fs::path zip_ = folder_.write("place/Day 1.zip", earlier);
     bool cancelled_ = false;
     std::vector<std::string> events_;
     std::function<Pack::WriteCopy> write_ = [](const PackClip& of, const fs::path& to, ScratchAudio,
@@ -146,7 +150,7 @@ TEST_F(Assembly, StopsBetweenClipsAndInsideOne) {
     cancelled_ = false;
     EXPECT_EQ(make({clip("1"), clip("2 inside"), clip("3")}), "Stopped.");
     EXPECT_THAT(events_, ElementsAre("1 0", "1 packed", "2 inside 0"));
-    EXPECT_EQ(content(zip_), "earlier");
+    EXPECT_EQ(content(zip_), earlier);
     EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
 }
 
@@ -161,24 +165,85 @@ TEST_F(Assembly, TellsOfProgressInHundredthsAtLeast) {
                 ElementsAre("A 0", "A 12", "A 30", "A packed", "B 0", "B 12", "B 30", "B packed", "saving"));
 }
 
-TEST_F(Assembly, RefusesAClipAsItsZip) {
+TEST_F(Assembly, ReplacesOnlyZipsAndEmptyFiles) {
     const PackClip precious = clip("A");
     const fs::path card = precious.source.parent_path();
+    const std::string movie("\0\0\0\x14"
+                            "ftypqt  ",
+                            12);
     fs::create_hard_link(precious.source, folder_ / "hard.zip");
     fs::create_symlink(precious.source, folder_ / "soft.zip");
-    for (const fs::path& target :
-         {precious.source, card / ".." / "card" / "A.mov", folder_ / "hard.zip", folder_ / "soft.zip"}) {
-        zip_ = target;
-        EXPECT_EQ(make({precious}), "The zip can't be saved over A.mov: it is one of the clips.") << target;
+    folder_.write("B.mov", movie);
+    folder_.write("PK", "PK");
+    folder_.write("almost.zip", "PK\3\6 not so");
+    fs::create_symlink("B.mov", folder_ / "link.zip");
+    fs::create_symlink("circle.zip", folder_ / "circle.zip");
+    fs::create_symlink("/dev/null", folder_ / "null.zip");
+    fs::create_symlink("new/", folder_ / "new.zip");
+    test::runChecked({"mkfifo", (folder_ / "pipe.zip").string()});
+    fs::create_directory(folder_ / "Folder.zip");
+    const std::string clipsOwn = "over A.mov: it is one of the clips";
+    const std::string linked = ", a link to ";
+    for (const auto& [name, why] : std::map<fs::path, std::string>{
+             {precious.source, clipsOwn},
+             {card / ".." / "card" / "A.mov", clipsOwn},
+             {folder_ / "hard.zip", clipsOwn},
+             {folder_ / "soft.zip", clipsOwn},
+             {folder_ / "B.mov", "over B.mov: it is not a zip"},
+             {folder_ / "PK", "over PK: it is not a zip"},
+             {folder_ / "almost.zip", "over almost.zip: it is not a zip"},
+             {folder_ / "link.zip",
+              "over link.zip" + linked + (folder_ / "B.mov").string() + ": it is not a zip"},
+             {folder_ / "circle.zip", "as circle.zip: too many levels of symbolic links"},
+             {folder_ / "null.zip", "over null.zip" + linked + "/dev/null: it is not a file"},
+             {folder_ / "pipe.zip", "over pipe.zip: it is not a file"},
+             {folder_ / "new.zip",
+              "over new.zip" + linked + (folder_ / "new/").string() + ": it is a folder"},
+             {folder_ / "Folder.zip", "over Folder.zip: it is a folder"},
+             {folder_ / "newdir/", "as newdir/: that is a folder"},
+             {"", "without a name: no such file or directory"},
+         }) {
+        zip_ = name;
+        EXPECT_EQ(make({precious}), "The zip can't be saved " + why + ".");
     }
     EXPECT_EQ(content(precious.source), "A");
+    EXPECT_EQ(content(folder_ / "B.mov"), movie);
     EXPECT_TRUE(events_.empty());
+
+    // What comes there while the pack is made is no more ours to replace.
+    zip_ = folder_ / "late.zip";
+    write_ = [this](auto&&...) {
+        folder_.write("late.zip", "notes");
+        return PackResult{};
+    };
+    EXPECT_EQ(make({precious}), "The zip can't be saved over late.zip: it is not a zip.");
+    EXPECT_EQ(content(zip_), "notes");
+}
+
+TEST_F(Assembly, KeepsLinksAndPermissions) {
+    folder_.write("store/empty");
+    test::runChecked({"python3", "-c", "import sys, zipfile; zipfile.ZipFile(sys.argv[1], 'w')",
+                      (folder_ / "store/no entries").string()});
+    for (const char* file : {"empty", "no entries", "to come"}) {
+        const fs::path store = folder_ / "store" / file;
+        const bool isThere = fs::exists(store);
+        if (isThere)
+            fs::permissions(store, fs::perms(0640));
+        zip_ = place_ / (std::string(file) + ".zip");
+        fs::create_symlink(fs::path("../store") / file, place_ / "between");
+        fs::create_symlink("between", zip_);
+        EXPECT_EQ(make({clip("A")}), "saved");
+        EXPECT_TRUE(fs::is_symlink(zip_));
+        EXPECT_EQ(fs::status(store).permissions() == fs::perms(0640), isThere) << file;
+        EXPECT_EQ(entries().front(), std::string(file) + "/");
+        fs::remove(place_ / "between");
+        fs::remove(zip_);
+    }
+    EXPECT_THAT(names(folder_ / "store"), UnorderedElementsAre("empty", "no entries", "to come"));
+    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, SaysWhyThereIsNoZipAndLeavesNothing) {
-    fs::create_directory(place_ / "Card");
-    zip_ = place_ / "Card";
-    EXPECT_EQ(make({clip("A")}), "The zip can't be written: is a directory.");
     zip_ = folder_ / "missing/Day 1.zip";
     EXPECT_EQ(make({clip("A")}), "The working folder can't be made: no such file or directory.");
 
@@ -191,8 +256,8 @@ TEST_F(Assembly, SaysWhyThereIsNoZipAndLeavesNothing) {
     EXPECT_EQ(make({clip("A"), clip("B/C")}), "The report can't be written: no such file or directory.");
     EXPECT_THAT(events_,
                 testing::Contains("B/C: The copy's folder can't be made: no such file or directory."));
-    EXPECT_EQ(content(zip_), "earlier");
-    EXPECT_THAT(names(place_), UnorderedElementsAre("Card", "Day 1.zip"));
+    EXPECT_EQ(content(zip_), earlier);
+    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, ChoosesAWorkingFolderThatIsNobodys) {
@@ -203,7 +268,7 @@ TEST_F(Assembly, ChoosesAWorkingFolderThatIsNobodys) {
     EXPECT_EQ(Pack::folder(place_ / "v1.2.zip"), place_ / "v1.2");
     EXPECT_EQ(Pack::folder(place_ / "no extension"), place_ / "no extension 2");
     EXPECT_EQ(make({clip("A")}), "saved");
-    EXPECT_EQ(entries().front(), "Day 1 3/");
+    EXPECT_EQ(entries().front(), "Day 1/");
     EXPECT_EQ(content(place_ / "Day 1/mine.txt"), "mine");
 }
 

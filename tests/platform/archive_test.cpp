@@ -47,7 +47,7 @@ TEST(Archive, HoldsTheWholeFolderUnderItsName) {
     folder.write("Day 1/R\xE9union/x.mov", "x");
     fs::create_directories(folder / "Day 1/B001/nothing here");
     const fs::path zip = folder / "Day 1.zip";
-    platform::archiveFolder(folder / "Day 1", zip, isMovie);
+    platform::archiveFolder(folder / "Day 1", "Day 1", zip, isMovie);
     EXPECT_EQ(listing(zip), "Day 1/ 0 0 0o40755\n"
                             "Day 1/A001/ 0 0 0o40755\n"
                             "Day 1/A001/CLIP/ 0 0 0o40755\n"
@@ -69,7 +69,7 @@ TEST(Archive, KeepsModificationTimesInEveryTimeZone) {
         std::chrono::sys_days(std::chrono::year(2024) / 7 / 14) + std::chrono::seconds(3'661));
     fs::last_write_time(file, shot);
     fs::last_write_time(folder / "Pack", shot);
-    platform::archiveFolder(folder / "Pack", folder / "Pack.zip", isMovie);
+    platform::archiveFolder(folder / "Pack", "Pack", folder / "Pack.zip", isMovie);
     test::runChecked({"unzip", "-q", "Pack.zip", "-d", "far away"},
                      {.workingFolder = folder.path(), .environment = {{"TZ", "Pacific/Auckland"}}});
     EXPECT_EQ(fs::last_write_time(folder / "far away/Pack/A.mov"), shot);
@@ -82,7 +82,7 @@ TEST(Archive, LeavesTheEarlierOneAndNothingElseWhenItFails) {
     const fs::path zip = folder.write("Pack.zip", "earlier");
     const auto errorOf = [&](const fs::path& to) {
         try {
-            platform::archiveFolder(folder / "Pack", to, isMovie);
+            platform::archiveFolder(folder / "Pack", "Pack", to, isMovie);
         } catch (const std::system_error& error) {
             return error.code();
         }
