@@ -10,6 +10,21 @@
 
 namespace media {
 
+/// A ratio as metadata holds it; rates are checked before they are used. Not reduced.
+struct Rational {
+    std::int64_t num = 0;
+    std::int64_t den = 1;
+
+    /// Whether this can be a rate: above zero and at most a million a second.
+    [[nodiscard]] bool isRate() const noexcept { return num > 0 && den > 0 && num / den < 1'000'000; }
+    [[nodiscard]] double value() const noexcept {
+        return static_cast<double>(num) / static_cast<double>(den);
+    }
+    friend bool operator==(const Rational& a, const Rational& b) noexcept {
+        return a.num * b.den == b.num * a.den;
+    }
+};
+
 /// value / timescale seconds. `timescale` is at least 1 in every Time that the media layer hands out.
 struct Time {
     std::int64_t value = 0;

@@ -11,23 +11,9 @@
 #include <vector>
 
 #include "media/mxf/partition.h"
+#include "media/time.h"
 
 namespace media::mxf {
-
-/// A ratio as metadata holds it; rates are checked before they are used.
-struct Rational {
-    std::int64_t num = 0;
-    std::int64_t den = 1;
-
-    /// Whether this can be a rate: above zero and at most a million a second.
-    [[nodiscard]] bool isRate() const noexcept { return num > 0 && den > 0 && num / den < 1'000'000; }
-    [[nodiscard]] double value() const noexcept {
-        return static_cast<double>(num) / static_cast<double>(den);
-    }
-    friend bool operator==(const Rational& a, const Rational& b) noexcept {
-        return a.num * b.den == b.num * a.den;
-    }
-};
 
 /// One set: its kind and its properties by local tag. An absent, empty or malformed property reads as none.
 class LocalSet {

@@ -6,7 +6,8 @@
 
 #include "media/mxf/clip_tracks.h"
 #include "media/mxf/sound_reader.h"
-#include "media/mxf/timecode_track.h"
+#include "media/mxf/timecode_source.h"
+#include "media/quicktime/timecode_track.h"
 
 namespace media::mxf {
 
@@ -192,7 +193,7 @@ class MXFContainer final : public Container {
     FileLayout layout_;
     std::vector<Track> tracks_;
     std::vector<SoundPlace> places_; ///< by track, the timecode track excepted
-    std::optional<TimecodeTrack> timecode_;
+    std::optional<quicktime::TimecodeTrack> timecode_;
     Time duration_;
     std::vector<MetadataItem> items_;
     std::optional<Date> date_;

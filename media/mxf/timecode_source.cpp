@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 #include "media/io/byte_reader.h"
 #include "media/mxf/element_walker.h"
+#include "media/timecode/time_address.h"
 
 namespace media::mxf {
 
@@ -14,28 +14,6 @@ namespace {
 
 constexpr std::uint32_t largestBase = 240;
 constexpr int deepestChain = 8;
-
-Rational reduced(std::int64_t num, std::int64_t den) {
-    const std::int64_t common = std::max<std::int64_t>(std::gcd(num, den), 1);
-    return {num / common, den / common};
-}
-
-/// Frames that carry numbers of their own in a day.
-std::int64_t framesPerDay(std::uint32_t base, bool dropFrame) {
-    const std::int64_t all = std::int64_t{base} * 86'400;
-    return dropFrame && base % 30 == 0 ? all - std::int64_t{base} / 15 * 9 * 144 : all;
-}
-
-/// The rate at which timecode of a base counts beside pictures of a rate: 30 counts at 29.97 beside 29.97
-/// and 59.94.
-Rational countingRate(std::uint32_t base, Rational frameRate) {
-    constexpr std::int64_t largestNumerator = 1'000'000;
-    const std::int64_t whole = std::max<std::int64_t>(std::llround(frameRate.value()), 1);
-    const Rational rate = reduced(io::checkedMultiply<std::int64_t>(frameRate.num, base),
-                                  io::checkedMultiply<std::int64_t>(frameRate.den, whole));
-    // No real rate takes a longer fraction.
-    return rate.num <= largestNumerator ? rate : Rational{base, 1};
-}
 
 /// A base as written, but for NTSC rates rounded down instead of up; from the rate where there is none.
 std::uint32_t baseOf(const Component& component, Rational frameRate) {
@@ -181,26 +159,17 @@ std::optional<TimecodeRun> systemItemTimecode(const io::ByteSource& source, cons
     constexpr std::uint32_t bases[] = {0, 24, 25, 30, 48, 50, 60};
     if (!isStamped || rate == 0 || rate >= std::size(bases))
         return std::nullopt;
-    const std::uint32_t frames = pack.u8();
-    const std::uint32_t seconds = pack.u8();
-    const std::uint32_t minutes = pack.u8();
-    const std::uint32_t hours = pack.u8();
-    const auto decimal = [](std::uint32_t bcd) { return std::int64_t{(bcd >> 4) * 10 + (bcd & 15)}; };
     TimecodeRun run;
     run.start = {0, 1};
     run.base = bases[rate];
     run.rate = (rateByte & 1) != 0 ? Rational{std::int64_t{run.base} * 1000, 1001} : Rational{run.base, 1};
-    run.dropFrame = (frames & 0x40) != 0;
-    std::int64_t frame = decimal(frames & 0x3f);
-    if (run.base > 30) { // the address counts pairs, and a field mark tells the second of a pair
-        const bool isSecond = ((run.base == 60 ? seconds : hours) & 0x80) != 0;
-        frame = 2 * frame + (isSecond ? 1 : 0);
-    }
-    const std::int64_t allMinutes = decimal(hours & 0x3f) * 60 + decimal(minutes & 0x7f);
-    run.frame = (allMinutes * 60 + decimal(seconds & 0x7f)) * run.base + frame;
-    if (run.dropFrame && run.base % 30 == 0)
-        run.frame -= std::int64_t{run.base} / 15 * (allMinutes - allMinutes / 10);
-    return run.frame < 0 ? std::nullopt : std::optional(run);
+    const auto address = readTimeAddress(pack.bytes(4).first<4>(), run.base);
+    const auto frame = address ? frameNumber(*address, run.base) : std::nullopt;
+    if (!frame)
+        return std::nullopt;
+    run.dropFrame = address->dropFrame;
+    run.frame = *frame;
+    return run;
 }
 
 } // namespace media::mxf

@@ -8,18 +8,9 @@
 
 #include "media/mxf/clip.h"
 #include "media/mxf/partition.h"
-#include "media/time.h"
+#include "media/timecode/timecode_run.h"
 
 namespace media::mxf {
-
-/// A stretch over which timecode counts on without a jump.
-struct TimecodeRun {
-    Time start;             ///< on the clip's timeline
-    std::int64_t frame = 0; ///< whole frames from midnight at its start
-    std::uint32_t base = 0; ///< whole frames a second
-    Rational rate;          ///< at which it really counts: 30000/1001 for a base of 30 beside 29.97 and 59.94
-    bool dropFrame = false;
-};
 
 /// The runs of a clip in order, the first one at time zero: from the material package, else the file package,
 /// else the package of the tape or recording it was made from. Empty when none has timecode.

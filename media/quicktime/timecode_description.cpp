@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "media/io/byte_writer.h"
+
 namespace media::quicktime {
 
 namespace {
@@ -35,6 +37,33 @@ FormatDescription readTimecodeDescription(const SampleEntry& entry) {
     timecode.timescale = reader.u32();
     timecode.frameDuration = reader.u32();
     timecode.frameQuanta = countedBase(reader.u8(), timecode.timescale, timecode.frameDuration);
+    format.timecode = timecode;
+    return format;
+}
+
+FormatDescription makeTimecodeDescription(const TimecodeRun& run, bool wide) {
+    constexpr std::uint32_t dropFrameFlag = 1;
+    constexpr std::uint32_t wrapsAt24HoursFlag = 2;
+    FormatDescription format;
+    format.mediaType = MediaType::timecode;
+    format.mediaSubType = wide ? fourCC("tc64") : fourCC("tmcd");
+    TimecodeDescription timecode;
+    timecode.frameQuanta = run.base;
+    timecode.flags = wrapsAt24HoursFlag | (run.dropFrame ? dropFrameFlag : 0);
+    timecode.timescale = io::checked<std::uint32_t>(run.rate.num);
+    timecode.frameDuration = io::checked<std::uint32_t>(run.rate.den);
+    io::ByteWriter entry;
+    entry.box(format.mediaSubType, [&] {
+        entry.zeros(6);
+        entry.u16(1); // data reference
+        entry.u32(0);
+        entry.u32(timecode.flags);
+        entry.u32(timecode.timescale);
+        entry.u32(timecode.frameDuration);
+        entry.u8(static_cast<std::uint8_t>(timecode.frameQuanta));
+        entry.u8(0);
+    });
+    format.sampleEntry = entry.take();
     format.timecode = timecode;
     return format;
 }

@@ -3,10 +3,15 @@
 #pragma once
 
 #include "media/quicktime/sample_description.h"
+#include "media/timecode/timecode_run.h"
 
 namespace media::quicktime {
 
 /// The facts of a `tmcd` or `tc64` entry; the entry itself is kept byte for byte.
 [[nodiscard]] FormatDescription readTimecodeDescription(const SampleEntry& entry);
+
+/// The entry of 34 bytes for timecode that counts as `run` does and wraps at 24 hours: `tmcd`, or `tc64`
+/// where `wide`. Throws Error (corrupt) when the rate does not fit.
+[[nodiscard]] FormatDescription makeTimecodeDescription(const TimecodeRun& run, bool wide);
 
 } // namespace media::quicktime

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "media/mxf/timecode_track.h"
+#include "media/quicktime/timecode_track.h"
 
 #include <algorithm>
 #include <numeric>
 
 #include "media/io/byte_writer.h"
+#include "media/quicktime/timecode_description.h"
 
-namespace media::mxf {
+namespace media::quicktime {
 
 namespace {
 
-constexpr std::uint32_t dropFrameFlag = 1;
-constexpr std::uint32_t wrapsAt24HoursFlag = 2;
 constexpr std::int64_t largestTimescale = 10'000'000;
 /// Ticks of a sample at most: a timecode sample's duration has 32 bits.
 constexpr std::int64_t longestSample = std::int64_t{1} << 31;
@@ -53,31 +52,9 @@ TimecodeTrack::TimecodeTrack(const std::vector<TimecodeRun>& runs, Time end) {
     const bool isWide = std::ranges::any_of(samples, [](const Sample& s) { return s.frame > UINT32_MAX; });
     sampleBytes_ = isWide ? 8 : 4;
 
-    FormatDescription description;
-    description.mediaType = MediaType::timecode;
-    description.mediaSubType = isWide ? fourCC("tc64") : fourCC("tmcd");
-    TimecodeDescription timecode;
-    timecode.frameQuanta = runs.front().base;
-    timecode.flags = wrapsAt24HoursFlag | (runs.front().dropFrame ? dropFrameFlag : 0);
-    timecode.timescale = io::checked<std::uint32_t>(rate.num);
-    timecode.frameDuration = io::checked<std::uint32_t>(rate.den);
-    io::ByteWriter entry;
-    entry.box(description.mediaSubType, [&] {
-        entry.zeros(6);
-        entry.u16(1); // data reference
-        entry.u32(0);
-        entry.u32(timecode.flags);
-        entry.u32(timecode.timescale);
-        entry.u32(timecode.frameDuration);
-        entry.u8(static_cast<std::uint8_t>(timecode.frameQuanta));
-        entry.u8(0);
-    });
-    description.sampleEntry = entry.take();
-    description.timecode = timecode;
-
     track_.mediaType = MediaType::timecode;
     track_.timescale = timescale;
-    track_.formatDescriptions.push_back(std::move(description));
+    track_.formatDescriptions.push_back(makeTimecodeDescription(runs.front(), isWide));
     if (endTicks > 0)
         track_.edits.push_back({{0, timescale}, {endTicks, timescale}, 0});
     samples_ = std::make_shared<const std::vector<Sample>>(std::move(samples));
@@ -125,4 +102,4 @@ std::unique_ptr<TrackReader> TimecodeTrack::reader() const {
     return std::make_unique<Reader>(samples_, sampleBytes_);
 }
 
-} // namespace media::mxf
+} // namespace media::quicktime

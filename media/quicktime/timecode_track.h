@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The clip's timecode as a QuickTime timecode track: where an MXF file keeps it (SMPTE ST 377-1 timecode
-// components, ST 385 system items), and the samples and sample description made from it (QuickTime File
-// Format, timecode media).
+// A QuickTime timecode track made of timecode that a clip keeps in another form: samples, edits and sample
+// description (QuickTime File Format, timecode media).
 #pragma once
 
 #include <cstdint>
@@ -9,9 +8,9 @@
 #include <vector>
 
 #include "media/container.h"
-#include "media/mxf/timecode_source.h"
+#include "media/timecode/timecode_run.h"
 
-namespace media::mxf {
+namespace media::quicktime {
 
 /// A timecode track and its samples.
 class TimecodeTrack {
@@ -36,4 +35,4 @@ class TimecodeTrack {
     std::size_t sampleBytes_ = 4;
 };
 
-} // namespace media::mxf
+} // namespace media::quicktime
