@@ -77,15 +77,22 @@ class Run {
         : workingFolder_(workingFolder), audio_(audio), callbacks_(callbacks), writeCopy_(writeCopy),
           isCancelled_(callbacks.isCancelled ? callbacks.isCancelled : [] { return false; }) {}
 
-    /// Throws PackError::cancelled; everything else that goes wrong is the clip's outcome.
-    void pack(const PackClip& clip) {
+    /// The clip, packed as the copy that `choice` names: true when that is there in the end. Throws
+    /// PackError::cancelled; everything else that goes wrong is the clip's outcome.
+    bool pack(const PackClip& clip, const CopyNames::Choice& choice) {
         if (isCancelled_())
             throw PackError::cancelled();
-        const fs::path copy = workingFolder_ / (clip.packPath + ".mov");
+        const PackClip named{clip.source, choice.path, clip.size};
+        const fs::path copy = workingFolder_ / (choice.path + ".mov");
         Outcome outcome = PackFailure{};
+        bool isPacked = false;
         try {
-            makeFolders(workingFolder_, clip.folder());
-            outcome = write(clip, copy);
+            makeFolders(workingFolder_, named.folder());
+            PackResult result = write(named, copy);
+            if (choice.isNumbered)
+                result.notes.push_back("copy named " + copy.stem().native());
+            outcome = std::move(result);
+            isPacked = true;
         } catch (const PackError& error) {
             if (error.kind() == PackError::Case::cancelled)
                 throw;
@@ -93,9 +100,10 @@ class Run {
         } catch (const std::exception&) {
             outcome = failed(copy);
         }
-        outcomes_.emplace_back(clip, std::move(outcome));
+        outcomes_.emplace_back(isPacked ? named : clip, std::move(outcome));
         if (callbacks_.finished)
             callbacks_.finished(outcomes_.back().first, outcomes_.back().second);
+        return isPacked;
     }
 
     [[nodiscard]] std::string report() const { return Pack::report(outcomes_, audio_); }
@@ -143,9 +151,12 @@ void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio aud
           const MakeCallbacks& callbacks, const std::function<WriteCopy>& writeCopy) {
     const auto workingFolder = makeWorkingFolder(target(zip, clips));
     Run run(workingFolder->path(), audio, callbacks, writeCopy);
-    std::vector<std::string> names = copyNames(clips);
-    for (std::size_t index = 0; index < clips.size(); ++index)
-        run.pack({clips[index].source, std::move(names[index]), clips[index].size});
+    CopyNames names(clips, platform::longestName(workingFolder->path()));
+    for (std::size_t index = 0; index < clips.size(); ++index) {
+        const CopyNames::Choice choice = names.choose(index);
+        if (run.pack(clips[index], choice))
+            names.take(choice.path);
+    }
     if (callbacks.saving)
         callbacks.saving();
     orFail("The report can't be written",
@@ -154,17 +165,17 @@ void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio aud
 }
 
 fs::path folder(const fs::path& zip) {
-    const fs::path first = zip.parent_path() / zip.stem();
-    fs::path candidate = first;
+    const fs::path parent = zip.parent_path();
+    const std::string name = zip.stem().native();
+    const std::size_t longest = platform::longestName(parent);
+    fs::path candidate = parent / withSuffix(name, "", longest);
     // A link that leads nowhere is in the way too, and so is a zip without an extension that is to come.
     const auto isTaken = [&] {
         std::error_code error;
         return candidate == zip || fs::exists(fs::symlink_status(candidate, error));
     };
-    for (int number = 2; isTaken(); ++number) {
-        candidate = first;
-        candidate += " " + std::to_string(number);
-    }
+    for (int number = 2; isTaken(); ++number)
+        candidate = parent / withSuffix(name, " " + std::to_string(number), longest);
     return candidate;
 }
 

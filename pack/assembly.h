@@ -12,8 +12,8 @@
 namespace Pack {
 
 /// What the maker of a pack wants to hear and says; called from the calling thread and from lanes' threads.
-/// Any of them may be left empty. The clips handed on carry the path of their copy in the pack: where two
-/// clips have the same, the second's is not the one that it came with.
+/// Any of them may be left empty. The clips handed on carry the path of their copy in the pack, which is not
+/// always the one that they came with (pack/copy_names.h); a clip that failed has its own.
 struct MakeCallbacks {
     std::function<void(const PackClip&, double fraction)> item{}; ///< progress of one clip, 0 to 1
     std::function<void(const PackClip&, const Outcome&)> finished{};

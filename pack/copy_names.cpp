@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "pack/copy_names.h"
 
-#include <map>
-#include <set>
+#include <utility>
 
 #include "pack/report.h"
 #include "platform/text.h"
@@ -13,96 +12,92 @@ namespace {
 
 constexpr std::string_view copyExtension = ".mov";
 
-/// Bytes of the longest name that every usual file system takes (255), less room for a number and the
-/// extension.
-constexpr std::size_t longestName = 240;
-
-/// The name as a zip can hold it, cut, between two characters, to what a file system takes.
-std::string fitting(std::string_view component) {
-    std::string name = platform::zipName(component);
-    if (name.size() <= longestName)
-        return name;
-    std::size_t end = longestName;
-    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80)
-        --end;
-    name.resize(end);
-    return name;
+std::string copyKey(std::string_view path) {
+    return platform::nameKey(std::string(path) + std::string(copyExtension));
 }
 
-std::string fittingPath(std::string_view path) {
+/// A path's folders, up to and with the last slash, and its last component.
+std::pair<std::string_view, std::string_view> parts(std::string_view path) {
+    const std::size_t slash = path.rfind('/');
+    const std::size_t end = slash == path.npos ? 0 : slash + 1;
+    return {path.substr(0, end), path.substr(end)};
+}
+
+/// The path as a zip and a file system can hold it.
+std::string fittingPath(std::string_view path, std::size_t longestName) {
     std::string result;
     for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/')) {
-        result += fitting(path.substr(0, slash)) + '/';
+        result += withSuffix(platform::zipName(path.substr(0, slash)), "", longestName) + '/';
         path.remove_prefix(slash + 1);
     }
-    return result + fitting(path);
+    return result + withSuffix(platform::zipName(path), "", longestName - copyExtension.size());
 }
 
-/// Keys of what the pack holds.
-class Places {
-  public:
-    /// Whether something is or will be at this path.
-    [[nodiscard]] bool holds(std::string_view path) const { return keys_.contains(platform::nameKey(path)); }
-    /// False when it was taken already.
-    bool take(std::string_view path) { return keys_.insert(platform::nameKey(path)).second; }
-    void takeFoldersOf(std::string_view path) {
-        for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1))
-            take(path.substr(0, slash));
-    }
-
-  private:
-    std::set<std::string> keys_;
-};
-
-std::string numbered(const std::string& name, int number) {
-    return name + " " + std::to_string(number);
+std::string numbered(std::string_view name, int number, std::size_t longestName) {
+    return withSuffix(name, " " + std::to_string(number), longestName);
 }
 
 /// Gives a top folder that is called like the report another name, the same for all clips below it.
-void makeWayForReport(std::vector<std::string>& paths) {
-    Places topNames;
+void makeWayForReport(std::vector<std::string>& paths, std::size_t longestName) {
+    std::set<std::string> topNames;
     for (const std::string& path : paths)
-        topNames.take(path.substr(0, path.find('/')));
+        topNames.insert(platform::nameKey(path.substr(0, path.find('/'))));
     const std::string report = platform::nameKey(reportName);
-    std::map<std::string, std::string> renamed;
+    std::string renamed;
     for (std::string& path : paths) {
         const std::size_t slash = path.find('/');
         const std::string top = path.substr(0, slash);
         if (slash == path.npos || platform::nameKey(top) != report)
             continue;
-        std::string& name = renamed[report];
-        for (int number = 2; name.empty(); ++number)
-            if (topNames.take(numbered(top, number)))
-                name = numbered(top, number);
-        path.replace(0, slash, name);
+        for (int number = 2; renamed.empty(); ++number)
+            if (const std::string name = numbered(top, number, longestName);
+                topNames.insert(platform::nameKey(name)).second)
+                renamed = name;
+        path.replace(0, slash, renamed);
     }
 }
 
 } // namespace
 
-std::vector<std::string> copyNames(std::span<const PackClip> clips) {
-    std::vector<std::string> paths;
-    paths.reserve(clips.size());
-    for (const PackClip& clip : clips)
-        paths.push_back(fittingPath(clip.packPath));
-    makeWayForReport(paths);
-
-    Places places;
-    for (const std::string& path : paths)
-        places.takeFoldersOf(path);
-    const auto take = [&](const std::string& path) { return places.take(path + std::string(copyExtension)); };
-    // Whoever has a name to itself keeps it; those that come second choose among what is left.
-    std::vector<std::string*> homeless;
-    for (std::string& path : paths)
-        if (!take(path))
-            homeless.push_back(&path);
-    for (std::string* path : homeless) {
-        int number = 2;
-        while (!take(numbered(*path, number)))
-            ++number;
-        *path = numbered(*path, number);
+std::string withSuffix(std::string_view name, std::string_view suffix, std::size_t most) {
+    std::size_t end = name.size();
+    if (end + suffix.size() > most) {
+        end = most > suffix.size() ? most - suffix.size() : 0;
+        while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80)
+            --end;
     }
-    return paths;
+    return std::string(name.substr(0, end)).append(suffix);
+}
+
+CopyNames::CopyNames(std::span<const PackClip> clips, std::size_t longestName) : longestName_(longestName) {
+    own_.reserve(clips.size());
+    for (const PackClip& clip : clips)
+        own_.push_back(fittingPath(clip.packPath, longestName));
+    makeWayForReport(own_, longestName);
+    for (const std::string& path : own_) {
+        ownKeys_.insert(copyKey(path));
+        for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1))
+            taken_.insert(platform::nameKey(path.substr(0, slash)));
+    }
+}
+
+CopyNames::Choice CopyNames::choose(std::size_t index) {
+    const std::string& own = own_[index];
+    const std::string ownKey = copyKey(own);
+    if (!taken_.contains(ownKey))
+        return {own, false};
+    const auto [folders, name] = parts(own);
+    // Numbers below the last one tried are taken already.
+    for (int& number = lastNumber_.try_emplace(ownKey, 2).first->second;; ++number) {
+        std::string path = std::string(folders) + numbered(name, number, longestName_ - copyExtension.size());
+        const std::string key = copyKey(path);
+        if (!taken_.contains(key) && !ownKeys_.contains(key))
+            return {std::move(path), true};
+    }
+}
+
+void CopyNames::take(const std::string& path) {
+    taken_.insert(copyKey(path));
 }
 
 } // namespace Pack

@@ -180,6 +180,13 @@ void WritableFile::close() {
         throwLast("close");
 }
 
+std::size_t longestName(const std::filesystem::path& folder) noexcept {
+    constexpr long usual = 255;
+    constexpr long shortest = 14; // POSIX guarantees as much
+    const long here = ::pathconf(folder.empty() ? "." : folder.c_str(), _PC_NAME_MAX);
+    return static_cast<std::size_t>(here < 0 ? usual : std::clamp(here, shortest, usual));
+}
+
 std::optional<std::chrono::system_clock::time_point> creationDate(const std::filesystem::path& path) {
     struct statx status {};
     if (::statx(AT_FDCWD, path.c_str(), 0, STATX_BTIME | STATX_MTIME, &status) != 0)

@@ -68,6 +68,10 @@ class WritableFile {
     int descriptor_;
 };
 
+/// Bytes of the longest name that a file in this folder can have, and one on other usual file systems too
+/// (255).
+[[nodiscard]] std::size_t longestName(const std::filesystem::path& folder) noexcept;
+
 /// When the file came to be: the older of its birth and its last modification, for a copied card keeps only
 /// the latter. Empty when the file system can't tell.
 [[nodiscard]] std::optional<std::chrono::system_clock::time_point>

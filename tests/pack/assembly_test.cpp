@@ -102,22 +102,36 @@ TEST_F(Assembly, PacksAReportWithoutClips) {
     EXPECT_THAT(entries(), ElementsAre("Day 1/", "Day 1/Ferrowick Report.csv"));
 }
 
-TEST_F(Assembly, LosesNeitherOfTwoClipsWithOnePath) {
+TEST_F(Assembly, LosesNoneOfTheClipsWithOnePath) {
     write_ = [](const PackClip& of, const fs::path& to, auto, const auto&, const auto&) {
         EXPECT_FALSE(fs::exists(to)) << to;
         std::ofstream(to) << of.source.filename().string();
-        return PackResult{};
+        if (of.source.extension() == ".braw")
+            throw PackError::cantOpen();
+        PackResult result;
+        result.notes = {"a note"};
+        return result;
     };
-    EXPECT_EQ(make({clip("A/C3"), clip("A/C3", ".mp4"), {folder_.write("other/C4.mov"), "A/C3.mov/C4", 7}}),
+    EXPECT_EQ(make({clip("A/C3", ".braw"),
+                    clip("A/C3"),
+                    clip("A/C3", ".mp4"),
+                    clip("A/c3", ".braw"),
+                    {folder_.write("other/C5.mov"), "A/C4.mov/C5", 7},
+                    clip("A/C4")}),
               "saved");
     test::runChecked({"unzip", "-q", zip_.string(), "-d", (folder_ / "out").string()});
-    EXPECT_EQ(content(folder_ / "out/Day 1/A/C3 2.mov"), "C3.mov");
-    EXPECT_EQ(content(folder_ / "out/Day 1/A/C3 3.mov"), "C3.mp4");
-    EXPECT_EQ(content(folder_ / "out/Day 1/A/C3.mov/C4.mov"), "C4.mov");
-    EXPECT_THAT(events_, testing::Contains("A/C3 2 packed"));
-    const std::string report = content(folder_ / "out/Day 1/Ferrowick Report.csv");
-    EXPECT_THAT(report, testing::HasSubstr("A,C3,C3.mov,"));
-    EXPECT_THAT(report, testing::HasSubstr("A,C3,C3.mp4,"));
+    const fs::path out = folder_ / "out/Day 1";
+    EXPECT_EQ(content(out / "A/C3.mov"), "C3.mov");
+    EXPECT_EQ(content(out / "A/C3 2.mov"), "C3.mp4");
+    EXPECT_EQ(content(out / "A/C4.mov/C5.mov"), "C5.mov");
+    EXPECT_EQ(content(out / "A/C4 2.mov"), "C4.mov");
+    EXPECT_THAT(events_, testing::IsSupersetOf({"A/C3: Can't read this clip.", "A/C3 packed", "A/C3 2 packed",
+                                                "A/c3: Can't read this clip."}));
+    const std::string report = content(out / "Ferrowick Report.csv");
+    for (const char* part :
+         {"A,C3,C3.braw,,", "Not packed: Can't read this clip.\nA,C3,C3.mov,", ",a note\nA,C3,C3.mp4,",
+          ",a note; copy named C3 2\nA,c3,c3.braw,,", ",a note; copy named C4 2\n"})
+        EXPECT_THAT(report, testing::HasSubstr(part));
 }
 
 TEST_F(Assembly, GoesOnAfterAClipThatFails) {
@@ -267,6 +281,8 @@ TEST_F(Assembly, ChoosesAWorkingFolderThatIsNobodys) {
     EXPECT_EQ(Pack::folder(zip_), place_ / "Day 1 3");
     EXPECT_EQ(Pack::folder(place_ / "v1.2.zip"), place_ / "v1.2");
     EXPECT_EQ(Pack::folder(place_ / "no extension"), place_ / "no extension 2");
+    const std::string longest(255, 'x');
+    EXPECT_EQ(Pack::folder(place_ / longest), place_ / (longest.substr(2) + " 2"));
     EXPECT_EQ(make({clip("A")}), "saved");
     EXPECT_EQ(entries().front(), "Day 1/");
     EXPECT_EQ(content(place_ / "Day 1/mine.txt"), "mine");
