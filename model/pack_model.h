@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "model/export_place.h"
 #include "model/export_progress.h"
 #include "model/flag.h"
 #include "model/main_queue.h"
@@ -94,6 +95,9 @@ class PackModel : public QObject {
     [[nodiscard]] const std::optional<QString>& failure() const noexcept { return failure_; }
     /// What the save panel says of the pack's size in this mode.
     [[nodiscard]] QString spaceMessage(ScratchAudio mode) const;
+
+    /// Looks at a place for a pack, and tells later what is there: never where the disk does not answer.
+    void lookAt(const std::filesystem::path& zip, std::function<void(const ExportPlace&)> tell);
 
     /// Stops everything and waits this long at most; whether all threads have ended. When one hangs in a
     /// read, the program can only end around it, without destroying the model.

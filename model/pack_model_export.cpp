@@ -160,6 +160,16 @@ void PackModel::endExport() {
     setPacking(false);
 }
 
+void PackModel::lookAt(const std::filesystem::path& zip, std::function<void(const ExportPlace&)> tell) {
+    std::vector<std::filesystem::path> folders;
+    for (const Node& node : tree_)
+        if (node.children)
+            folders.push_back(node.id);
+    workers_.start("place", [queue = queue_, zip, folders = std::move(folders), tell = std::move(tell)] {
+        queue->schedule([tell, place = exportPlace(zip, folders)] { tell(place); });
+    });
+}
+
 void PackModel::setProgress(const std::shared_ptr<Row>& row, std::optional<double> progress) {
     if (row->progress_ == progress)
         return;

@@ -17,7 +17,7 @@ namespace {
 
 /// Kinds of movie files. One that nothing here can read is listed all the same: it says so in its line
 /// instead of going missing.
-constexpr std::array clipExtensions{
+constexpr std::array movieExtensions{
     ".mxf", ".mov",  ".qt",   ".mp4", ".m4v", ".mpg4", ".3gp", ".3g2",  ".avi",  ".mts", ".m2ts",  ".m2t",
     ".ts",  ".mpg",  ".mpeg", ".m2v", ".dv",  ".mkv",  ".wmv", ".braw", ".crm",  ".nev", ".r3d",   ".ari",
     ".arx", ".insv", ".360",  ".osv", ".mod", ".tod",  ".rsv", ".vob",  ".webm", ".mlv", ".mcraw", ".cine"};
@@ -94,7 +94,11 @@ void sortByPackPath(std::vector<PackClip>& found) {
 } // namespace
 
 bool isClip(const fs::path& path) {
-    return !path.filename().native().starts_with("._") && hasExtension(path, clipExtensions);
+    return !path.filename().native().starts_with("._") && hasExtension(path, movieExtensions);
+}
+
+std::span<const char* const> clipExtensions() {
+    return movieExtensions;
 }
 
 std::vector<PackClip> clips(std::span<const fs::path> paths, std::set<std::string> taken) {

@@ -22,21 +22,20 @@
 #include "ui/drop_highlight.h"
 #include "ui/empty_view.h"
 #include "ui/export_button.h"
-#include "ui/folder_chooser.h"
+#include "ui/export_panel.h"
 #include "ui/icons.h"
 #include "ui/long_job.h"
 #include "ui/paths.h"
 #include "ui/reveal.h"
-#include "ui/save_panel.h"
 #include "ui/status_bar.h"
 
 MainWindow::MainWindow(PackModel& model, QSettings& settings, LaunchArguments arguments)
-    : model_(model), arguments_(std::move(arguments)) {
+    : model_(model), settings_(settings), arguments_(std::move(arguments)) {
     setObjectName(QStringLiteral("main"));
     setWindowTitle(QStringLiteral("Ferrowick"));
     setAcceptDrops(true);
     setContextMenuPolicy(Qt::NoContextMenu);
-    makeContent(settings);
+    makeContent();
     makeToolBar();
     makeMenus();
     new LongJob(model, this);
@@ -48,13 +47,13 @@ MainWindow::MainWindow(PackModel& model, QSettings& settings, LaunchArguments ar
     resize(defaultSize.boundedTo(screen()->availableSize()));
 }
 
-void MainWindow::makeContent(QSettings& settings) {
+void MainWindow::makeContent() {
     auto* const whole = new QWidget(this);
     constexpr QSize leastSize(640, 320);
     whole->setMinimumSize(leastSize);
     content_ = new QStackedWidget(whole);
     content_->addWidget(new EmptyView(model_));
-    table_ = new ClipTable(model_, settings);
+    table_ = new ClipTable(model_, settings_);
     content_->addWidget(table_);
     status_ = new StatusBar(model_, whole);
     auto* const column = new QVBoxLayout(whole);
@@ -103,6 +102,9 @@ void MainWindow::makeMenus() {
     QAction* const add =
         file->addAction(Icons::addFolder(), tr("Add Folders…"), QKeySequence(Qt::CTRL | Qt::Key_O), this,
                         [this] { model_.setChoosing(true); });
+    QAction* const addClips =
+        file->addAction(tr("Add Clips…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), this,
+                        [this] { choose(FileChooser::What::clips); });
     QAction* const pack = file->addAction(Icons::exportPack(), tr("Export…"),
                                           QKeySequence(Qt::CTRL | Qt::Key_E), this, &MainWindow::exportPack);
     QAction* const stop = file->addAction(Icons::stop(), tr("Stop"), QKeySequence(Qt::CTRL | Qt::Key_Period),
@@ -110,8 +112,9 @@ void MainWindow::makeMenus() {
     file->addSeparator();
     file->addAction(tr("Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), this, &QWidget::close)
         ->setMenuRole(QAction::QuitRole);
-    const auto update = [this, add, pack, stop] {
+    const auto update = [this, add, addClips, pack, stop] {
         add->setEnabled(!model_.packing());
+        addClips->setEnabled(!model_.packing());
         pack->setEnabled(model_.canPack());
         stop->setEnabled(model_.packing());
     };
@@ -146,28 +149,37 @@ void MainWindow::updateContent() {
 }
 
 void MainWindow::updateChooser() {
-    if (!model_.choosing()) {
-        if (chooser_ != nullptr)
-            chooser_->close();
+    if (model_.choosing())
+        choose(FileChooser::What::folders);
+    else
+        delete chooser_;
+}
+
+/// Each of the questions remembers its own place.
+void MainWindow::choose(FileChooser::What what) {
+    if (chooser_)
         return;
-    }
-    if (chooser_ != nullptr)
-        return;
-    chooser_ = new FolderChooser(this);
-    connect(chooser_, &FolderChooser::chosen, this,
-            [this](const std::vector<std::filesystem::path>& paths) { model_.add(paths); });
-    connect(chooser_, &QDialog::finished, this, [this] {
-        chooser_ = nullptr;
+    const auto key =
+        what == FileChooser::What::folders ? QStringLiteral("addFolder") : QStringLiteral("addClipsFolder");
+    const QByteArray last = settings_.value(key).toByteArray();
+    chooser_ = new FileChooser(
+        what, last.isEmpty() ? FileChooser::cards() : std::filesystem::path(last.toStdString()), {}, this);
+    connect(chooser_, &FileChooser::chosen, this,
+            [this, key](const std::vector<std::filesystem::path>& paths) {
+                settings_.setValue(key, QByteArray::fromStdString(paths.front().parent_path().native()));
+                model_.add(paths);
+            });
+    connect(chooser_, &FileChooser::closed, this, [this] {
+        chooser_.clear();
         model_.setChoosing(false);
     });
-    chooser_->open();
 }
 
 void MainWindow::exportPack() {
     if (!model_.canPack())
         return;
-    auto* const panel = new SavePanel(model_, this);
-    connect(panel, &SavePanel::chosen, this, [this](const std::filesystem::path& zip) {
+    auto* const panel = new ExportPanel(model_, settings_, this);
+    connect(panel, &ExportPanel::chosen, this, [this](const std::filesystem::path& zip) {
         // Clips may have come or gone behind the panel.
         if (model_.canPack())
             model_.pack(zip);

@@ -3,15 +3,16 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QTimer>
 
 #include "model/pack_model.h"
+#include "ui/file_chooser.h"
 #include "ui/launch_arguments.h"
 
 class ClipTable;
 class DropHighlight;
 class ExportButton;
-class FolderChooser;
 class QStackedWidget;
 class StatusBar;
 
@@ -21,7 +22,7 @@ class MainWindow : public QMainWindow {
   public:
     MainWindow(PackModel& model, QSettings& settings, LaunchArguments arguments = {});
 
-    /// Opens the save panel, and exports to what is chosen there.
+    /// Opens the export panel, and exports to what is chosen there.
     void exportPack();
 
   protected:
@@ -33,24 +34,26 @@ class MainWindow : public QMainWindow {
     void dropEvent(QDropEvent* event) override;
 
   private:
-    void makeContent(QSettings& settings);
+    void makeContent();
     void makeToolBar();
     void makeMenus();
     void updateContent();
     void updateChooser();
+    void choose(FileChooser::What what);
     void about();
     void actOnArguments();
     void exportWhenRead(const std::filesystem::path& zip);
     [[nodiscard]] bool stopToQuit();
 
     PackModel& model_;
+    QSettings& settings_;
     LaunchArguments arguments_;
     QStackedWidget* content_ = nullptr;
     ClipTable* table_ = nullptr;
     StatusBar* status_ = nullptr;
     DropHighlight* highlight_ = nullptr;
     ExportButton* export_ = nullptr;
-    FolderChooser* chooser_ = nullptr;
+    QPointer<FileChooser> chooser_;
     QTimer waitingToExport_;
     bool quitting_ = false;
 };

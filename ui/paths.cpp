@@ -10,6 +10,10 @@ std::vector<std::filesystem::path> paths(const QList<QUrl>& urls) {
     return result;
 }
 
+std::filesystem::path localPath(const QString& path) {
+    return path.toUtf8().toStdString();
+}
+
 QUrl fileURL(const std::filesystem::path& path) {
     const QByteArray bytes = QByteArray::fromStdString(path.native());
     return QUrl::fromEncoded("file://" + bytes.toPercentEncoding("/"), QUrl::StrictMode);

@@ -2,33 +2,19 @@
 // The whole way of a card through the real window, by a person's means: drops, clicks and keys.
 #include <QApplication>
 #include <QComboBox>
-#include <QDialogButtonBox>
-#include <QDropEvent>
-#include <QFileDialog>
 #include <QHeaderView>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
-#include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
-#include <algorithm>
-#include <atomic>
-#include <thread>
 
-#include "tests/model/model_test.h"
-#include "tests/support/clip_maker.h"
 #include "tests/support/command.h"
 #include "tests/window/fake_service.h"
+#include "tests/window/window_test.h"
 #include "ui/clip_columns.h"
 #include "ui/clip_table.h"
-#include "ui/elided_label.h"
-#include "ui/main_window.h"
-#include "ui/paths.h"
 
-namespace fs = std::filesystem;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -36,89 +22,7 @@ namespace test {
 
 namespace {
 
-class RoadTest : public ApplicationTest<QApplication> {
-  protected:
-    void SetUp() override {
-        operations = PackOperations();
-        // The real export; where a test is going to stop it, it waits for that after its first clip.
-        operations.make = [this](std::span<const PackClip> clips, const fs::path& zip, ScratchAudio audio,
-                                 Pack::MakeCallbacks callbacks) {
-            callbacks.finished = [this, told = callbacks.finished, isCancelled = callbacks.isCancelled](
-                                     const PackClip& clip, const Outcome& outcome) {
-                told(clip, outcome);
-                while (willStop && !isCancelled())
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            };
-            Pack::make(clips, zip, audio, callbacks);
-        };
-        makeCard(3);
-        window = std::make_unique<MainWindow>(model(), settings);
-        window->show();
-        ASSERT_TRUE(eventually([this] { return window->isActiveWindow(); }));
-    }
-    void TearDown() override { window.reset(); }
-
-    void makeCard(int clips) {
-        fs::create_directories(folder / "A001/CLIP");
-        for (int number = 1; number <= clips; ++number)
-            fs::copy_file(test::clip({}), folder / ("A001/CLIP/C" + std::to_string(number) + ".mov"),
-                          fs::copy_options::skip_existing);
-    }
-    template <typename Widget>
-    Widget& part(const char* name) {
-        auto* const found = window->findChild<Widget*>(QLatin1String(name));
-        if (found == nullptr)
-            throw std::runtime_error(std::string("The window has no ") + name);
-        return *found;
-    }
-    std::string statusText() { return part<ElidedLabel>("statusText").text().toStdString(); }
-    void drop(const fs::path& path) {
-        QMimeData files;
-        files.setUrls({fileURL(path)});
-        const QPoint place(300, 200);
-        QDragEnterEvent enter(place, Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(window.get(), &enter);
-        EXPECT_EQ(part<QWidget>("dropHighlight").isVisible(), enter.isAccepted());
-        QDropEvent dropped(place, Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(window.get(), &dropped);
-        EXPECT_FALSE(part<QWidget>("dropHighlight").isVisible());
-        EXPECT_EQ(dropped.isAccepted(), !model().packing());
-    }
-    void click(QWidget& widget) { QTest::mouseClick(&widget, Qt::LeftButton); }
-    /// The dialog of this kind, once it is there.
-    template <typename Dialog = QDialog>
-    Dialog& dialog(const char* name) {
-        Dialog* found = nullptr;
-        EXPECT_TRUE(eventually([&] {
-            found = window->findChild<Dialog*>(QLatin1String(name));
-            return found != nullptr && found->isVisible() && found->isActiveWindow();
-        }));
-        return *found;
-    }
-    /// Types into the dialog's name field, and Return.
-    void typeName(QDialog& panel, const fs::path& path) {
-        auto* const name = panel.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-        name->setFocus();
-        name->selectAll();
-        QTest::keyClicks(name, QString::fromStdString(path.native()));
-        // As the window system delivers it: to the list of completions where that is open.
-        QWidget* const popup = QApplication::activePopupWidget();
-        QTest::keyClick(popup != nullptr ? popup : name, Qt::Key_Return);
-    }
-    [[nodiscard]] bool ready() {
-        return eventually([this] { return model().canPack() && model().readTotal() == 0; });
-    }
-    std::vector<std::string> filesIn(const fs::path& place) {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(place))
-            names.push_back(entry.path().filename());
-        std::ranges::sort(names);
-        return names;
-    }
-
-    std::atomic<bool> willStop = false;
-    std::unique_ptr<MainWindow> window;
-};
+using RoadTest = WindowTest;
 
 TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Ferrowick"));
@@ -145,7 +49,7 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     fs::create_directories(folder / "out");
     const auto startExport = [&](const fs::path& name) {
         click(button);
-        auto& panel = dialog("savePanel");
+        auto& panel = dialog("exportPanel");
         auto& modes = *panel.findChild<QComboBox*>(QStringLiteral("scratchAudio"));
         EXPECT_EQ(modes.currentText(), QStringLiteral("Lossless"));
         modes.setFocus();
@@ -153,7 +57,7 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
         EXPECT_THAT(panel.findChild<QLabel*>(QStringLiteral("spaceMessage"))->text().toStdString(),
                     testing::HasSubstr("in the same folders: about "));
         QTest::keyClick(&modes, Qt::Key_Up);
-        typeName(panel, name);
+        type(panel, name);
     };
     willStop = true;
     startExport(folder / "out/Day 3.1");
@@ -171,7 +75,7 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     willStop = false;
     EXPECT_TRUE(button.isDefault());
     QTest::keyClick(&table, Qt::Key_Return);
-    typeName(dialog("savePanel"), zip);
+    type(dialog("exportPanel"), zip);
     ASSERT_TRUE(eventually([&] { return model().saved().has_value(); }));
     ASSERT_TRUE(eventually([&] { return statusText().starts_with("Saved “Day 3.1.zip”, "); }));
     EXPECT_THAT(statusText(), testing::EndsWith(". Send it to Olvane."));
@@ -187,24 +91,6 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     EXPECT_EQ(files.calls[0].first, "ShowItems");
     EXPECT_EQ(files.calls[0].second[0].toStringList(),
               QStringList{QString::fromLatin1(fileURL(zip).toEncoded())});
-}
-
-TEST_F(RoadTest, FoldersAndClipsAreChosenTogether) {
-    fs::copy_file(test::clip({}), folder / "single.mov");
-    folder.write("notes.txt", "no clip");
-    QTest::keyClick(window.get(), Qt::Key_O, Qt::ControlModifier);
-    auto& chooser = dialog<QFileDialog>("folderChooser");
-    EXPECT_TRUE(model().choosing());
-    chooser.setDirectory(QString::fromStdString(folder.path().native()));
-    auto* const list = chooser.findChild<QAbstractItemView*>(QStringLiteral("listView"));
-    ASSERT_TRUE(eventually([&] { return list->model()->rowCount(list->rootIndex()) == 2; }));
-    list->selectAll();
-    auto* const box = chooser.findChild<QDialogButtonBox*>();
-    click(*box->button(QDialogButtonBox::Open));
-    ASSERT_TRUE(ready());
-    EXPECT_FALSE(model().choosing());
-    EXPECT_EQ(model().rows().size(), 4U);
-    EXPECT_EQ(model().rows().back()->clip().packPath, "single");
 }
 
 TEST_F(RoadTest, DeletesRevealsAndHidesByKeyboard) {
@@ -261,7 +147,7 @@ TEST_F(RoadTest, TwentyCardsLeaveNothingBehind) {
         auto& button = part<QPushButton>("exportButton");
         click(button);
         willStop = round % 5 == 0;
-        typeName(dialog("savePanel"), folder / ("Day " + std::to_string(round)));
+        type(dialog("exportPanel"), folder / ("Day " + std::to_string(round)));
         ASSERT_TRUE(eventually([&] { return model().packing() || model().saved(); }));
         if (willStop)
             click(button);

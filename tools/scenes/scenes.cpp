@@ -224,7 +224,7 @@ int main(int argc, char** argv) {
     photographer.take("selected");
     window.exportPack();
     photographer.take("save");
-    for (QWidget* panel : window.findChildren<QWidget*>(QStringLiteral("savePanel")))
+    for (QWidget* panel : window.findChildren<QWidget*>(QStringLiteral("exportPanel")))
         panel->close();
     model.setChoosing(true);
     photographer.take("choose");

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "model/export_place.h"
+
+#include <algorithm>
+#include <system_error>
+
+namespace {
+
+std::filesystem::path real(const std::filesystem::path& path) {
+    std::error_code error;
+    std::filesystem::path found = weakly_canonical(path, error);
+    return error ? path.lexically_normal() : found;
+}
+
+} // namespace
+
+ExportPlace exportPlace(const std::filesystem::path& zip,
+                        const std::vector<std::filesystem::path>& addedFolders) {
+    ExportPlace place;
+    std::error_code error;
+    place.hasFolder = is_directory(zip.parent_path(), error);
+    const auto status = std::filesystem::status(zip, error);
+    place.isFolder = is_directory(status);
+    place.exists = exists(status);
+    const std::filesystem::path folder = real(zip.parent_path());
+    for (const auto& added : addedFolders) {
+        const std::filesystem::path root = real(added);
+        if (std::ranges::mismatch(root, folder).in1 == root.end()) {
+            place.within = added;
+            break;
+        }
+    }
+    return place;
+}

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Asks how the pack is to be called, where to save it, and what to keep of the sound.
+#pragma once
+
+#include <QDialog>
+#include <QPointer>
+#include <QTimer>
+#include <functional>
+
+#include "model/pack_model.h"
+
+class FileChooser;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+
+/// The choice of sound is the model's at once, also when the panel is cancelled. Opens on the folder of the
+/// last export, else on Documents or the home folder, never in a folder that was added. Asks before the pack
+/// replaces a file or goes into an added folder; a name without ".zip" gets it.
+class ExportPanel : public QDialog {
+    Q_OBJECT
+
+  public:
+    ExportPanel(PackModel& model, QSettings& settings, QWidget* parent);
+
+    void accept() override;
+
+  Q_SIGNALS:
+    void chosen(const std::filesystem::path& zip);
+
+  private:
+    void addFields();
+    void updateMessage();
+    void suggest(std::vector<std::filesystem::path> folders);
+    void setPlace(const std::filesystem::path& folder);
+    void choose();
+    [[nodiscard]] std::filesystem::path typedZip() const;
+    void looked(const std::filesystem::path& zip, const ExportPlace& place);
+    void confirm(const std::filesystem::path& zip, bool remember);
+    void ask(const QString& question, const QString& agree, std::function<void()> agreed);
+    void refuse(const QString& reason);
+
+    PackModel& model_;
+    QSettings& settings_;
+    QLabel& message_;
+    QLineEdit& name_;
+    QLineEdit& place_;
+    QComboBox& audio_;
+    QLabel& problem_;
+    QPushButton* export_ = nullptr;
+    std::filesystem::path folder_;    ///< that `place_` shows, as long as nobody has typed there
+    std::filesystem::path agreedZip_; ///< that the desktop's dialog has asked about already
+    QPointer<FileChooser> chooser_;
+    QTimer updating_;
+};
