@@ -44,6 +44,7 @@ auto orFail(std::string_view what, Step step) {
 
 /// The working folder, made. Somebody else may take the chosen name in between.
 std::unique_ptr<platform::TemporaryFolder> makeWorkingFolder(const fs::path& zip) {
+    platform::removeLeftovers(zip.parent_path());
     return orFail("The working folder can't be made", [&] {
         for (;;) {
             try {
@@ -72,7 +73,7 @@ void makeFolders(const fs::path& workingFolder, const fs::path& folders) {
 /// The run over the clips into the working folder.
 class Run {
   public:
-    Run(const fs::path& workingFolder, ScratchAudio audio, const MakeCallbacks& callbacks,
+    Run(platform::TemporaryFolder& workingFolder, ScratchAudio audio, const MakeCallbacks& callbacks,
         const std::function<WriteCopy>& writeCopy)
         : workingFolder_(workingFolder), audio_(audio), callbacks_(callbacks), writeCopy_(writeCopy),
           isCancelled_(callbacks.isCancelled ? callbacks.isCancelled : [] { return false; }) {}
@@ -83,11 +84,13 @@ class Run {
         if (isCancelled_())
             throw PackError::cancelled();
         const PackClip named{clip.source, choice.path, clip.size};
-        const fs::path copy = workingFolder_ / (choice.path + ".mov");
+        const std::string copyName = choice.path + ".mov";
+        const fs::path copy = workingFolder_.path() / copyName;
         Outcome outcome = PackFailure{};
         bool isPacked = false;
         try {
-            makeFolders(workingFolder_, named.folder());
+            workingFolder_.willHold(copyName);
+            makeFolders(workingFolder_.path(), named.folder());
             PackResult result = write(named, copy);
             if (choice.isNumbered)
                 result.notes.push_back("copy named " + copy.stem().native());
@@ -137,7 +140,7 @@ class Run {
         return failure;
     }
 
-    const fs::path& workingFolder_;
+    platform::TemporaryFolder& workingFolder_;
     ScratchAudio audio_;
     const MakeCallbacks& callbacks_;
     const std::function<WriteCopy>& writeCopy_;
@@ -150,7 +153,7 @@ class Run {
 void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio audio,
           const MakeCallbacks& callbacks, const std::function<WriteCopy>& writeCopy) {
     const auto workingFolder = makeWorkingFolder(target(zip, clips));
-    Run run(workingFolder->path(), audio, callbacks, writeCopy);
+    Run run(*workingFolder, audio, callbacks, writeCopy);
     CopyNames names(clips, platform::longestName(workingFolder->path()));
     for (std::size_t index = 0; index < clips.size(); ++index) {
         const CopyNames::Choice choice = names.choose(index);
@@ -159,6 +162,7 @@ void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio aud
     }
     if (callbacks.saving)
         callbacks.saving();
+    workingFolder->willHold(reportName);
     orFail("The report can't be written",
            [&] { platform::writeTextAtomically(workingFolder->path() / reportName, run.report()); });
     zipFolder(workingFolder->path(), zip);

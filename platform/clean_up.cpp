@@ -7,13 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <map>
 #include <mutex>
-#include <random>
-#include <set>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,7 +32,32 @@ namespace {
 /// remove or keep something until the process is gone.
 struct Leftovers {
     std::mutex lock;
-    std::set<fs::path> paths;
+    std::map<fs::path, fs::path> paths; ///< each with the hidden one that it is moved to before it is removed
+    std::map<fs::path, std::weak_ptr<Journal>> journals; ///< by the folders that they are in
+
+    /// The one journal of a folder for as long as there is something of ours in it. Call it under the lock.
+    std::shared_ptr<Journal> journal(const fs::path& folder) {
+        if (paths.contains(folder))
+            return nullptr; // inside a temporary folder, with which all goes
+        std::weak_ptr<Journal>& known = journals[folder];
+        std::shared_ptr<Journal> journal = known.lock();
+        if (journal == nullptr)
+            known = journal = std::make_shared<Journal>(folder);
+        return journal;
+    }
+
+    /// Removes everything, in the end of the process, while threads may still be working in it: under its
+    /// hidden name nobody finds a folder to put something into it. Call it under the lock, and keep that.
+    void removeAll() {
+        for (const auto& [path, hidden] : paths) {
+            std::error_code error;
+            fs::rename(path, hidden, error);
+            fs::remove_all(error ? path : hidden, error);
+        }
+        for (const auto& [folder, journal] : journals)
+            if (const auto known = journal.lock())
+                known->remove();
+    }
 };
 
 Leftovers& leftovers() {
@@ -40,25 +65,19 @@ Leftovers& leftovers() {
     return everything;
 }
 
-/// A name that nothing else has, hidden, in the same folder as `path`.
-fs::path hiddenName(const fs::path& folder) {
-    constexpr char digits[] = "0123456789abcdefghijklmnopqrstuv";
-    std::random_device random;
-    std::string name = ".ferrowick-";
-    for (int count = 0; count < 12; ++count)
-        name += digits[random() % 32];
-    return folder / name;
+/// Moves a new folder to its name if nothing has that: std::errc::file_exists otherwise. False where the file
+/// system knows no such move.
+bool moveToFreeName(const fs::path& from, const fs::path& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP)
+        return false;
+    throw std::system_error(errno, std::generic_category(), "rename");
 }
 
-/// Removes a file or a folder that threads may still be working in: under its new name nobody finds it to put
-/// something into it.
-void removeInUse(const fs::path& path) {
-    std::error_code error;
-    fs::path doomed = hiddenName(path.parent_path());
-    fs::rename(path, doomed, error);
-    if (error)
-        doomed = path;
-    fs::remove_all(doomed, error);
+void makeFolder(const fs::path& path) {
+    if (::mkdir(path.c_str(), 0777) != 0)
+        throw std::system_error(errno, std::generic_category(), "mkdir");
 }
 
 [[noreturn]] void endBySignal(int signal) {
@@ -67,8 +86,7 @@ void removeInUse(const fs::path& path) {
     (void)::ftrylockfile(stdout);
     Leftovers& all = leftovers();
     const std::lock_guard untilTheEnd(all.lock);
-    for (const fs::path& path : all.paths)
-        removeInUse(path);
+    all.removeAll();
 
     (void)std::signal(signal, SIG_DFL);
     sigset_t set;
@@ -92,9 +110,31 @@ sigset_t setOf(const std::vector<int>& signals) {
 TemporaryFolder::TemporaryFolder(fs::path path) : path_(std::move(path)) {
     Leftovers& all = leftovers();
     const std::lock_guard guard(all.lock);
-    if (::mkdir(path_.c_str(), 0777) != 0)
-        throw std::system_error(errno, std::generic_category(), "mkdir");
-    all.paths.insert(path_);
+    const fs::path parent = path_.parent_path();
+    const std::string name = hiddenName();
+    const fs::path hidden = parent / name;
+    journal_ = all.journal(parent);
+    if (journal_ == nullptr) {
+        makeFolder(path_);
+    } else {
+        // Under a name that can only be ours until it is noted which folder it is: a person may at any time
+        // make one of the name that it gets.
+        journal_->noteFolder(name);
+        makeFolder(hidden);
+        try {
+            journal_->noteIdentity(hidden);
+            journal_->noteName(path_.filename().native());
+            if (!moveToFreeName(hidden, path_)) {
+                makeFolder(path_);
+                journal_->noteIdentity(path_);
+                (void)::rmdir(hidden.c_str());
+            }
+        } catch (...) {
+            (void)::rmdir(hidden.c_str());
+            throw;
+        }
+    }
+    all.paths.emplace(path_, hidden);
 }
 
 TemporaryFolder::~TemporaryFolder() {
@@ -103,14 +143,23 @@ TemporaryFolder::~TemporaryFolder() {
     std::error_code ignored;
     fs::remove_all(path_, ignored);
     all.paths.erase(path_);
+    journal_.reset();
+}
+
+void TemporaryFolder::willHold(std::string_view file) {
+    if (journal_ != nullptr)
+        journal_->noteContent(file);
 }
 
 TemporaryFile::TemporaryFile(const fs::path& folder)
-    : path_(hiddenName(folder)), file_([this] {
+    : path_(folder / hiddenName()), file_([&] {
           Leftovers& all = leftovers();
           const std::lock_guard guard(all.lock);
+          journal_ = all.journal(folder);
+          if (journal_ != nullptr)
+              journal_->noteFile(path_.filename().native());
           WritableFile created = WritableFile::createNew(path_);
-          all.paths.insert(path_);
+          all.paths.emplace(path_, path_);
           return created;
       }()) {}
 
@@ -120,6 +169,7 @@ TemporaryFile::~TemporaryFile() {
     std::error_code ignored;
     fs::remove(path_, ignored);
     all.paths.erase(path_);
+    journal_.reset();
 }
 
 void writeTextAtomically(const fs::path& path, std::string_view text) {
@@ -134,8 +184,7 @@ void endNow(int exitCode) {
     const std::thread remover([&removed] {
         Leftovers& all = leftovers();
         const std::lock_guard untilTheEnd(all.lock);
-        for (const fs::path& path : all.paths)
-            removeInUse(path);
+        all.removeAll();
         removed.set_value();
         std::promise<void>().get_future().wait(); // nobody makes anything new until the process is gone
     });

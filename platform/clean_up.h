@@ -3,16 +3,19 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "platform/file.h"
+#include "platform/journal.h"
 
 namespace platform {
 
 /// A folder of the program's own. The constructor makes it (its parent must exist; std::system_error when it
 /// can't be made or something of that name is there), the destructor removes it with all that is in it, and
-/// so does a signal that ends the program.
+/// so does a signal that ends the program. When the process is killed, `removeLeftovers` finds it.
 class TemporaryFolder {
   public:
     explicit TemporaryFolder(std::filesystem::path path);
@@ -22,8 +25,13 @@ class TemporaryFolder {
 
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
 
+    /// Says that a file is about to be made in the folder, by its path from there: what was not said is taken
+    /// for a person's after the process was killed.
+    void willHold(std::string_view file);
+
   private:
     std::filesystem::path path_;
+    std::shared_ptr<Journal> journal_;
 };
 
 /// A new, empty file with a hidden name of its own in `folder`, removed like a TemporaryFolder unless it has
@@ -40,6 +48,7 @@ class TemporaryFile {
 
   private:
     std::filesystem::path path_;
+    std::shared_ptr<Journal> journal_;
     WritableFile file_;
 };
 

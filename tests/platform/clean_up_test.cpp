@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <csignal>
+#include <cstring>
 #include <fstream>
+#include <functional>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "platform/clean_up.h"
+#include "platform/journal.h"
 #include "platform/process.h"
 #include "tests/support/temporary_folder.h"
 
@@ -32,7 +35,8 @@ TEST(TemporaryFolder, IsItsOwnAndGoneAfterwards) {
 class EndingSignals : public testing::Test {
   protected:
     template <typename Work>
-    int statusAfter(int signal, Work work) {
+    int statusAfter(
+        int signal, Work work, const std::function<void()>& meanwhile = [] {}) {
         int ready[2];
         if (::pipe(ready) != 0)
             return -1;
@@ -43,6 +47,7 @@ class EndingSignals : public testing::Test {
         }
         char byte = 0;
         (void)!::read(ready[0], &byte, 1);
+        meanwhile();
         if (signal != 0)
             (void)::kill(child, signal);
         int status = 0;
@@ -54,6 +59,89 @@ class EndingSignals : public testing::Test {
 
     test::TemporaryFolder folder_;
 };
+
+/// What killed processes leave is found by the next one.
+class Leftovers : public EndingSignals {
+  protected:
+    /// Has a child make a folder and a file, and lets `meanwhile` see them while it lives; then it is killed.
+    void leave(const std::function<void()>& meanwhile = [] {}) {
+        const auto work = [this](auto ready) {
+            platform::TemporaryFolder made(folder_ / "Day 1");
+            const platform::TemporaryFile file(folder_.path());
+            const platform::TemporaryFile inside(made.path());
+            made.willHold("A001/CLIP/C1.mov");
+            folder_.write("Day 1/A001/CLIP/C1.mov", "copy");
+            ready();
+            for (;;)
+                ::pause();
+        };
+        EXPECT_EQ(WTERMSIG(statusAfter(SIGKILL, work, meanwhile)), SIGKILL);
+    }
+
+    std::size_t count() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder_.path()), {}));
+    }
+};
+
+TEST_F(Leftovers, GoWhenTheirProcessIsDead) {
+    leave([&] {
+        platform::removeLeftovers(folder_.path());
+        EXPECT_TRUE(fs::exists(folder_ / "Day 1/A001/CLIP/C1.mov"));
+        EXPECT_EQ(count(), 3U); // the folder, the file, the journal
+    });
+    folder_.write(".ferrowick-0123456789ab", "a person's, whatever its name");
+    folder_.write(".ferrowick-0123456789ab.journal", "a person's");
+    EXPECT_EQ(count(), 5U);
+    platform::removeLeftovers(folder_.path());
+    EXPECT_EQ(count(), 2U);
+    platform::removeLeftovers(folder_ / "missing");
+}
+
+TEST_F(Leftovers, StayWhereAPersonHasToDoWithThem) {
+    // Their files and links in the folder, and the folders that hold them.
+    leave();
+    folder_.write("Day 1/A001/CLIP/C2.mov", "theirs");
+    folder_.write("card/CLIP/C1.mov", "an original");
+    folder_.write("Day 1/other/empty");
+    fs::remove(folder_ / "Day 1/other/empty");
+    platform::removeLeftovers(folder_.path());
+    EXPECT_TRUE(fs::exists(folder_ / "Day 1/A001/CLIP/C2.mov"));
+    EXPECT_TRUE(fs::exists(folder_ / "Day 1/other"));
+    EXPECT_FALSE(fs::exists(folder_ / "Day 1/A001/CLIP/C1.mov"));
+    EXPECT_EQ(count(), 2U);
+    fs::remove_all(folder_ / "Day 1");
+
+    leave();
+    fs::remove_all(folder_ / "Day 1/A001");
+    fs::create_directory_symlink("../card", folder_ / "Day 1/A001");
+    platform::removeLeftovers(folder_.path());
+    EXPECT_TRUE(fs::exists(folder_ / "card/CLIP/C1.mov"));
+    EXPECT_TRUE(fs::is_symlink(folder_ / "Day 1/A001"));
+    fs::remove_all(folder_ / "Day 1");
+
+    // A folder of theirs in the place of ours, which they moved away.
+    leave();
+    fs::rename(folder_ / "Day 1", folder_ / "kept");
+    folder_.write("Day 1/A001/CLIP/C1.mov", "theirs");
+    platform::removeLeftovers(folder_.path());
+    EXPECT_TRUE(fs::exists(folder_ / "kept/A001/CLIP/C1.mov"));
+    EXPECT_TRUE(fs::exists(folder_ / "Day 1/A001/CLIP/C1.mov"));
+}
+
+TEST_F(Leftovers, StayWhenNobodyCanTellWhetherTheirProcessLives) {
+    leave();
+    for (const auto& entry : fs::directory_iterator(folder_.path())) {
+        if (entry.path().extension() != ".journal")
+            continue;
+        std::ifstream in(entry.path(), std::ios::binary);
+        std::string texts{std::istreambuf_iterator<char>(in), {}};
+        for (const char* kind : {"boot ", "machine "})
+            texts.insert(texts.find(kind) + std::strlen(kind), "another ");
+        std::ofstream(entry.path(), std::ios::binary) << texts;
+    }
+    platform::removeLeftovers(folder_.path());
+    EXPECT_EQ(count(), 3U);
+}
 
 TEST_F(EndingSignals, RemoveEverythingAlsoWhileTheProgramHangs) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {

@@ -189,6 +189,18 @@ TEST_F(WholeFaults, SignalsLeaveNothingBehind) {
         EXPECT_EQ(process.wait().signal, number);
         expectNothingChanged();
     }
+
+    // Killed, it leaves what the next pack removes.
+    test::Process process(command());
+    while (!fs::exists(folder_ / "Day 1/CARD")) {
+    }
+    process.send(SIGKILL);
+    EXPECT_EQ(process.wait().signal, SIGKILL);
+    EXPECT_TRUE(fs::exists(folder_ / "Day 1"));
+    const auto next =
+        run(ferrowick({"--pack", (folder_ / "Day 2.zip").string(), (card_ / "C1.mov").string()}));
+    EXPECT_EQ(next.exitCode, 0);
+    EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip", "Day 2.zip"));
 }
 
 TEST_F(WholeFaults, AReaderThatGoesAwayDoesNotEndThePack) {
