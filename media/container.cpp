@@ -5,6 +5,7 @@
 #include <array>
 #include <utility>
 
+#include "media/bounds.h"
 #include "media/mxf/mxf_container.h"
 #include "media/quicktime/quicktime_container.h"
 
@@ -38,8 +39,12 @@ std::unique_ptr<Container> openContainer(std::shared_ptr<const io::ByteSource> s
     if (source->size() == 0)
         throw Error(Error::Category::endOfData, "The file is empty.");
     for (const Format& format : formats)
-        if (format.recognises(*source))
-            return format.open(std::move(source));
+        if (format.recognises(*source)) {
+            const std::uint64_t size = source->size();
+            auto container = format.open(std::move(source));
+            checkTimeline(*container, size);
+            return container;
+        }
     throw Error(Error::Category::unsupported, "The file is of a kind that can't be read here.");
 }
 

@@ -99,8 +99,8 @@ class Container {
     [[nodiscard]] virtual std::unique_ptr<TrackReader> reader(std::size_t trackIndex) const = 0;
 };
 
-/// Opens a file by its first bytes, whatever its name says. Throws Error (unsupported when no container knows
-/// it).
+/// Opens a file by its first bytes, whatever its name says. Throws Error: unsupported when no container knows
+/// it, corrupt also when its timeline can't be true (media/bounds.h).
 [[nodiscard]] std::unique_ptr<Container> openContainer(std::shared_ptr<const io::ByteSource> source);
 
 } // namespace media

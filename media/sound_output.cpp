@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "media/bounds.h"
 #include "media/sound_stream.h"
 
 namespace media {
@@ -20,7 +21,7 @@ struct Segment {
 
 class SoundOutput final : public TrackOutput::Source {
   public:
-    SoundOutput(const Track& track, std::unique_ptr<SoundStream> stream)
+    SoundOutput(const Track& track, std::unique_ptr<SoundStream> stream, std::uint64_t fileSize)
         : stream_(std::move(stream)), endsWithMedia_(track.endsWithMedia) {
         const double rate = stream_->sampleRate();
         if (!(rate >= 1 && rate <= 1e9) || stream_->channels() == 0 || stream_->bytesPerFrame() == 0)
@@ -35,6 +36,8 @@ class SoundOutput final : public TrackOutput::Source {
             if (end > begin)
                 segments_.push_back({begin, end, media});
         }
+        if (!segments_.empty())
+            checkSoundLength(static_cast<double>(segments_.back().end) * stream_->channels(), fileSize);
         const std::int64_t quarterSecond = std::llround(rate / 4);
         const auto fits = static_cast<std::int64_t>(largestBuffer / stream_->bytesPerFrame());
         framesPerBuffer_ = std::max<std::int64_t>(1, std::min(quarterSecond, fits));
@@ -80,8 +83,9 @@ class SoundOutput final : public TrackOutput::Source {
 } // namespace
 
 std::unique_ptr<TrackOutput::Source> makeSoundOutput(const Track& track, std::unique_ptr<TrackReader> reader,
-                                                     std::optional<int> decodeBits) {
-    return std::make_unique<SoundOutput>(track, makeSoundStream(track, std::move(reader), decodeBits));
+                                                     std::optional<int> decodeBits, std::uint64_t fileSize) {
+    return std::make_unique<SoundOutput>(track, makeSoundStream(track, std::move(reader), decodeBits),
+                                         fileSize);
 }
 
 } // namespace media

@@ -6,8 +6,11 @@
 
 namespace media {
 
-/// `track` must outlive the output; see TrackOutput for what comes out.
-[[nodiscard]] std::unique_ptr<TrackOutput::Source>
-makeSoundOutput(const Track& track, std::unique_ptr<TrackReader> reader, std::optional<int> decodeBits);
+/// `track` must outlive the output; see TrackOutput for what comes out. Throws Error also when a file of
+/// `fileSize` bytes can't hold that much sound.
+[[nodiscard]] std::unique_ptr<TrackOutput::Source> makeSoundOutput(const Track& track,
+                                                                   std::unique_ptr<TrackReader> reader,
+                                                                   std::optional<int> decodeBits,
+                                                                   std::uint64_t fileSize);
 
 } // namespace media

@@ -19,7 +19,7 @@ TrackOutput::TrackOutput(const Asset& asset, const Track& track, std::optional<i
         source_ = makeTimecodeOutput(track, std::move(reader));
         return;
     case MediaType::audio:
-        source_ = makeSoundOutput(track, std::move(reader), decodeBits);
+        source_ = makeSoundOutput(track, std::move(reader), decodeBits, asset.source_->size());
         return;
     case MediaType::video:
     case MediaType::other:

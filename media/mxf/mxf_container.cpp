@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include "media/bounds.h"
 #include "media/mxf/clip_tracks.h"
 #include "media/mxf/sound_reader.h"
 #include "media/mxf/timecode_source.h"
@@ -12,8 +13,6 @@
 namespace media::mxf {
 
 namespace {
-
-constexpr double longestClip = 1e7; // seconds
 
 /// Which copy of the metadata counts: the more final and complete one, and among equals the later one.
 int rank(const Partition& partition) {
@@ -94,8 +93,7 @@ class MXFContainer final : public Container {
         addTracks(clip);
         if (duration_ <= Time{0, 1})
             throw Error(Error::Category::corrupt, "The clip holds no whole frame.");
-        if (duration_.seconds() > longestClip)
-            throw Error(Error::Category::corrupt, "The clip's length is out of range.");
+        checkLength(duration_); // before timecode is laid out over it
         addTimecode(metadata, clip);
         for (std::size_t i = 0; i < tracks_.size(); ++i)
             tracks_[i].index = i;

@@ -55,50 +55,52 @@ std::function<void(MXFFile&)> selfReferring(std::uint8_t kind, std::uint16_t tag
 
 INSTANTIATE_TEST_SUITE_P(
     All, MXFDamage,
-    testing::Values(Damage{"sequencesInThemselves", selfReferring(sequenceSet, 0x1001, 8)},
-                    Damage{"tracksInThemselves", selfReferring(trackSet, 0x4803, 0)},
-                    Damage{"descriptorsInThemselves", selfReferring(multipleDescriptorSet, 0x3f01, 8), true},
-                    Damage{"packagesFromThemselves",
-                           [](MXFFile& file) {
-                               Bytes package;
-                               for (const MXFTriplet& triplet : file.triplets)
-                                   if (triplet.isSet(0x37))
-                                       package =
-                                           Bytes(triplet.value.begin() +
-                                                     static_cast<std::ptrdiff_t>(triplet.property(0x4401)),
-                                                 triplet.value.begin() + static_cast<std::ptrdiff_t>(
-                                                                             triplet.property(0x4401) + 32));
-                               for (MXFTriplet& triplet : file.triplets)
-                                   if (triplet.isSet(sourceClipSet))
-                                       triplet.setBytes(0x1101, package);
-                                   else if (triplet.isSet(0x14))
-                                       triplet.set(0x1501, 0);
-                           },
-                           true},
-                    Damage{"partitionsThatFollowThemselves",
-                           [](MXFFile& file) {
-                               file.remove([](const MXFTriplet& triplet) { return triplet.isRandomIndex(); });
-                               file.closing = [](Bytes& bytes) {
-                                   const MXFFile whole(bytes);
-                                   std::size_t at = 0;
-                                   for (const MXFTriplet& triplet : whole.triplets) {
-                                       if (triplet.isPartition())
-                                           test::setNumber(bytes, at + 16 + triplet.lengthBytes + 16, 8, at);
-                                       at += 16 + triplet.lengthBytes + triplet.value.size();
-                                   }
-                               };
-                           },
-                           true},
-                    Damage{"noMetadata",
-                           [](MXFFile& file) {
-                               file.remove([](const MXFTriplet& triplet) { return triplet.isMetadata(); });
-                           }},
-                    Damage{"noEssence",
-                           [](MXFFile& file) {
-                               const auto body = std::ranges::find_if(
-                                   file.triplets, [](const MXFTriplet& triplet) { return triplet.isBody(); });
-                               file.triplets.erase(body, file.triplets.end());
-                           }}),
+    testing::Values(
+        Damage{"sequencesInThemselves", selfReferring(sequenceSet, 0x1001, 8)},
+        Damage{"tracksInThemselves", selfReferring(trackSet, 0x4803, 0)},
+        Damage{"descriptorsInThemselves", selfReferring(multipleDescriptorSet, 0x3f01, 8), true},
+        Damage{"packagesFromThemselves",
+               [](MXFFile& file) {
+                   Bytes package;
+                   for (const MXFTriplet& triplet : file.triplets)
+                       if (triplet.isSet(0x37))
+                           package = Bytes(triplet.value.begin() +
+                                               static_cast<std::ptrdiff_t>(triplet.property(0x4401)),
+                                           triplet.value.begin() +
+                                               static_cast<std::ptrdiff_t>(triplet.property(0x4401) + 32));
+                   for (MXFTriplet& triplet : file.triplets)
+                       if (triplet.isSet(sourceClipSet))
+                           triplet.setBytes(0x1101, package);
+                       else if (triplet.isSet(0x14))
+                           triplet.set(0x1501, 0);
+               },
+               true},
+        Damage{"partitionsThatFollowThemselves",
+               [](MXFFile& file) {
+                   file.remove([](const MXFTriplet& triplet) { return triplet.isRandomIndex(); });
+                   file.closing = [](Bytes& bytes) {
+                       const MXFFile whole(bytes);
+                       std::size_t at = 0;
+                       for (const MXFTriplet& triplet : whole.triplets) {
+                           if (triplet.isPartition())
+                               test::setNumber(bytes, at + 16 + triplet.lengthBytes + 16, 8, at);
+                           at += 16 + triplet.lengthBytes + triplet.value.size();
+                       }
+                   };
+               },
+               true},
+        Damage{"anHourAPicture",
+               [](MXFFile& file) { file.setAll(trackSet, 0x4b01, std::uint64_t{1} << 32 | 3600); }},
+        Damage{"noMetadata",
+               [](MXFFile& file) {
+                   file.remove([](const MXFTriplet& triplet) { return triplet.isMetadata(); });
+               }},
+        Damage{"noEssence",
+               [](MXFFile& file) {
+                   const auto body = std::ranges::find_if(
+                       file.triplets, [](const MXFTriplet& triplet) { return triplet.isBody(); });
+                   file.triplets.erase(body, file.triplets.end());
+               }}),
     [](const auto& instance) { return instance.param.name; });
 
 TEST(MXFDamagedFiles, AnyCutIsASentenceOrAClip) {
