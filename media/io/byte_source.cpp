@@ -13,7 +13,8 @@ namespace {
 
 class FileSource final : public ByteSource {
   public:
-    explicit FileSource(const std::filesystem::path& path) : file_(platform::ReadOnlyFile::open(path)) {}
+    explicit FileSource(const std::filesystem::path& path)
+        : path_(path), file_(platform::ReadOnlyFile::open(path)) {}
     [[nodiscard]] std::uint64_t size() const noexcept override { return file_.size(); }
     void willRead(std::uint64_t offset, std::uint64_t length) const noexcept override {
         file_.willRead(offset, length);
@@ -25,7 +26,23 @@ class FileSource final : public ByteSource {
             throw Error(Error::Category::endOfData, "The file ends too early.");
     }
 
+    [[nodiscard]] std::optional<std::vector<std::byte>> readCompanion(std::string_view ending,
+                                                                      std::size_t largest) const override {
+        try {
+            const auto file =
+                platform::ReadOnlyFile::open(std::filesystem::path(path_).replace_extension() += ending);
+            if (file.size() > largest)
+                return std::nullopt;
+            std::vector<std::byte> bytes(static_cast<std::size_t>(file.size()));
+            bytes.resize(file.readAt(0, bytes));
+            return bytes;
+        } catch (const std::system_error&) {
+            return std::nullopt; // not there, most of the time
+        }
+    }
+
   private:
+    std::filesystem::path path_;
     platform::ReadOnlyFile file_;
 };
 
@@ -59,6 +76,14 @@ void ByteSource::readAt(std::uint64_t offset, std::span<std::byte> out) const {
         throwIO(error);
     }
     bytesRead_.fetch_add(out.size(), std::memory_order_relaxed);
+}
+
+std::optional<std::vector<std::byte>> ByteSource::companion(std::string_view ending,
+                                                            std::size_t largest) const {
+    auto bytes = readCompanion(ending, largest);
+    if (bytes)
+        bytesRead_.fetch_add(bytes->size(), std::memory_order_relaxed);
+    return bytes;
 }
 
 std::shared_ptr<const ByteSource> openFile(const std::filesystem::path& path) {

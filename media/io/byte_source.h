@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace media::io {
@@ -28,19 +30,32 @@ class ByteSource {
     /// the system's reason when it can't be read.
     void readAt(std::uint64_t offset, std::span<std::byte> out) const;
 
+    /// The whole of a file beside this one, named like it with `ending` in place of the extension ("M01.XML"
+    /// makes C0001M01.XML of C0001.MP4). None where there is none, it can't be read or has more than
+    /// `largest` bytes.
+    [[nodiscard]] std::optional<std::vector<std::byte>> companion(std::string_view ending,
+                                                                  std::size_t largest) const;
+
     /// Lets the disk begin with these bytes, which will be read soon.
     virtual void willRead(std::uint64_t offset, std::uint64_t length) const noexcept {
         static_cast<void>(offset);
         static_cast<void>(length);
     }
 
-    /// Bytes delivered so far over all calls and threads.
+    /// Bytes delivered so far over all calls and threads, those of companions among them.
     [[nodiscard]] std::uint64_t bytesRead() const noexcept {
         return bytesRead_.load(std::memory_order_relaxed);
     }
 
   protected:
     virtual void read(std::uint64_t offset, std::span<std::byte> out) const = 0;
+    /// `companion`, of which bytes in memory have none.
+    [[nodiscard]] virtual std::optional<std::vector<std::byte>> readCompanion(std::string_view ending,
+                                                                              std::size_t largest) const {
+        static_cast<void>(ending);
+        static_cast<void>(largest);
+        return std::nullopt;
+    }
 
   private:
     mutable std::atomic<std::uint64_t> bytesRead_{0};

@@ -15,6 +15,7 @@ constexpr std::uint64_t wholeMovieHeader = std::uint64_t{256} * 1024; // read wi
 constexpr std::size_t headerWindow = 4096;
 constexpr std::uint64_t largestMovieHeader = std::uint64_t{1} << 30; // a day of 64 tracks has a tenth of it
 constexpr std::size_t mostTracks = 4096;
+constexpr std::size_t mostMetadataBoxes = 16;
 constexpr std::size_t mostEdits = 100'000;
 constexpr std::size_t largestDescriptions = std::size_t{1} << 20;
 
@@ -208,8 +209,11 @@ void readContent(MovieHeader& movie, std::uint64_t begin, std::uint64_t end, boo
         case fourCC("mvex"):
             readMovieExtends(window, *box, movie);
             break;
-        case fourCC("udta"):
         case fourCC("meta"):
+            if (movie.metadataBoxes.size() < mostMetadataBoxes)
+                movie.metadataBoxes.push_back(*box);
+            [[fallthrough]];
+        case fourCC("udta"):
             readMetadata(window, *box, movie.metadata);
             break;
         case fourCC("cmov"):

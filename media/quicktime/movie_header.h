@@ -50,7 +50,9 @@ struct MovieHeader {
     std::optional<std::uint64_t> fragmentedDuration; ///< `mehd`, movie ticks
     std::vector<FragmentDefaults> fragmentDefaults;
     std::vector<MetadataItem> metadata;
-    /// What the places in the sample tables refer to: the file, or the header's own bytes in memory.
+    std::vector<Box> metadataBoxes; ///< the movie's `meta` boxes
+    /// What the places of boxes and in the sample tables refer to: the file, or the header's own bytes in
+    /// memory.
     std::shared_ptr<const io::ByteSource> source;
 };
 

@@ -3,13 +3,16 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 
+#include "media/quicktime/camera/camera_facts.h"
 #include "media/quicktime/edit_list.h"
 #include "media/quicktime/frame_rate.h"
 #include "media/quicktime/metadata.h"
 #include "media/quicktime/movie_header.h"
 #include "media/quicktime/movie_track.h"
+#include "media/quicktime/timecode_track.h"
 #include "media/quicktime/track_reader.h"
 
 namespace media::quicktime {
@@ -33,11 +36,13 @@ class QuickTimeContainer final : public Container {
     void addFragments(const MovieHeader& movie);
     void placeOnTimeline(const TrackHeader& header, const MovieHeader& movie, std::size_t index);
     void guessRateOfSingleFrames();
+    void addCameraTimecode(const MovieHeader& movie);
     [[nodiscard]] Time longest() const;
 
     std::shared_ptr<const io::ByteSource> source_;
     std::vector<Track> tracks_;
-    std::vector<MovieTrack> movieTracks_; ///< one a track
+    std::vector<MovieTrack> movieTracks_;       ///< one a track of the file
+    std::optional<TimecodeTrack> madeTimecode_; ///< the last track, where the file has none of timecode
     std::shared_ptr<SharedChunks> sharedChunks_;
     std::vector<MetadataItem> metadata_;
     std::optional<Date> creationDate_;
@@ -86,8 +91,9 @@ QuickTimeContainer::QuickTimeContainer(std::shared_ptr<const io::ByteSource> sou
             placeOnTimeline(movie.tracks[i], movie, i);
         }
     guessRateOfSingleFrames();
-    metadata_ = std::move(movie.metadata);
+    metadata_ = movie.metadata;
     creationDate_ = recordingDate(metadata_, movie.creationTime);
+    addCameraTimecode(movie);
 }
 
 void QuickTimeContainer::addTrack(const TrackHeader& header, const MovieHeader& movie) {
@@ -188,8 +194,27 @@ void QuickTimeContainer::guessRateOfSingleFrames() {
                 snappedFrameRate(static_cast<double>(description.timescale) / description.frameDuration);
 }
 
+/// Timecode that the camera wrote elsewhere becomes a track as long as the clip. A timecode track of the
+/// file's wins always.
+void QuickTimeContainer::addCameraTimecode(const MovieHeader& movie) {
+    constexpr double longestClip = 1e7; // seconds
+    const bool isThere =
+        std::ranges::any_of(tracks_, [](const Track& t) { return t.mediaType == MediaType::timecode; });
+    if (isThere || duration_ <= Time{} || duration_.seconds() > longestClip)
+        return;
+    camera::CameraFacts facts = camera::readCameraFacts(source_, movie, tracks_, movieTracks_);
+    std::ranges::move(facts.items, std::back_inserter(metadata_));
+    if (!facts.timecode)
+        return;
+    madeTimecode_.emplace(std::vector{*facts.timecode}, duration_);
+    tracks_.push_back(madeTimecode_->track());
+    tracks_.back().index = movieTracks_.size();
+}
+
 std::unique_ptr<TrackReader> QuickTimeContainer::reader(std::size_t trackIndex) const {
     const Track& track = tracks_.at(trackIndex);
+    if (trackIndex == movieTracks_.size())
+        return madeTimecode_->reader();
     for (const FormatDescription& format : track.formatDescriptions)
         if (!format.unreadable.empty())
             throw Error(Error::Category::unsupported, format.unreadable);

@@ -196,9 +196,9 @@ Bytes build(const Movie& movie, const FileLayout& layout) {
     ByteWriter w;
     if (layout.fileType)
         w.box(fourCC("ftyp"), [&] {
-            w.text("qt  ");
+            w.text(layout.brand);
             w.u32(0x20050300);
-            w.text("qt  ");
+            w.text(layout.brand);
         });
     const std::uint64_t headSize = (layout.wide ? 8 : 0) + (layout.largeSizes ? 16 : 8);
     const std::uint64_t headerSize = layout.headerFirst ? movieBox(movie, layout, 0).size() : 0;

@@ -57,6 +57,7 @@ struct Movie {
 /// How the boxes of a file are laid out.
 struct FileLayout {
     bool fileType = true;
+    std::string_view brand = "qt  "; ///< major brand
     bool headerFirst = false;
     bool wide = false;       ///< an 8-byte hole before `mdat`
     bool largeSizes = false; ///< `mdat` with a 64-bit size

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Timecode that cameras keep outside of a timecode track: in documents, beside the clip, in metadata samples.
+#include <map>
+
+#include <gmock/gmock.h>
+
+#include "media/io/byte_reader.h"
+#include "media/track_output.h"
+#include "tests/support/camera_clips.h"
+
+namespace {
+
+using media::MediaType;
+using test::CameraClip;
+using test::panasonicDocument;
+using test::rtmdSample;
+using test::sonyDocument;
+
+/// A clip in memory and the files beside it, by what follows the clip's stem in their names.
+class Card final : public media::io::ByteSource {
+  public:
+    Card(test::Bytes clip, std::map<std::string, std::string> beside)
+        : clip_(std::move(clip)), beside_(std::move(beside)) {}
+    [[nodiscard]] std::uint64_t size() const noexcept override { return clip_.size(); }
+
+  protected:
+    void read(std::uint64_t offset, std::span<std::byte> out) const override {
+        std::copy_n(clip_.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
+    }
+    [[nodiscard]] std::optional<std::vector<std::byte>> readCompanion(std::string_view ending,
+                                                                      std::size_t largest) const override {
+        const auto found = beside_.find(std::string(ending));
+        if (found == beside_.end() || found->second.size() > largest)
+            return std::nullopt;
+        const auto bytes = std::as_bytes(std::span(found->second));
+        return std::vector<std::byte>(bytes.begin(), bytes.end());
+    }
+
+  private:
+    test::Bytes clip_;
+    std::map<std::string, std::string> beside_;
+};
+
+/// "frame base flags rate" of an asset's timecode track, which must be as long as the clip; "none" without
+/// one.
+std::string timecodeOf(const media::Asset& asset) {
+    const auto tracks = asset.tracks(MediaType::timecode);
+    if (tracks.empty())
+        return "none";
+    const media::Track& track = tracks.front();
+    EXPECT_EQ(track.end(), asset.duration());
+    media::TrackOutput output(asset, track);
+    media::SampleBuffer sample;
+    EXPECT_TRUE(output.copyNextSampleBuffer(sample));
+    const auto frame = media::io::ByteReader(sample.data).u32();
+    EXPECT_FALSE(output.copyNextSampleBuffer(sample));
+    const auto& description = *track.formatDescriptions.front().timecode;
+    return std::to_string(frame) + " " + std::to_string(description.frameQuanta) + " " +
+           std::to_string(description.flags) + " " + std::to_string(description.timescale) + "/" +
+           std::to_string(description.frameDuration);
+}
+
+struct Case {
+    std::string what;
+    CameraClip clip;
+    std::string expected;
+    std::map<std::string, std::string> beside{};
+};
+
+const std::string at1h = sonyDocument("25", "false", "12000001"); // 01:00:00:12
+const std::string at2h = sonyDocument("25", "false", "00000002");
+const std::string hour1 = "90012 25 2 25/1", hour2 = "180000 25 2 25/1";
+
+CameraClip ntsc(std::uint32_t rate, CameraClip clip) {
+    clip.timescale = rate * 1000;
+    clip.frameDuration = 1001;
+    return clip;
+}
+
+TEST(CameraTimecode, StandsInAnyOfItsPlaces) {
+    const auto panasonic = [](const std::string& elements) { return panasonicDocument(elements); };
+    const auto sample = rtmdSample(1, 0, 0, 12, false);
+    const std::string text = "01:00:00";
+    std::string nested = at1h.substr(0, at1h.rfind("</"));
+    for (const char* tag : {"<a>", "</a>"})
+        for (int i = 0; i < 100'000; ++i)
+            nested += tag;
+    nested += "</NonRealTimeMeta>";
+    const std::vector<Case> cases{
+        {"nothing", {}, "none"},
+        {"embedded", {.document = at1h}, hour1},
+        {"beside", {}, hour1, {{"M01.XML", at1h}}},
+        {"beside in small letters", {}, hour1, {{"M01.xml", at1h}}},
+        {"beside under the clip's name", {}, hour1, {{".xml", at1h}}},
+        {"a foreign document beside", {}, hour1, {{"M01.XML", "<fcpxml/>"}, {".XML", at1h}}},
+        {"samples", {.sample = sample}, hour1},
+        {"all agree", {.document = at1h, .sample = sample}, hour1, {{"M01.XML", at1h}}},
+        {"document and file contradict", {.document = at1h}, "none", {{"M01.XML", at2h}}},
+        {"document and samples contradict", {.document = at2h, .sample = sample}, "none"},
+        {"damaged document", {.document = at2h.substr(0, 300), .sample = sample}, hour1},
+        {"null bytes behind", {.document = at1h + std::string(3, '\0')}, hour1},
+        {"a document type", {.document = "<!DOCTYPE a [<!ENTITY b \"c\">]>" + at1h.substr(39)}, "none"},
+        {"nested too deeply", {.document = nested}, "none"},
+        {"too large", {.document = at1h + std::string(4U << 20, ' ')}, "none"},
+        {"digit above 9", {.document = sonyDocument("25", "false", "1A000001")}, "none"},
+        {"frame 25 of 25", {.document = sonyDocument("25", "false", "25000001")}, "none"},
+        {"hour 24", {.document = sonyDocument("25", "false", "00000024")}, "none"},
+        {"minute 60", {.document = sonyDocument("25", "false", "00006001")}, "none"},
+        {"a number drop frame has not", ntsc(30, {.document = sonyDocument("30", "false", "40000100")}),
+         "none"},
+        {"flags in the upper bits", {.document = sonyDocument("25", "false", "D28080C1")}, hour1},
+        {"another rate than the picture's", ntsc(30, {.document = at1h}), "none"},
+        {"plain text", {.document = sonyDocument("25", "false", "01:00:00:12")}, hour1},
+        {"plain drop frame", ntsc(30, {.document = sonyDocument("29", "false", text + ";02")}),
+         "107894 30 3 30000/1001"},
+        {"pairs in plain text", ntsc(60, {.document = sonyDocument("30", "true", text + ":02")}), "none"},
+        {"second of a pair at 50",
+         {.timescale = 50'000, .document = sonyDocument("25", "true", "05000081")},
+         "180011 50 2 50/1"},
+        {"pairs beside full rate samples",
+         ntsc(60,
+              {.document = sonyDocument("30", "true", "46800001"), .sample = rtmdSample(1, 0, 0, 13, false)}),
+         "215797 60 3 60000/1001"},
+        {"30 beside 59.94",
+         ntsc(60, {.document = sonyDocument("30", "false", "06000001"),
+                   .sample = rtmdSample(1, 0, 0, 13, false)}),
+         "108006 30 2 30000/1001"},
+        {"100 pictures",
+         {.timescale = 100'000, .sample = rtmdSample(1, 0, 0, 49, false)},
+         "180049 50 2 50/1"},
+        {"older samples", {.sample = test::Bytes(64, std::byte{0})}, "none"},
+        {"drop frame samples", ntsc(30, {.sample = rtmdSample(1, 0, 0, 12, true)}), "107904 30 3 30000/1001"},
+        {"drop flag of samples beside a document's",
+         ntsc(30, {.document = sonyDocument("30", "false", "52000001"), .sample = sample}),
+         "107904 30 3 30000/1001"},
+        {"Panasonic", {.panasonic = panasonic("<StartTimecode>01:00:00:12</StartTimecode>")}, hour1},
+        {"Panasonic, drop frame in a base of 30",
+         ntsc(60, {.panasonic = panasonic("<EditUnit>1001/30000</EditUnit><TimecodeType>Drop</TimecodeType>"
+                                          "<StartTimecode>01:00:00:12</StartTimecode>")}),
+         "107904 30 3 30000/1001"},
+        {"Panasonic without", {.panasonic = panasonic("<StartTimecode>--</StartTimecode>")}, "none"},
+    };
+    for (const Case& tested : cases) {
+        const media::Asset asset(std::make_shared<Card>(test::build(tested.clip), tested.beside));
+        EXPECT_EQ(timecodeOf(asset), tested.expected) << tested.what;
+    }
+}
+
+TEST(CameraTimecode, YieldsToATimecodeTrack) {
+    CameraClip clip{.document = at1h, .sample = rtmdSample(1, 0, 0, 12, false)};
+    test::Movie movie = test::movieOf(clip);
+    test::addTimecodePerPicture(movie, 7'200, clip.pictures);
+    const auto source =
+        std::make_shared<Card>(test::build(movie), std::map<std::string, std::string>{{"M01.XML", at2h}});
+    const media::Asset asset(source);
+    ASSERT_EQ(asset.tracks(MediaType::timecode).size(), 1U);
+    EXPECT_TRUE(asset.metadata().empty());
+    media::TrackOutput output(asset, asset.tracks(MediaType::timecode).front());
+    media::SampleBuffer sample;
+    ASSERT_TRUE(output.copyNextSampleBuffer(sample));
+    EXPECT_EQ(media::io::ByteReader(sample.data).u32(), 7'200U);
+}
+
+TEST(CameraTimecode, CostsNoMoreThanAHeader) {
+    const CameraClip bare{.pictures = 3'000};
+    CameraClip full = bare;
+    full.document = at1h;
+    full.sample = rtmdSample(1, 0, 0, 12, false);
+    const auto bytesRead = [](const CameraClip& clip, std::map<std::string, std::string> beside) {
+        const media::Asset asset(std::make_shared<Card>(test::build(clip), std::move(beside)));
+        return asset.bytesRead();
+    };
+    // The document, the boxes of a track and one sample's head; then the file beside the clip.
+    const std::uint64_t header = bytesRead(bare, {});
+    EXPECT_LE(bytesRead(full, {}), header + at1h.size() + 700);
+    EXPECT_EQ(bytesRead(full, {{"M01.XML", at1h}}), bytesRead(full, {}) + at1h.size());
+}
+
+TEST(CameraTimecode, ComesWithCameraAndUMID) {
+    const media::Asset asset(std::make_shared<Card>(test::build(CameraClip{.document = at1h}),
+                                                    std::map<std::string, std::string>{}));
+    std::vector<std::string> texts;
+    for (const media::MetadataItem& item : asset.metadata())
+        texts.push_back(item.identifier.substr(item.identifier.rfind('.') + 1) + " " + *item.stringValue);
+    EXPECT_THAT(texts, testing::ElementsAre(
+                           "applicationsuppliername Sony", "applicationname ILME-FX3",
+                           "packageid 0x060A2B340101010501010D43130000000123456789ABCDEF0123456789ABCDEF"));
+}
+
+} // namespace
