@@ -109,6 +109,7 @@ void PackModel::add(std::vector<std::filesystem::path> paths) {
         present.insert(row->standardizedSource());
     }
     setFinding(true);
+    ++discoveries_;
     workers_.start("discovery", [this, queue = queue_, order = order_, paths = std::move(paths),
                                  taken = std::move(taken), present = std::move(present)] {
         const auto found = std::make_shared<Found>();
@@ -150,12 +151,13 @@ void PackModel::addFound(Found& discovery) {
         rowsReplaced(::tree(rows_, *order_), byID(rows_));
     }
     setSaved(std::nullopt);
-    abandonedExport_ = 0;
+    --discoveries_;
     setFinding(false);
     if (!found.empty()) {
         setReading(readDone_, readTotal_ + static_cast<std::int64_t>(found.size()));
         readHeaders(found);
     }
+    startWhenReady();
 }
 
 void PackModel::readHeaders(const Rows& fresh) {
@@ -190,6 +192,7 @@ void PackModel::headerRead(const std::shared_ptr<Row>& row, std::optional<ClipHe
     const bool last = readDone_ + 1 >= readTotal_;
     setReading(last ? 0 : readDone_ + 1, last ? 0 : readTotal_);
     updateCanPack();
+    startWhenReady();
 }
 
 void PackModel::remove(const PathSet& ids) {
@@ -221,7 +224,6 @@ void PackModel::remove(const PathSet& ids) {
     std::erase_if(selected, [&](const auto& id) { return ids.contains(id); });
     setSelection(std::move(selected));
     setSaved(std::nullopt);
-    abandonedExport_ = 0;
 }
 
 void PackModel::rowsReplaced(std::vector<Node> tree, PathMap<std::shared_ptr<Row>> rowsByID) {
@@ -233,6 +235,8 @@ void PackModel::rowsReplaced(std::vector<Node> tree, PathMap<std::shared_ptr<Row
         anyMXF = anyMXF || (!operations_.canOpenMXF && isMXF(row->id()));
     }
     Q_EMIT rowsChanged();
+    if (waiting_)
+        Q_EMIT waitingChanged();
     if (std::exchange(cantOpen_, anyMXF) != anyMXF)
         Q_EMIT cantOpenChanged();
     updateCanPack();

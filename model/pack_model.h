@@ -38,7 +38,8 @@ class PackModel : public QObject {
 
     struct SavedPack {
         std::filesystem::path url;
-        std::int64_t size = 0; ///< bytes
+        std::int64_t size = 0;   ///< bytes
+        std::size_t missing = 0; ///< clips of the list that are not in it
         bool operator==(const SavedPack&) const = default;
     };
 
@@ -82,12 +83,27 @@ class PackModel : public QObject {
     [[nodiscard]] ScratchAudio audio() const noexcept { return audio_; }
     void setAudio(ScratchAudio audio);
     [[nodiscard]] bool canPack() const noexcept { return canPack_; }
-    /// Starts the export of all rows with a timecode, in their order. The caller asks `canPack`.
+    /// Starts the export of all rows with a timecode, in their order. The caller asks `canPack`. It waits as
+    /// `packWhenReady` does when an earlier export, which was stopped, still hangs in a read: no two ever run
+    /// side by side.
     void pack(const std::filesystem::path& zip);
-    /// Asks the running export to stop. It ends when the export notices, or without it after a moment in
-    /// which a read hangs.
+    /// Starts the export as soon as there are clips, and none of them is looked for or has its header still
+    /// to be read: at once where that is so.
+    void packWhenReady(const std::filesystem::path& zip);
+    /// Asks the running export to stop, and forgets the one that waits. A running one ends when it notices,
+    /// or without it after a moment in which a read hangs.
     void stop();
     [[nodiscard]] bool packing() const noexcept { return packing_; }
+    /// The zip of the export that waits to start; none while the list is empty.
+    [[nodiscard]] const std::filesystem::path* waiting() const noexcept {
+        return waiting_ && !rows_.empty() ? &*waiting_ : nullptr;
+    }
+    /// An export that was stopped hangs in a read, so that the next one has to wait.
+    [[nodiscard]] bool stoppedStillRuns() const noexcept { return running_ && !packing_; }
+    /// The rows' results are of a pack that is being made or was saved.
+    [[nodiscard]] bool resultsStand() const noexcept { return resultsStand_; }
+    /// Saved after all by an export that was stopped, when the next one was waiting already.
+    [[nodiscard]] const std::optional<SavedPack>& savedLate() const noexcept { return savedLate_; }
     /// Present exactly while an export runs.
     [[nodiscard]] const std::optional<ExportProgress>& exporting() const noexcept { return exporting_; }
     [[nodiscard]] const std::optional<SavedPack>& saved() const noexcept { return saved_; }
@@ -115,6 +131,7 @@ class PackModel : public QObject {
     void audioChanged();
     void canPackChanged();
     void packingChanged();
+    void waitingChanged();
     void exportingChanged(); ///< also every step of it
     void savedChanged();
     void failureChanged();
@@ -139,10 +156,13 @@ class PackModel : public QObject {
     }
 
     void run(const Export& pack);
-    void stepped(std::int64_t number, const std::filesystem::path& id, double fraction);
-    void finished(std::int64_t number, const std::filesystem::path& id, const Outcome& outcome);
-    void zipStarted(std::int64_t number);
-    void ended(std::int64_t number, const Ended& how);
+    void startWhenReady();
+    void start(const std::filesystem::path& zip);
+    void stepped(const std::filesystem::path& id, double fraction);
+    void finished(const std::filesystem::path& id, const Outcome& outcome);
+    void zipStarted();
+    void ended(const Ended& how);
+    void setResultsStand(bool stand);
     void endExport();
     void giveUpWaiting();
 
@@ -167,6 +187,7 @@ class PackModel : public QObject {
     PathSet collapsed_;
     bool choosing_ = false;
     bool finding_ = false;
+    int discoveries_ = 0; ///< `finding` ends with the first of them
     std::int64_t readDone_ = 0;
     std::int64_t readTotal_ = 0;
     bool cantOpen_ = false;
@@ -178,8 +199,10 @@ class PackModel : public QObject {
     std::optional<SavedPack> saved_;
     std::optional<QString> failure_;
     std::shared_ptr<Flag> cancelled_ = std::make_shared<Flag>();
-    std::int64_t exportNumber_ = 0;
-    std::int64_t abandonedExport_ = 0; ///< stopped, but it may still hang in a read; else 0
+    bool running_ = false; ///< the export's thread; it may hang in a read long after it was stopped
+    std::optional<std::filesystem::path> waiting_;
+    std::optional<SavedPack> savedLate_;
+    bool resultsStand_ = true;
     QTimer stopping_;
 
     const std::shared_ptr<Flag> ending_ = std::make_shared<Flag>();

@@ -20,7 +20,6 @@ double fractionOf(double value) {
 
 /// What an export's thread needs.
 struct PackModel::Export {
-    std::int64_t number;
     std::vector<PackClip> clips;
     std::filesystem::path zip;
     ScratchAudio audio;
@@ -34,7 +33,30 @@ struct PackModel::Ended {
 };
 
 void PackModel::pack(const std::filesystem::path& zip) {
-    Export pack{++exportNumber_, {}, zip, audio_, std::make_shared<Flag>()};
+    if (running_)
+        packWhenReady(zip);
+    else
+        start(zip);
+}
+
+void PackModel::packWhenReady(const std::filesystem::path& zip) {
+    savedLate_.reset();
+    setSaved(std::nullopt);
+    setFailure(std::nullopt);
+    waiting_ = zip;
+    Q_EMIT waitingChanged();
+    startWhenReady();
+}
+
+void PackModel::startWhenReady() {
+    if (!waiting_ || running_ || discoveries_ > 0 || readTotal_ >= 1 || rows_.empty())
+        return;
+    start(*std::exchange(waiting_, std::nullopt));
+    Q_EMIT waitingChanged();
+}
+
+void PackModel::start(const std::filesystem::path& zip) {
+    Export pack{{}, zip, audio_, std::make_shared<Flag>()};
     PathMap<ExportProgress::Clip> clips;
     for (const auto& row : rows_) {
         if (row->isPackable()) {
@@ -53,8 +75,9 @@ void PackModel::pack(const std::filesystem::path& zip) {
     }
     exporting_.emplace(std::move(clips));
     cancelled_ = pack.cancelled;
-    abandonedExport_ = 0;
+    running_ = true;
     stopping_.stop();
+    setResultsStand(true);
     setPacking(true);
     setSaved(std::nullopt);
     setFailure(std::nullopt);
@@ -64,19 +87,18 @@ void PackModel::pack(const std::filesystem::path& zip) {
 
 /// On the export's thread.
 void PackModel::run(const Export& pack) {
-    const std::int64_t number = pack.number;
     const auto queue = queue_;
     const Pack::MakeCallbacks callbacks{
         .item =
-            [this, number, &queue](const PackClip& clip, double fraction) {
-                queue->schedule([this, number, id = clip.id(), fraction] { stepped(number, id, fraction); });
+            [this, &queue](const PackClip& clip, double fraction) {
+                queue->schedule([this, id = clip.id(), fraction] { stepped(id, fraction); });
             },
         .finished =
-            [this, number, &queue](const PackClip& clip, const Outcome& outcome) {
-                queue->schedule([this, number, id = clip.id(), outcome] { finished(number, id, outcome); });
+            [this, &queue](const PackClip& clip, const Outcome& outcome) {
+                queue->schedule([this, id = clip.id(), outcome] { finished(id, outcome); });
             },
         .isCancelled = [&pack] { return pack.cancelled->isSet(); },
-        .saving = [this, number, &queue] { queue->schedule([this, number] { zipStarted(number); }); },
+        .saving = [this, &queue] { queue->schedule([this] { zipStarted(); }); },
     };
     Ended how;
     try {
@@ -88,11 +110,11 @@ void PackModel::run(const Export& pack) {
     } catch (const std::exception&) {
         how.failure = text(Pack::currentErrorDescription());
     }
-    queue->schedule([this, number, how = std::move(how)] { ended(number, how); });
+    queue->schedule([this, how = std::move(how)] { ended(how); });
 }
 
-void PackModel::stepped(std::int64_t number, const std::filesystem::path& id, double fraction) {
-    if (!packing_ || number != exportNumber_)
+void PackModel::stepped(const std::filesystem::path& id, double fraction) {
+    if (!packing_)
         return;
     if (const auto row = rowsByID_.find(id); row != rowsByID_.end())
         setProgress(row->second, fractionOf(fraction));
@@ -100,44 +122,63 @@ void PackModel::stepped(std::int64_t number, const std::filesystem::path& id, do
     Q_EMIT exportingChanged();
 }
 
-void PackModel::finished(std::int64_t number, const std::filesystem::path& id, const Outcome& outcome) {
-    if (!packing_ || number != exportNumber_)
-        return;
+/// Also of an export that was given up: it may still save its pack.
+void PackModel::finished(const std::filesystem::path& id, const Outcome& outcome) {
     if (const auto row = rowsByID_.find(id); row != rowsByID_.end()) {
         row->second->progress_.reset();
         row->second->result_ = outcome;
         Q_EMIT rowChanged(row->second);
     }
+    if (!packing_)
+        return;
     const auto* result = std::get_if<PackResult>(&outcome);
     exporting_->finish(id, result != nullptr ? result->packSize : 0);
     Q_EMIT exportingChanged();
 }
 
-void PackModel::zipStarted(std::int64_t number) {
-    if (!packing_ || number != exportNumber_)
+void PackModel::zipStarted() {
+    if (!packing_)
         return;
     exporting_->saving = true;
     stopping_.stop(); // no clip is being read any more, the end is near
     Q_EMIT exportingChanged();
 }
 
-void PackModel::ended(std::int64_t number, const Ended& how) {
-    if (packing_ && number == exportNumber_) {
-        if (how.saved)
-            setSaved(how.saved);
+void PackModel::ended(const Ended& how) {
+    running_ = false;
+    std::optional<SavedPack> saved = how.saved;
+    if (saved) {
+        const auto isPacked = [](const auto& row) {
+            return row->result() && std::holds_alternative<PackResult>(*row->result());
+        };
+        saved->missing = rows_.size() - static_cast<std::size_t>(std::ranges::count_if(rows_, isPacked));
+    }
+    setResultsStand(saved.has_value());
+    if (packing_) {
+        if (saved)
+            setSaved(std::move(saved));
         else if (how.failure)
             setFailure(tr("The pack wasn't saved: %1").arg(*how.failure));
         else
             clearProgress();
         endExport();
-    } else if (number == abandonedExport_) {
+    } else if (saved) {
         // The stop came too late after all: the pack is there, and that must not be hidden.
-        abandonedExport_ = 0;
-        setSaved(how.saved);
+        if (waiting_)
+            savedLate_ = std::move(saved);
+        else
+            setSaved(std::move(saved));
     }
+    startWhenReady();
 }
 
 void PackModel::stop() {
+    if (waiting_) {
+        waiting_.reset();
+        if (savedLate_)
+            setSaved(std::exchange(savedLate_, std::nullopt));
+        Q_EMIT waitingChanged();
+    }
     if (!packing_)
         return;
     cancelled_->set();
@@ -146,11 +187,19 @@ void PackModel::stop() {
 }
 
 /// The export's thread hangs in a read of a disk that does not answer. It ends by itself, and cleans up, when
-/// the disk does; until then it is as if it were not there.
+/// the disk does; until then the list can be used, and another export waits.
 void PackModel::giveUpWaiting() {
-    abandonedExport_ = exportNumber_;
+    setResultsStand(false);
     clearProgress();
     endExport();
+}
+
+void PackModel::setResultsStand(bool stand) {
+    if (std::exchange(resultsStand_, stand) == stand)
+        return;
+    for (const auto& row : rows_)
+        if (row->result_)
+            Q_EMIT rowChanged(row);
 }
 
 void PackModel::endExport() {

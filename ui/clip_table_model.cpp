@@ -313,13 +313,15 @@ std::pair<ClipTableModel::Status, QString> ClipTableModel::status(const Item& it
         if (const auto* failure = std::get_if<PackFailure>(&*row.result()))
             return {Status::warning, text(failure->description)};
         const auto& result = std::get<PackResult>(*row.result());
+        // What a stopped or failed export wrote is gone: only its remarks still hold.
         const QString size = byteCount(result.packSize);
         if (result.notes.empty())
-            return {Status::secondary, size};
+            return {Status::secondary, model_.resultsStand() ? size : tr("Ready")};
         QStringList notes;
         for (const std::string& note : result.notes)
             notes << text(note);
-        return {Status::warning, size + QStringLiteral(": ") + notes.join(QStringLiteral("; "))};
+        const QString remarks = notes.join(QStringLiteral("; "));
+        return {Status::warning, model_.resultsStand() ? size + QStringLiteral(": ") + remarks : remarks};
     }
     if (model_.packing())
         return {Status::secondary, tr("Waiting")};

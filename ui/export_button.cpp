@@ -9,8 +9,9 @@ ExportButton::ExportButton(PackModel& model, QWidget* parent) : QPushButton(pare
     setObjectName(QStringLiteral("exportButton"));
     connect(&model, &PackModel::packingChanged, this, &ExportButton::update);
     connect(&model, &PackModel::canPackChanged, this, &ExportButton::update);
+    connect(&model, &PackModel::waitingChanged, this, &ExportButton::update);
     connect(this, &QPushButton::clicked, this, [this] {
-        if (model_.packing())
+        if (stops())
             model_.stop();
         else
             Q_EMIT exportAsked();
@@ -25,8 +26,13 @@ ExportButton::ExportButton(PackModel& model, QWidget* parent) : QPushButton(pare
     update();
 }
 
+/// Also an export that has yet to start.
+bool ExportButton::stops() const {
+    return model_.packing() || model_.waiting() != nullptr;
+}
+
 void ExportButton::update() {
-    const bool stops = model_.packing();
+    const bool stops = this->stops();
     setText(stops ? tr("Stop") : tr("Export…"));
     setToolTip(stops ? QString() : tr("Save the clips' timecode and scratch audio as one zip to send"));
     setDefault(!stops);

@@ -18,6 +18,7 @@ class ExportButton : public QPushButton {
 
   private:
     void update();
+    [[nodiscard]] bool stops() const;
 
     PackModel& model_;
 };

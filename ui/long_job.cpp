@@ -38,15 +38,23 @@ QDBusMessage methodCall(const SessionService& service, const char* method) {
 } // namespace
 
 LongJob::LongJob(PackModel& model, QObject* parent) : QObject(parent), model_(model) {
-    connect(&model, &PackModel::packingChanged, this, [this] { model_.packing() ? start() : end(); });
+    connect(&model, &PackModel::packingChanged, this, &LongJob::update);
+    connect(&model, &PackModel::waitingChanged, this, &LongJob::update);
     connect(&model, &PackModel::exportingChanged, this, &LongJob::showProgress);
 }
 
 LongJob::~LongJob() {
-    if (model_.packing()) {
+    if (busy_) {
         mayBeSleepy();
         tellLauncher(0, false);
     }
+}
+
+/// An export that waits for headers is a long job already.
+void LongJob::update() {
+    const bool busy = model_.packing() || model_.waiting() != nullptr;
+    if (std::exchange(busy_, busy) != busy)
+        busy ? start() : end();
 }
 
 void LongJob::start() {

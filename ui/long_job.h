@@ -17,6 +17,7 @@ class LongJob : public QObject {
     ~LongJob() override;
 
   private:
+    void update();
     void start();
     void end();
     void showProgress();
@@ -31,6 +32,7 @@ class LongJob : public QObject {
     void mayBeSleepy();
 
     PackModel& model_;
+    bool busy_ = false;
     int shownPercent_ = -1;
     quint32 exportNumber_ = 0;          ///< an answer of a service may come after the export's end
     QDBusUnixFileDescriptor sleepLock_; ///< held open as long as the machine has to stay awake

@@ -115,9 +115,10 @@ void MainWindow::makeMenus() {
     const auto update = [this, add, addClips, pack, stop] {
         add->setEnabled(!model_.packing());
         addClips->setEnabled(!model_.packing());
-        pack->setEnabled(model_.canPack());
-        stop->setEnabled(model_.packing());
+        pack->setEnabled(model_.canPack() && model_.waiting() == nullptr);
+        stop->setEnabled(model_.packing() || model_.waiting() != nullptr);
     };
+    connect(&model_, &PackModel::waitingChanged, this, update);
     connect(&model_, &PackModel::packingChanged, this, update);
     connect(&model_, &PackModel::canPackChanged, this, update);
     update();
@@ -176,13 +177,13 @@ void MainWindow::choose(FileChooser::What what) {
 }
 
 void MainWindow::exportPack() {
-    if (!model_.canPack())
+    if (!model_.canPack() || model_.waiting() != nullptr)
         return;
     auto* const panel = new ExportPanel(model_, settings_, this);
     connect(panel, &ExportPanel::chosen, this, [this](const std::filesystem::path& zip) {
         // Clips may have come or gone behind the panel.
         if (model_.canPack())
-            model_.pack(zip);
+            model_.packWhenReady(zip);
     });
     panel->open();
 }
@@ -207,19 +208,7 @@ void MainWindow::actOnArguments() {
     const LaunchArguments arguments = std::exchange(arguments_, {}); // once
     model_.add(arguments.add);
     if (arguments.zip)
-        exportWhenRead(*arguments.zip);
-}
-
-void MainWindow::exportWhenRead(const std::filesystem::path& zip) {
-    const auto tryNow = [this, zip] {
-        if (model_.finding() || model_.readTotal() >= 1 || model_.rows().empty() || model_.packing())
-            return;
-        waitingToExport_.stop();
-        model_.pack(zip);
-    };
-    connect(&waitingToExport_, &QTimer::timeout, this, tryNow);
-    waitingToExport_.start(std::chrono::milliseconds(200));
-    tryNow();
+        model_.packWhenReady(*arguments.zip);
 }
 
 /// Return presses the default button, unless a control has use for it.
@@ -234,11 +223,11 @@ void MainWindow::keyPressEvent(QKeyEvent* event) {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    if (model_.packing() && !stopToQuit()) {
+    if ((model_.packing() || model_.waiting() != nullptr) && !stopToQuit()) {
         event->ignore();
         return;
     }
-    waitingToExport_.stop();
+    model_.stop();
     event->accept();
 }
 
@@ -246,8 +235,9 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 bool MainWindow::stopToQuit() {
     if (quitting_)
         return false; // asked already
-    QMessageBox box(QMessageBox::Question, windowTitle(), tr("An export is running."), QMessageBox::NoButton,
-                    this);
+    QMessageBox box(QMessageBox::Question, windowTitle(),
+                    model_.packing() ? tr("An export is running.") : tr("An export is about to start."),
+                    QMessageBox::NoButton, this);
     box.setObjectName(QStringLiteral("quitQuestion"));
     const auto* const stop = box.addButton(tr("Stop and Quit"), QMessageBox::DestructiveRole);
     QPushButton* const keep = box.addButton(tr("Keep Exporting"), QMessageBox::RejectRole);
@@ -259,8 +249,10 @@ bool MainWindow::stopToQuit() {
         quitting_ = false;
         return false;
     }
-    if (!model_.packing())
-        return true; // it has ended while the question stood
+    if (!model_.packing()) {
+        model_.stop();
+        return true; // it has ended while the question stood, or not begun
+    }
     // An archive that is being written has no end to wait for: leaving removes what there is of it.
     constexpr std::chrono::milliseconds longest(1500);
     const auto leave = [] { QApplication::exit(0); };

@@ -4,7 +4,6 @@
 
 #include <QMainWindow>
 #include <QPointer>
-#include <QTimer>
 
 #include "model/pack_model.h"
 #include "ui/file_chooser.h"
@@ -42,7 +41,6 @@ class MainWindow : public QMainWindow {
     void choose(FileChooser::What what);
     void about();
     void actOnArguments();
-    void exportWhenRead(const std::filesystem::path& zip);
     [[nodiscard]] bool stopToQuit();
 
     PackModel& model_;
@@ -54,6 +52,5 @@ class MainWindow : public QMainWindow {
     DropHighlight* highlight_ = nullptr;
     ExportButton* export_ = nullptr;
     QPointer<FileChooser> chooser_;
-    QTimer waitingToExport_;
     bool quitting_ = false;
 };

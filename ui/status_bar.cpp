@@ -75,9 +75,10 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     connect(&refreshing_, &QTimer::timeout, this, &StatusBar::refresh);
     everySecond_.setInterval(std::chrono::seconds(1));
     connect(&everySecond_, &QTimer::timeout, this, &StatusBar::refreshTime);
-    for (const auto signal : {&PackModel::exportingChanged, &PackModel::findingChanged,
-                              &PackModel::readingChanged, &PackModel::failureChanged,
-                              &PackModel::savedChanged, &PackModel::cantOpenChanged, &PackModel::rowsChanged})
+    for (const auto signal :
+         {&PackModel::exportingChanged, &PackModel::findingChanged, &PackModel::readingChanged,
+          &PackModel::waitingChanged, &PackModel::failureChanged, &PackModel::savedChanged,
+          &PackModel::cantOpenChanged, &PackModel::rowsChanged})
         connect(&model, signal, this, &StatusBar::refreshSoon);
     refresh();
 }
@@ -106,12 +107,20 @@ void StatusBar::refresh() {
         return;
     }
     everySecond_.stop();
+    // An export that waits says so beside what it waits for.
+    const QString then =
+        model_.waiting() != nullptr ? tr(", then export “%1”").arg(fileName(*model_.waiting())) : QString();
     if (model_.finding()) {
-        showText(tr("Finding clips…"), Look::plain);
+        showText(model_.waiting() != nullptr ? tr("Finding clips") + then : tr("Finding clips…"),
+                 Look::plain);
         showEndlessBar();
     } else if (model_.readTotal() >= 1) {
-        showText(tr("Read %1 of %2 clips").arg(model_.readDone()).arg(model_.readTotal()), Look::plain);
+        showText(tr("Read %1 of %2 clips").arg(model_.readDone()).arg(model_.readTotal()) + then,
+                 Look::plain);
         showBar(static_cast<double>(model_.readDone()), static_cast<double>(model_.readTotal()));
+    } else if (model_.waiting() != nullptr && model_.stoppedStillRuns()) {
+        showText(tr("The stopped export has yet to end") + then, Look::plain);
+        showEndlessBar();
     } else if (model_.failure()) {
         showText(*model_.failure(), Look::warning);
     } else if (model_.saved()) {

@@ -2,6 +2,7 @@
 // The export: its progress, its ends, stopping it, and a real one.
 #include <QElapsedTimer>
 #include <QSignalSpy>
+#include <atomic>
 
 #include "tests/model/model_test.h"
 #include "tests/support/clip_maker.h"
@@ -80,7 +81,7 @@ TEST_F(ExportTest, FollowsTheRunClipByClip) {
     gate.letGo(1);
     ASSERT_TRUE(ends());
     EXPECT_FALSE(model().exporting());
-    EXPECT_EQ(model().saved(), (PackModel::SavedPack{"/out/Day 3.zip", 48'200'000}));
+    EXPECT_EQ(model().saved(), (PackModel::SavedPack{"/out/Day 3.zip", 48'200'000, 2}));
     EXPECT_EQ(packing.size(), 2);
     EXPECT_EQ(model().rows().size(), 3U);
 
@@ -124,41 +125,105 @@ TEST_F(ExportTest, StoppingKeepsTheResultsAndSaysNothing) {
     ASSERT_TRUE(ends());
     EXPECT_TRUE(row(0).result());
     EXPECT_FALSE(row(2).progress());
+    EXPECT_FALSE(model().resultsStand());
     EXPECT_FALSE(model().failure());
     EXPECT_FALSE(model().saved());
     EXPECT_TRUE(model().canPack());
 }
 
-TEST_F(ExportTest, StopAnswersWhileAReadHangsAndALateEndIsHarmless) {
+TEST_F(ExportTest, NoExportRunsBesideAStoppedOneThatHangs) {
     Gate hanging;
-    bool hang = true;
-    operations.make = [&](std::span<const PackClip> clips, const std::filesystem::path&, ScratchAudio,
+    std::atomic<int> running = 0;
+    bool stopsInTime = true;
+    operations.make = [&](std::span<const PackClip> clips, const std::filesystem::path& zip, ScratchAudio,
                           const Pack::MakeCallbacks& callbacks) {
-        if (!std::exchange(hang, false))
-            return;
+        EXPECT_EQ(++running, 1);
         callbacks.item(clips[0], 0.25);
-        hanging.pass();
-        callbacks.finished(clips[0], packed(1));
-        throw PackError::cancelled();
+        if (zip.stem() == "hangs") {
+            hanging.pass();
+            callbacks.finished(clips[0], packed(1));
+        }
+        --running;
+        if (zip.stem() == "hangs" && stopsInTime)
+            throw PackError::cancelled();
     };
     addThree();
-    model().pack("/out/a.zip");
-    ASSERT_TRUE(eventually([&] { return hanging.waiting() == 1; }));
-    QElapsedTimer answer;
-    answer.start();
+    const auto startAndStop = [&] {
+        model().pack("/out/hangs.zip");
+        ASSERT_TRUE(eventually([&] { return hanging.waiting() == 1; }));
+        QElapsedTimer answer;
+        answer.start();
+        model().stop();
+        ASSERT_TRUE(ends());
+        EXPECT_LT(answer.elapsed(), 1'500);
+        EXPECT_FALSE(row(0).progress());
+        EXPECT_TRUE(model().stoppedStillRuns() && model().canPack());
+    };
+    startAndStop();
+    model().pack("/out/b.zip");
+    EXPECT_FALSE(model().packing());
+    ASSERT_NE(model().waiting(), nullptr);
+    EXPECT_EQ(*model().waiting(), "/out/b.zip");
     model().stop();
-    ASSERT_TRUE(ends());
-    EXPECT_LT(answer.elapsed(), 1'500);
-    EXPECT_FALSE(row(0).progress());
+    EXPECT_EQ(model().waiting(), nullptr);
+    model().pack("/out/c.zip");
+    hanging.letGo(1);
+    ASSERT_TRUE(eventually([&] { return model().saved().has_value(); }));
+    EXPECT_EQ(model().saved()->url, "/out/c.zip");
+    EXPECT_FALSE(model().stoppedStillRuns() || model().savedLate());
 
-    model().pack("/out/b.zip"); // with the first one still hanging
-    ASSERT_TRUE(ends());
-    EXPECT_TRUE(model().saved());
-    hanging.open();
-    ASSERT_TRUE(model().endWithin(10s));
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(model().saved());
-    EXPECT_FALSE(row(0).result());
+    // The stop comes too late: there is a pack, and that is said, also beside the next one.
+    stopsInTime = false;
+    startAndStop();
+    hanging.letGo(1);
+    ASSERT_TRUE(eventually([&] { return model().saved().has_value(); }));
+    EXPECT_EQ(model().saved()->url, "/out/hangs.zip");
+    EXPECT_TRUE(model().resultsStand());
+    startAndStop();
+    EXPECT_FALSE(model().resultsStand());
+    model().pack("/out/d.zip");
+    hanging.letGo(1);
+    ASSERT_TRUE(eventually([&] { return model().saved() && model().saved()->url == "/out/d.zip"; }));
+    ASSERT_TRUE(model().savedLate());
+    EXPECT_EQ(model().savedLate()->url, "/out/hangs.zip");
+}
+
+TEST_F(ExportTest, TakesEveryClipWhoseHeaderIsStillToBeRead) {
+    Gate headers;
+    Gate slowCard;
+    operations.header = [&](const std::filesystem::path&) {
+        headers.pass();
+        return test::header();
+    };
+    operations.clips = [&, clips = operations.clips](std::span<const std::filesystem::path> paths,
+                                                     std::set<std::string> taken) {
+        if (paths[0] == "/slow/4.mov")
+            slowCard.pass();
+        return clips(paths, std::move(taken));
+    };
+    std::vector<std::size_t> exported;
+    operations.make = [&](std::span<const PackClip> clips, auto&&...) { exported.push_back(clips.size()); };
+    model().packWhenReady("/out/launched.zip");
+    EXPECT_EQ(model().waiting(), nullptr); // nothing to wait for yet
+    model().add({"/c/1.mov", "/c/2.mov", "/c/3.mov"});
+    headers.letGo(1);
+    ASSERT_TRUE(eventually([this] { return model().canPack(); }));
+    ASSERT_NE(model().waiting(), nullptr);
+    model().stop();
+    headers.letGo(1);
+    ASSERT_TRUE(eventually([this] { return model().readDone() == 2; }));
+    EXPECT_THAT(exported, testing::IsEmpty());
+
+    model().packWhenReady("/out/asked.zip");
+    model().add({"/slow/4.mov"});
+    model().add({"/c/5.mov"});
+    ASSERT_TRUE(eventually([this] { return !model().finding(); }));
+    headers.open();
+    ASSERT_TRUE(eventually([this] { return model().readTotal() == 0; }));
+    EXPECT_FALSE(model().packing());
+    slowCard.open();
+    ASSERT_TRUE(eventually([this] { return model().saved().has_value(); }));
+    EXPECT_THAT(exported, ElementsAre(5U));
 }
 
 TEST_F(ExportTest, TellsTheTimeLeftAndTheSizeExpected) {

@@ -151,6 +151,33 @@ TEST_F(PanelTest, TheExportHasAPlaceOfItsOwn) {
     EXPECT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
 }
 
+TEST_F(PanelTest, AnExportAskedForWhileHeadersAreReadTakesThemAll) {
+    holdHeaders = true;
+    drop(folder / "A001");
+    headers.letGo(1);
+    ASSERT_TRUE(eventually([this] { return model().canPack(); }));
+    openPanel();
+    const auto size = [this] { return part<QLabel>("spaceMessage").text(); };
+    const QString ofOne = size();
+    headers.letGo(1);
+    EXPECT_TRUE(eventually([&] { return size() != ofOne; })) << ofOne.toStdString();
+    type(dialog("exportPanel"), folder / "all");
+    const auto status = [this](const char* expected) {
+        return eventually([&] { return statusText() == expected; });
+    };
+    EXPECT_TRUE(status("Read 2 of 3 clips, then export “all.zip”")) << statusText();
+    auto& button = part<QPushButton>("exportButton");
+    EXPECT_EQ(button.text(), QStringLiteral("Stop"));
+    click(button);
+    EXPECT_TRUE(status("Read 2 of 3 clips")) << statusText();
+    EXPECT_EQ(button.text(), QStringLiteral("Export…"));
+    model().packWhenReady(folder / "all.zip");
+    headers.open();
+    ASSERT_TRUE(eventually([this] { return model().saved().has_value(); }));
+    EXPECT_EQ(model().saved()->missing, 0U);
+    EXPECT_EQ(filesIn(folder.path()), (std::vector<std::string>{"A001", "all.zip"}));
+}
+
 } // namespace
 
 } // namespace test

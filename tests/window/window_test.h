@@ -36,12 +36,20 @@ class WindowTest : public ApplicationTest<QApplication> {
             };
             Pack::make(clips, zip, audio, callbacks);
         };
+        operations.header = [this, read = operations.header](const fs::path& source) {
+            if (holdHeaders)
+                headers.pass();
+            return read(source);
+        };
         makeCard(3);
         window = std::make_unique<MainWindow>(model(), settings);
         window->show();
         ASSERT_TRUE(eventually([this] { return window->isActiveWindow(); }));
     }
-    void TearDown() override { window.reset(); }
+    void TearDown() override {
+        headers.open();
+        window.reset();
+    }
 
     void makeCard(int clips) {
         fs::create_directories(folder / "A001/CLIP");
@@ -102,6 +110,8 @@ class WindowTest : public ApplicationTest<QApplication> {
     }
 
     std::atomic<bool> willStop = false;
+    std::atomic<bool> holdHeaders = false;
+    Gate headers;
     std::unique_ptr<MainWindow> window;
 };
 
