@@ -23,13 +23,14 @@ constexpr std::string_view usageLine = "usage: Ferrowick --pack OUT.zip PATH…"
 struct Inputs {
     fs::path output;
     ScratchAudio mode = ScratchAudio::lossless;
+    std::vector<std::string> words; ///< the paths as they were typed
     std::vector<fs::path> paths;
 };
 
 /// Writes a whole line in one go, so that whoever reads along sees each clip as it ends. A reader that has
 /// gone away does not end the pack.
 void print(std::FILE* stream, std::string_view text) {
-    const std::string line = platform::validUTF8(text) + "\n";
+    const std::string line = platform::oneLine(text) + "\n";
     (void)std::fwrite(line.data(), 1, line.size(), stream);
     (void)std::fflush(stream);
 }
@@ -76,6 +77,7 @@ std::optional<Inputs> parse(std::span<const std::string> arguments) {
             rest = rest.subspan(2);
         }
     }
+    inputs.words.assign(rest.begin(), rest.end());
     for (const std::string& argument : rest)
         inputs.paths.push_back(absolutePath(argument));
     return inputs;
@@ -98,18 +100,36 @@ std::string line(const PackClip& clip, const PackResult& result) {
     return result.notes.empty() ? text : text + ")";
 }
 
+/// What a place is called by whoever typed the arguments.
+std::string typedName(const Inputs& inputs, const fs::path& place) {
+    for (std::size_t index = 0; index < inputs.paths.size(); ++index) {
+        const fs::path below = place.lexically_relative(inputs.paths[index]);
+        if (below == ".")
+            return inputs.words[index].empty() ? "\"\"" : inputs.words[index];
+        if (!below.empty() && *below.begin() != "..")
+            return (fs::path(inputs.words[index]) / below).native();
+    }
+    return place.native();
+}
+
 ExitCode run(const Inputs& inputs) {
-    ExitCode code = packed;
+    const Pack::Found found = Pack::clips(inputs.paths, {});
+    for (const Pack::Place& place : found.places)
+        print(stderr, typedName(inputs, place.path) + ": " + place.reason);
+    ExitCode code = found.clipsMayBeMissing() ? notPacked : packed;
     Pack::MakeCallbacks callbacks;
     callbacks.finished = [&code](const PackClip& clip, const Outcome& outcome) {
         if (const auto* result = std::get_if<PackResult>(&outcome)) {
             print(stdout, line(clip, *result));
         } else {
-            print(stdout, clip.packPath + ": not packed: " + std::get<PackFailure>(outcome).description);
+            const auto& failure = std::get<PackFailure>(outcome);
+            print(stdout, clip.packPath + ": not packed: " + failure.description);
+            if (!failure.reason.empty())
+                print(stderr, clip.packPath + ": " + failure.reason);
             code = notPacked;
         }
     };
-    Pack::make(Pack::clips(inputs.paths, {}), inputs.output, inputs.mode, callbacks);
+    Pack::make(found.clips, inputs.output, inputs.mode, callbacks);
     print(stdout, "Saved " + inputs.output.native());
     return code;
 }

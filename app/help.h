@@ -24,10 +24,12 @@ OUT.zip   the pack to make; a file that is there is replaced once the new one is
           64 kbit/s per channel) or none (timecode only); stands before the paths
 
 Prints a line for every clip as soon as it is packed, then "Saved" and the zip's path.
+Standard error says why clips can't be read, and which paths and folders gave none.
 
 Exit codes with --pack:
   0   the zip is saved and holds every clip
-  1   a clip was not packed (its line says why), or no zip could be made
+  1   a clip was not packed (its line says why), a folder could not be listed (clips
+      may be missing), or no zip could be made
   2   the command line is incomplete, or there is no window to open
 A pack that is interrupted (Ctrl-C) leaves nothing behind.)";
 

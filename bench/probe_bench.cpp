@@ -44,7 +44,7 @@ double probe(const std::vector<PackClip>& clips, unsigned readers) {
 int main(int argc, char** argv) try {
     const std::vector<std::filesystem::path> paths(argv + 1, argv + argc);
     const auto start = Clock::now();
-    const std::vector<PackClip> clips = Pack::clips(paths, {});
+    const std::vector<PackClip> clips = Pack::clips(paths, {}).clips;
     std::printf("%zu clips found in %.1f ms\n", clips.size(), seconds(start) * 1e3);
     for (const unsigned readers : {1U, 4U})
         std::printf("headers, %u at a time: %.0f clips a second\n", readers,

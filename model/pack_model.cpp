@@ -19,22 +19,6 @@ bool isMXF(const std::filesystem::path& path) {
     return text(path.extension().native()).toLower() == QStringLiteral(".mxf");
 }
 
-/// The header of a clip, or the reason why it has none.
-std::pair<std::optional<ClipHeader>, std::optional<QString>> read(const PackOperations& operations,
-                                                                  const std::filesystem::path& source) {
-    try {
-        ClipHeader header = operations.header(source);
-        std::optional<QString> error;
-        if (!header.timecode)
-            error = text(PackError::noTimecode().errorDescription());
-        return {std::move(header), std::move(error)};
-    } catch (const PackError& error) {
-        return {std::nullopt, text(error.errorDescription())};
-    } catch (const std::exception&) {
-        return {std::nullopt, text(PackError::cantOpen().errorDescription())};
-    }
-}
-
 void sortByPath(PackModel::Rows& rows) {
     std::ranges::stable_sort(rows, {}, [](const auto& row) -> const std::string& { return row->pathKey(); });
 }
@@ -56,6 +40,27 @@ struct PackModel::Found {
     std::vector<Node> tree;                 ///< of `sorted`
     PathMap<std::shared_ptr<Row>> rowsByID; ///< of `sorted`
 };
+
+/// The header of a clip, or why it can't be packed.
+struct PackModel::Reading {
+    std::optional<ClipHeader> header;
+    std::optional<QString> error;
+    QString reason;
+};
+
+PackModel::Reading PackModel::read(const PackOperations& operations, const std::filesystem::path& source) {
+    try {
+        ClipHeader header = operations.header(source);
+        if (header.timecode)
+            return {std::move(header), std::nullopt, {}};
+        QString reason = text(header.timecodeReason);
+        return {std::move(header), text(PackError::noTimecode().errorDescription()), std::move(reason)};
+    } catch (const PackError& error) {
+        return {std::nullopt, text(error.errorDescription()), text(error.reason())};
+    } catch (const std::exception& error) {
+        return {std::nullopt, text(PackError::cantOpen().errorDescription()), text(error.what())};
+    }
+}
 
 PackModel::PackModel(QSettings& settings, PackOperations operations, QObject* parent)
     : QObject(parent), settings_(settings), operations_(std::move(operations)),
@@ -114,7 +119,7 @@ void PackModel::add(std::vector<std::filesystem::path> paths) {
                                  taken = std::move(taken), present = std::move(present)] {
         const auto found = std::make_shared<Found>();
         try {
-            for (PackClip& clip : operations_.clips(paths, taken)) {
+            for (PackClip& clip : operations_.clips(paths, taken).clips) {
                 auto row = std::make_shared<Row>(std::move(clip), *order);
                 if (!present.contains(row->standardizedSource()))
                     found->rows.push_back(std::move(row));
@@ -171,21 +176,20 @@ void PackModel::readHeaders(const Rows& fresh) {
         workers_.start("header", [this, queue = queue_, ending = ending_, batch] {
             for (std::size_t index; !ending->isSet() && (index = batch->next++) < batch->rows.size();) {
                 const auto& row = batch->rows[index];
-                auto [header, error] = read(operations_, row->clip().source);
-                queue->schedule([this, row, header = std::move(header), error = std::move(error)]() mutable {
-                    headerRead(row, std::move(header), std::move(error));
+                queue->schedule([this, row, result = read(operations_, row->clip().source)]() mutable {
+                    headerRead(row, std::move(result));
                 });
             }
         });
 }
 
-void PackModel::headerRead(const std::shared_ptr<Row>& row, std::optional<ClipHeader> header,
-                           std::optional<QString> error) {
+void PackModel::headerRead(const std::shared_ptr<Row>& row, Reading reading) {
     const bool wasPackable = row->isPackable();
-    if (header)
-        row->header_ = std::move(header);
-    if (error)
-        row->headerError_ = std::move(error);
+    if (reading.header)
+        row->header_ = std::move(reading.header);
+    if (reading.error)
+        row->headerError_ = std::move(reading.error);
+    row->headerReason_ = std::move(reading.reason);
     if (row->listed_ && !wasPackable && row->isPackable())
         ++packableRows_;
     Q_EMIT rowChanged(row);

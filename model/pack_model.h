@@ -141,13 +141,14 @@ class PackModel : public QObject {
 
   private:
     struct Found;
+    struct Reading;
     struct Export;
     struct Ended;
 
     void addFound(Found& discovery);
     void readHeaders(const Rows& fresh);
-    void headerRead(const std::shared_ptr<Row>& row, std::optional<ClipHeader> header,
-                    std::optional<QString> error);
+    static Reading read(const PackOperations& operations, const std::filesystem::path& source);
+    void headerRead(const std::shared_ptr<Row>& row, Reading reading);
     void rowsReplaced(std::vector<Node> tree, PathMap<std::shared_ptr<Row>> rowsByID);
     /// Frees what holds thousands of paths on another thread: it would take longer than a frame.
     template <typename Value>

@@ -4,7 +4,6 @@
 #include <system_error>
 #include <utility>
 
-#include "pack/discovery.h"
 #include "pack/header_probe.h"
 
 PackOperations::PackOperations()

@@ -10,12 +10,12 @@
 
 #include "pack/assembly.h"
 #include "pack/clip_records.h"
+#include "pack/discovery.h"
 
 /// The operations behind the list, called off the main thread; the real ones unless a test puts others in
 /// place. Each means what the function of its name in pack/ does.
 struct PackOperations {
-    std::function<std::vector<PackClip>(std::span<const std::filesystem::path>, std::set<std::string> taken)>
-        clips;
+    std::function<Pack::Found(std::span<const std::filesystem::path>, std::set<std::string> taken)> clips;
     std::function<ClipHeader(const std::filesystem::path& source)> header;
     std::function<void(std::span<const PackClip>, const std::filesystem::path& zip, ScratchAudio,
                        const Pack::MakeCallbacks&)>

@@ -27,6 +27,8 @@ class Row {
     [[nodiscard]] const std::optional<ClipHeader>& header() const noexcept { return header_; }
     /// Why the clip can't be packed, for a person.
     [[nodiscard]] const std::optional<QString>& headerError() const noexcept { return headerError_; }
+    /// What headerError leaves out ("The file ends too early."), or empty.
+    [[nodiscard]] const QString& headerReason() const noexcept { return headerReason_; }
     /// Fraction of the copy written, 0 to 1; only while an export writes it.
     [[nodiscard]] const std::optional<double>& progress() const noexcept { return progress_; }
     /// How the last export of the clip ended.
@@ -55,6 +57,7 @@ class Row {
     bool listed_ = false; ///< in PackModel::rows; a removed row may still be read
     std::optional<ClipHeader> header_;
     std::optional<QString> headerError_;
+    QString headerReason_;
     std::optional<double> progress_;
     std::optional<Outcome> result_;
 };

@@ -134,7 +134,7 @@ class Run {
 
     /// Call it inside a catch block.
     static PackFailure failed(const fs::path& copy) {
-        PackFailure failure{currentErrorDescription()};
+        PackFailure failure = currentFailure();
         std::error_code ignored;
         fs::remove(copy, ignored);
         return failure;

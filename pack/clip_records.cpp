@@ -69,14 +69,15 @@ PackError PackError::lengthChanged(double clip, double copy) {
                                      Pack::fixedText(clip, 3) + " s."};
 }
 
-PackError PackError::cantOpen() {
-    return {Case::cantOpen, Pack::canOpenMXF
-                                ? "Can't read this clip."
-                                : "This Mac can't open MXF: it needs Apple's Pro Video Formats."};
+PackError PackError::cantOpen(std::string reason) {
+    return {Case::cantOpen,
+            Pack::canOpenMXF ? "Can't read this clip."
+                             : "This Mac can't open MXF: it needs Apple's Pro Video Formats.",
+            std::move(reason)};
 }
 
-PackError PackError::noTimecode() {
-    return {Case::noTimecode, "No timecode track."};
+PackError PackError::noTimecode(std::string reason) {
+    return {Case::noTimecode, "No timecode track.", std::move(reason)};
 }
 
 PackError PackError::cancelled() {
@@ -93,20 +94,24 @@ std::optional<std::int64_t> frameCount(double fps, double duration) {
     return static_cast<std::int64_t>(frames);
 }
 
-std::string currentErrorDescription() {
+PackFailure currentFailure() {
     try {
         throw;
     } catch (const PackError& error) {
-        return error.errorDescription();
+        return {error.errorDescription(), error.reason()};
     } catch (const std::system_error& error) {
-        return error.code().message() + ".";
+        return {error.code().message() + "."};
     } catch (const std::bad_alloc&) {
-        return "There isn't enough memory.";
+        return {"There isn't enough memory."};
     } catch (const std::exception& error) {
-        return error.what();
+        return {error.what()};
     } catch (...) {
-        return "Something went wrong.";
+        return {"Something went wrong."};
     }
+}
+
+std::string currentErrorDescription() {
+    return currentFailure().description;
 }
 
 } // namespace Pack

@@ -46,6 +46,7 @@ struct PackClip {
 /// What a clip's header says.
 struct ClipHeader {
     std::optional<Timecode> timecode; ///< absent when it could not be read
+    std::string timecodeReason{};     ///< why it is absent where there is a timecode track: a sentence
     double duration = 0;              ///< seconds
     std::optional<double> fps;        ///< of the first video track; absent without one
     std::int64_t audioTracks = 0;
@@ -81,24 +82,30 @@ class PackError : public std::exception {
     [[nodiscard]] static PackError failed(std::string text);
     /// Lengths in seconds.
     [[nodiscard]] static PackError lengthChanged(double clip, double copy);
-    [[nodiscard]] static PackError cantOpen();
-    [[nodiscard]] static PackError noTimecode();
+    /// `reason`: why, as a sentence, where somebody knows.
+    [[nodiscard]] static PackError cantOpen(std::string reason = {});
+    [[nodiscard]] static PackError noTimecode(std::string reason = {});
     [[nodiscard]] static PackError cancelled();
 
     [[nodiscard]] Case kind() const noexcept { return case_; }
-    /// One sentence for a person; the only thing of an error that is ever shown.
+    /// One sentence for a person; what is shown in a clip's line.
     [[nodiscard]] const std::string& errorDescription() const noexcept { return description_; }
+    /// What the description leaves out, for those who look closer: a sentence, or empty.
+    [[nodiscard]] const std::string& reason() const noexcept { return reason_; }
     [[nodiscard]] const char* what() const noexcept override { return description_.c_str(); }
 
   private:
-    PackError(Case kind, std::string description) : case_(kind), description_(std::move(description)) {}
+    PackError(Case kind, std::string description, std::string reason = {})
+        : case_(kind), description_(std::move(description)), reason_(std::move(reason)) {}
     Case case_;
     std::string description_;
+    std::string reason_;
 };
 
-/// Why a clip was not packed: the error's description.
+/// Why a clip was not packed: an error's description and reason.
 struct PackFailure {
     std::string description;
+    std::string reason{}; ///< what the description leaves out ("The file ends too early."), or empty
 };
 /// How packing one clip ended.
 using Outcome = std::variant<PackResult, PackFailure>;
@@ -112,8 +119,10 @@ inline constexpr bool canOpenMXF = true;
 /// does not fit.
 [[nodiscard]] std::optional<std::int64_t> frameCount(double fps, double duration);
 
-/// The description of the exception being handled (call it inside a catch block): a PackError's or
-/// media::Error's own sentence, the system's reason for a file system error.
+/// What the exception being handled says (call it inside a catch block): a PackError's or media::Error's own
+/// sentence, the system's reason for a file system error; and a PackError's reason.
+[[nodiscard]] PackFailure currentFailure();
+/// Its description alone.
 [[nodiscard]] std::string currentErrorDescription();
 
 } // namespace Pack

@@ -149,11 +149,9 @@ class Copy {
         }
         writer_.endSession(asset_.duration());
         writer_.finish();
-        if (!startTimecode_->value())
-            throw PackError::noTimecode();
     }
 
-    [[nodiscard]] const Timecode& timecode() const { return *startTimecode_->value(); }
+    [[nodiscard]] const Timecode& timecode() const { return startTimecode_->value(); }
 
     /// The numbers, from 1, of the sound lanes with sound on them.
     [[nodiscard]] std::vector<std::int64_t> audible() const {
@@ -240,9 +238,7 @@ std::vector<std::string> notesOf(const PackResult& result, ScratchAudio mode) {
 
 PackResult write(const media::Asset& asset, const PackClip& clip, const std::filesystem::path& to,
                  ScratchAudio audio, const CopyProgress& progress, const IsCancelled& isCancelled) {
-    const auto timecodeTracks = asset.tracks(media::MediaType::timecode);
-    if (timecodeTracks.empty() || timecodeTracks.front().get().formatDescriptions.empty())
-        throw PackError::noTimecode();
+    const media::Track& timecode = timecodeTrack(asset);
     std::vector<std::reference_wrapper<const media::Track>> audioTracks;
     if (audio != ScratchAudio::none)
         audioTracks = asset.tracks(media::MediaType::audio);
@@ -260,7 +256,7 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
     {
         Copy copy(asset, to, progress, isCancelled);
         copy.setMetadata(platform::validUTF8(clip.source.filename().string()), result.camera, result.umid);
-        copy.addTimecode(timecodeTracks.front());
+        copy.addTimecode(timecode);
         for (const media::Track& track : audioTracks)
             copy.addSound(track, audio, threadsPerTrack(audioTracks.size()));
         copy.run();

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/file.h"
 #include "platform/text.h"
 #include "platform/text_order.h"
 
@@ -54,29 +55,102 @@ std::string makeUnique(const std::string& name, std::set<std::string>& taken) {
     return candidate;
 }
 
-/// Appends the clips of a folder and of the folders below it, each folder in the order of its names' bytes,
-/// so that the same card always gives the same list. Symbolic links to folders are not walked: they would
-/// lead out of the card or in circles.
-void walk(const fs::path& folder, const std::string& packFolder, std::vector<PackClip>& found) {
-    std::error_code error;
-    std::vector<fs::directory_entry> entries;
-    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
-         entry.increment(error))
-        if (entry->path().filename().native().front() != '.')
-            entries.push_back(*entry);
-    std::ranges::sort(entries, {}, [](const fs::directory_entry& entry) { return entry.path().native(); });
+/// The walk through files and folders.
+class Walk {
+  public:
+    Walk(std::set<std::string> taken, const std::function<Listing(const fs::path&)>& list)
+        : taken_(std::move(taken)), list_(list) {}
 
-    for (const fs::directory_entry& entry : entries) {
-        const fs::path& path = entry.path();
-        if (isClip(path))
-            found.push_back(
-                {path, packFolder + "/" + platform::validUTF8(path.stem().native()), fileSize(path)});
-        std::error_code unknown; // the kind came with the listing, there is nothing to ask the disk
-        if (!entry.is_symlink(unknown) && entry.is_directory(unknown) &&
-            !hasExtension(path, packageExtensions))
-            walk(path, packFolder + "/" + platform::validUTF8(path.filename().native()), found);
+    void take(const fs::path& path) {
+        std::error_code error;
+        const fs::file_status status = fs::status(path, error);
+        const std::string name = platform::validUTF8(topName(path).native());
+        if (fs::is_directory(status)) {
+            const std::size_t clips = found_.clips.size();
+            const std::size_t places = found_.places.size();
+            walk(path, makeUnique(name, taken_));
+            if (found_.clips.size() == clips && found_.places.size() == places)
+                note(Place::Kind::noClips, path, name, "no clips in this folder.");
+        } else if (isClip(path)) {
+            const std::string stem = platform::validUTF8(topName(path).stem().native());
+            found_.clips.push_back({path, makeUnique(stem, taken_), fileSize(path)});
+        } else if (status.type() == fs::file_type::not_found) {
+            note(Place::Kind::missing, path, name, "no such file or folder.");
+        } else if (error) {
+            noteUnlisted(path, name, "this can't be looked at", error);
+        } else {
+            note(Place::Kind::notAClip, path, name, "not a clip, by its name.");
+        }
     }
-}
+
+    Found end() && { return std::move(found_); }
+
+  private:
+    /// Appends the clips of a folder and of the folders below it, each folder in the order of its names'
+    /// bytes, so that the same card always gives the same list. Symbolic links to folders are not walked:
+    /// they would lead out of the card or in circles.
+    void walk(const fs::path& folder, const std::string& packFolder) {
+        auto [entries, error] = list_(folder);
+        if (error)
+            noteUnlisted(folder, packFolder,
+                         entries.empty() ? "this folder can't be listed"
+                                         : "this folder can't be listed to its end",
+                         error);
+        std::erase_if(entries, [](const fs::directory_entry& entry) {
+            return entry.path().filename().native().front() == '.';
+        });
+        std::ranges::sort(entries, {},
+                          [](const fs::directory_entry& entry) { return entry.path().native(); });
+        for (const fs::directory_entry& entry : entries)
+            takeEntry(entry, packFolder);
+    }
+
+    void takeEntry(const fs::directory_entry& entry, const std::string& packFolder) {
+        const fs::path& path = entry.path();
+        const bool clip = isClip(path);
+        if (clip)
+            found_.clips.push_back(
+                {path, packFolder + "/" + platform::validUTF8(path.stem().native()), fileSize(path)});
+        const auto packPath = [&] {
+            return packFolder + "/" + platform::validUTF8(path.filename().native());
+        };
+        // The kind comes with the listing, usually: there is nothing to ask the disk.
+        std::error_code error;
+        if (entry.is_symlink(error)) {
+            if (!clip)
+                noteLink(path, packPath());
+        } else if (!error && entry.is_directory(error)) {
+            if (!hasExtension(path, packageExtensions))
+                walk(path, packPath());
+        }
+        if (error && !clip)
+            noteUnlisted(path, packPath(), "this can't be looked at", error);
+    }
+
+    /// Of links that have no clip's name, those that may be thought to lead to clips.
+    void noteLink(const fs::path& link, std::string packPath) {
+        std::error_code error;
+        const fs::file_status target = fs::status(link, error);
+        if (fs::is_directory(target))
+            note(Place::Kind::skippedLink, link, std::move(packPath), "a link to a folder, not followed.");
+        else if (!fs::exists(target))
+            note(Place::Kind::skippedLink, link, std::move(packPath), "a link that leads nowhere.");
+    }
+
+    void noteUnlisted(const fs::path& path, std::string name, const std::string& what,
+                      const std::error_code& error) {
+        note(Place::Kind::notListed, path, std::move(name),
+             what + ": " + platform::reason(error) + ". Clips may be missing.");
+    }
+
+    void note(Place::Kind kind, const fs::path& path, std::string name, std::string reason) {
+        found_.places.push_back({kind, path, std::move(name), std::move(reason)});
+    }
+
+    std::set<std::string> taken_;
+    const std::function<Listing(const fs::path&)>& list_;
+    Found found_;
+};
 
 /// Sorts by pack path in the file browser's order; equal ones keep theirs.
 void sortByPackPath(std::vector<PackClip>& found) {
@@ -101,18 +175,25 @@ std::span<const char* const> clipExtensions() {
     return movieExtensions;
 }
 
-std::vector<PackClip> clips(std::span<const fs::path> paths, std::set<std::string> taken) {
-    std::vector<PackClip> found;
-    for (const fs::path& path : paths) {
-        std::error_code unknown;
-        if (fs::is_directory(path, unknown)) {
-            walk(path, makeUnique(platform::validUTF8(topName(path).native()), taken), found);
-        } else if (isClip(path)) {
-            const std::string name = platform::validUTF8(topName(path).stem().native());
-            found.push_back({path, makeUnique(name, taken), fileSize(path)});
-        }
-    }
-    sortByPackPath(found);
+bool Found::clipsMayBeMissing() const {
+    return std::ranges::find(places, Place::Kind::notListed, &Place::kind) != places.end();
+}
+
+Listing listFolder(const fs::path& folder) {
+    Listing listing;
+    for (fs::directory_iterator entry(folder, listing.error); entry != fs::directory_iterator();
+         entry.increment(listing.error))
+        listing.entries.push_back(*entry);
+    return listing;
+}
+
+Found clips(std::span<const fs::path> paths, std::set<std::string> taken,
+            const std::function<Listing(const fs::path&)>& list) {
+    Walk walk(std::move(taken), list);
+    for (const fs::path& path : paths)
+        walk.take(path);
+    Found found = std::move(walk).end();
+    sortByPackPath(found.clips);
     return found;
 }
 

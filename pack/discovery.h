@@ -2,8 +2,13 @@
 // From files and folders to clips: names, listings and sizes only, no clip is opened.
 #pragma once
 
+#include <functional>
 #include <set>
 #include <span>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 #include "pack/clip_records.h"
 
@@ -15,9 +20,49 @@ namespace Pack {
 /// The extensions of clips, with their dots and in small letters.
 [[nodiscard]] std::span<const char* const> clipExtensions();
 
-/// The clips among and below the given files and folders, in the file browser's order of their pack paths.
-/// Top-level names in `taken` are not given out again. Never fails: what can't be used is left out.
-[[nodiscard]] std::vector<PackClip> clips(std::span<const std::filesystem::path> paths,
-                                          std::set<std::string> taken);
+/// A place that was named, or came up in a folder, and has not given the clips that somebody may expect of
+/// it.
+struct Place {
+    enum class Kind {
+        notListed,   ///< can't be listed, or not to its end: clips may be missing
+        missing,     ///< named, but there is no such file or folder
+        notAClip,    ///< a named file that has no clip's extension
+        noClips,     ///< a named folder, looked through to its end
+        skippedLink, ///< a link in a folder: to another folder, or to nothing
+    };
+
+    Kind kind;
+    std::filesystem::path path;
+    std::string name;   ///< as clips of it would be called: its path in the pack, for a named file its name
+    std::string reason; ///< "no such file or folder."
+
+    /// For a person: "A001/CLIP: this folder can't be listed: permission denied. Clips may be missing."
+    [[nodiscard]] std::string sentence() const { return name + ": " + reason; }
+};
+
+/// What discovery has found: the clips in the file browser's order of their pack paths, and beside them what
+/// gave none, in the order in which it came up.
+struct Found {
+    std::vector<PackClip> clips;
+    std::vector<Place> places;
+
+    Found() = default;
+    Found(std::vector<PackClip> found) : clips(std::move(found)) {}
+    /// Whether there may be clips that nobody has seen.
+    [[nodiscard]] bool clipsMayBeMissing() const;
+};
+
+/// A folder's entries in no order, without "." and "..".
+struct Listing {
+    std::vector<std::filesystem::directory_entry> entries;
+    std::error_code error; ///< why the listing ends before the folder does; `entries` holds what came before
+};
+[[nodiscard]] Listing listFolder(const std::filesystem::path& folder);
+
+/// The clips among and below the given files and folders. Top-level names in `taken` are not given out again.
+/// Never fails: what can't be used is left out of the list, and `places` says why. `list` is what lists a
+/// folder.
+[[nodiscard]] Found clips(std::span<const std::filesystem::path> paths, std::set<std::string> taken,
+                          const std::function<Listing(const std::filesystem::path&)>& list = listFolder);
 
 } // namespace Pack

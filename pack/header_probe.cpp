@@ -36,10 +36,10 @@ ClipHeader header(const media::Asset& asset, const std::filesystem::path& source
     header.duration = asset.duration().seconds();
     try {
         header.timecode = timecode(asset);
-    } catch (const PackError&) {
-        header.timecode.reset();
-    } catch (const media::Error&) {
-        header.timecode.reset();
+    } catch (const PackError& error) {
+        header.timecodeReason = error.reason();
+    } catch (const media::Error& error) {
+        header.timecodeReason = error.what();
     }
     const auto video = asset.tracks(media::MediaType::video);
     if (!video.empty()) {
@@ -63,8 +63,8 @@ ClipHeader header(const std::filesystem::path& source) {
 media::Asset openClip(const std::filesystem::path& source) {
     try {
         return media::Asset(source);
-    } catch (const media::Error&) {
-        throw PackError::cantOpen();
+    } catch (const media::Error& error) {
+        throw PackError::cantOpen(error.what());
     }
 }
 

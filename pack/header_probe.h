@@ -7,7 +7,7 @@
 
 namespace Pack {
 
-/// Opens a clip; whatever goes wrong is PackError::cantOpen.
+/// Opens a clip; whatever goes wrong is PackError::cantOpen with the media layer's reason.
 [[nodiscard]] media::Asset openClip(const std::filesystem::path& source);
 
 /// Probes one clip. Throws PackError::cantOpen when it can't be opened, media::Error otherwise.

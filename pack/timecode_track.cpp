@@ -38,17 +38,29 @@ void StartTimecode::add(const media::SampleBuffer& sample) {
     }
 }
 
-Timecode timecode(const media::Asset& asset) {
+const Timecode& StartTimecode::value() const {
+    if (!value_)
+        throw PackError::noTimecode("The timecode track holds no sample that can be read.");
+    return *value_;
+}
+
+const media::Track& timecodeTrack(const media::Asset& asset) {
     const auto tracks = asset.tracks(media::MediaType::timecode);
-    if (tracks.empty() || tracks.front().get().formatDescriptions.empty())
+    if (tracks.empty())
         throw PackError::noTimecode();
-    const media::Track& track = tracks.front();
+    if (tracks.front().get().formatDescriptions.empty())
+        throw PackError::noTimecode("The timecode track doesn't say how it counts.");
+    return tracks.front();
+}
+
+Timecode timecode(const media::Asset& asset) {
+    const media::Track& track = timecodeTrack(asset);
     media::TrackOutput output(asset, track);
     StartTimecode start(track);
     media::SampleBuffer sample;
     while (!start.isCertain() && output.copyNextSampleBuffer(sample))
         start.add(sample);
-    return start.value() ? *start.value() : throw PackError::noTimecode();
+    return start.value();
 }
 
 } // namespace Pack

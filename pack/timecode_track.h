@@ -20,8 +20,8 @@ class StartTimecode {
     void add(const media::SampleBuffer& sample);
     /// No later sample can change the value.
     [[nodiscard]] bool isCertain() const noexcept { return certain_; }
-    /// Empty when no sample so far could be decoded.
-    [[nodiscard]] const std::optional<Timecode>& value() const noexcept { return value_; }
+    /// Throws PackError::noTimecode when no sample so far could be decoded.
+    [[nodiscard]] const Timecode& value() const;
 
   private:
     const media::Track& track_;
@@ -29,6 +29,9 @@ class StartTimecode {
     std::optional<Timecode> value_;
     bool certain_ = false;
 };
+
+/// The first timecode track, which has a sample description. Throws PackError::noTimecode.
+[[nodiscard]] const media::Track& timecodeTrack(const media::Asset& asset);
 
 /// The value at time zero of the first timecode track. Throws PackError::noTimecode when there is none,
 /// media::Error when reading fails.

@@ -30,6 +30,22 @@ std::string validUTF8(std::string_view bytes) {
     return text;
 }
 
+std::string oneLine(std::string_view bytes) {
+    if (std::ranges::all_of(bytes, [](char byte) { return byte >= ' ' && byte <= '~'; }))
+        return std::string(bytes);
+    const auto isUnseen = [](char16_t unit) {
+        return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || (unit >= 0x2028 && unit <= 0x202E) ||
+               (unit >= 0x2066 && unit <= 0x2069);
+    };
+    icu::UnicodeString text = wide(bytes);
+    for (std::int32_t index = 0; index < text.length(); ++index)
+        if (isUnseen(text[index]))
+            text.setCharAt(index, 0xFFFD);
+    std::string line;
+    text.toUTF8String(line);
+    return line;
+}
+
 std::string zipName(std::string_view name) {
     std::string result;
     for (const char byte : name) {

@@ -11,6 +11,11 @@ namespace platform {
 /// unchanged.
 [[nodiscard]] std::string validUTF8(std::string_view bytes);
 
+/// The text as it is shown to people, on one line: valid, and with U+FFFD for what breaks a line, steers a
+/// terminal or turns the order of what follows (control characters, line and paragraph separators, and
+/// Unicode's directional embeddings, overrides and isolates).
+[[nodiscard]] std::string oneLine(std::string_view bytes);
+
 /// The text with what no zip entry can be called replaced by U+FFFD: the control characters below U+0020 but
 /// tab, line feed and carriage return, which libzip takes for a sign of another encoding.
 [[nodiscard]] std::string zipName(std::string_view name);

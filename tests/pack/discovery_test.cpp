@@ -11,7 +11,7 @@ namespace {
 using testing::ElementsAre;
 
 std::vector<PackClip> find(std::vector<fs::path> paths, std::set<std::string> taken = {}) {
-    return Pack::clips(paths, std::move(taken));
+    return Pack::clips(paths, std::move(taken)).clips;
 }
 
 std::vector<std::string> packPaths(std::vector<fs::path> paths, std::set<std::string> taken = {}) {
@@ -110,6 +110,50 @@ TEST(Discovery, ListsEveryClipOnceSomebodyNamesIt) {
                 ElementsAre("CARD/A", "CARD/A", "CARD/FOLDER", "CARD/FOLDER.mov/inside"));
     EXPECT_THAT(packPaths({folder / "missing.mov", folder / "missing", folder / "CARD/none.txt", ""}),
                 ElementsAre("missing"));
+}
+
+TEST(Discovery, SaysWhatGaveNoClips) {
+    const test::TemporaryFolder folder;
+    folder.write("CARD/A.mov");
+    folder.write("CARD/dark/B.mov");
+    folder.write("CARD/torn/C.mov");
+    folder.write("CARD/torn/D.mov");
+    folder.write("EMPTY/notes.txt");
+    fs::create_directory_symlink(folder / "EMPTY", folder / "CARD/link");
+    fs::create_symlink("gone", folder / "CARD/lost");
+    fs::create_symlink("gone.mov", folder / "CARD/lost.mov");
+    // A folder that gives nothing, and a card that goes after the first entry.
+    const auto list = [&](const fs::path& path) {
+        Pack::Listing listing = Pack::listFolder(path);
+        if (path.filename() == "dark")
+            listing = {{}, std::make_error_code(std::errc::permission_denied)};
+        if (path.filename() == "torn") {
+            std::erase_if(listing.entries, [](const auto& entry) { return entry.path().stem() == "D"; });
+            listing.error = std::make_error_code(std::errc::io_error);
+        }
+        return listing;
+    };
+    const std::vector<fs::path> paths{folder / "CARD", folder / "A01", folder / "EMPTY",
+                                      folder / "EMPTY/notes.txt"};
+    const Pack::Found found = Pack::clips(paths, {}, list);
+    std::vector<std::string> said;
+    for (const Pack::Place& place : found.places)
+        said.push_back(place.sentence());
+    EXPECT_THAT(
+        said,
+        ElementsAre(
+            "CARD/dark: this folder can't be listed: permission denied. Clips may be missing.",
+            "CARD/link: a link to a folder, not followed.", "CARD/lost: a link that leads nowhere.",
+            "CARD/torn: this folder can't be listed to its end: input/output error. Clips may be missing.",
+            "A01: no such file or folder.", "EMPTY: no clips in this folder.",
+            "notes.txt: not a clip, by its name."));
+    EXPECT_EQ(found.places[0].path, folder / "CARD/dark");
+    EXPECT_TRUE(found.clipsMayBeMissing());
+    std::vector<std::string> listed;
+    for (const PackClip& clip : found.clips)
+        listed.push_back(clip.packPath);
+    EXPECT_THAT(listed, ElementsAre("CARD/A", "CARD/lost", "CARD/torn/C"));
+    EXPECT_FALSE(Pack::clips(std::span(paths).subspan(1), {}).clipsMayBeMissing());
 }
 
 TEST(Discovery, NamesAFolderGivenByDotsOrWithASlash) {

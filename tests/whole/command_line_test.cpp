@@ -56,7 +56,7 @@ TEST(WholeCommandLine, PrintsALineForEveryClip) {
     const auto result =
         run(ferrowick({"--ignored", "--pack", "Day 1.zip", "A001"}), {.workingFolder = folder.path()});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.err, "A001/CLIP/C3: The file is of a kind that can't be read here.\n");
     const test::OpenedPack pack(folder / "Day 1.zip");
     const auto size = [&](const std::string& packPath) {
         return std::to_string(std::filesystem::file_size(pack.copy(packPath)));

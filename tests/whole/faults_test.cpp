@@ -174,6 +174,49 @@ TEST_F(WholeFaults, ClipsThatCannotBeRead) {
     EXPECT_THAT(pack.copies(), ElementsAre("CARD/A good"));
     EXPECT_THAT(pack.report(), SizeIs(9));
     EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
+    EXPECT_THAT(test::lines(result.err),
+                ElementsAre("CARD/B locked: The file can't be read: permission denied.",
+                            "CARD/D empty: The file is empty.",
+                            "CARD/E text: The file is of a kind that can't be read here.",
+                            "CARD/F future: The file is of a kind that can't be read here.",
+                            "CARD/G folder: The file can't be read: is a directory."));
+}
+
+TEST_F(WholeFaults, PlacesThatGiveNoClips) {
+    addClip("A.mov");
+    fs::create_directories(card_ / "dark");
+    addClip("dark/B.mov");
+    folder_.write("notes.txt");
+    fs::create_directory(folder_ / "EMPTY");
+    fs::create_directory_symlink("../EMPTY", card_ / "more");
+    const auto packed = [&](const std::vector<std::string>& paths) {
+        std::vector<std::string> arguments{"--pack", "Out.zip"};
+        arguments.insert(arguments.end(), paths.begin(), paths.end());
+        auto result = run(ferrowick(arguments), {.workingFolder = folder_.path()});
+        EXPECT_THAT(test::lines(result.out).back(), StartsWith("Saved "));
+        return result;
+    };
+    auto result = packed({"CARD/A.mov", "A01", "EMPTY/", "./notes.txt", "CARD/more/\n"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(test::lines(result.err),
+                ElementsAre("A01: no such file or folder.", "EMPTY/: no clips in this folder.",
+                            "./notes.txt: not a clip, by its name.",
+                            "CARD/more/\uFFFD: no such file or folder."));
+    EXPECT_THAT(test::lines(result.out), ElementsAre(StartsWith("A.mov 01:00:00:00"), StartsWith("Saved ")));
+    // A folder that the system does not show, inside a card and named; and one that can't even be asked for.
+    fs::permissions(card_ / "dark", fs::perms::none);
+    result = packed({"../" + folder_.path().filename().string() + "/CARD", "CARD/dark", "CARD/dark/deep"});
+    fs::permissions(card_ / "dark", fs::perms::owner_all);
+    EXPECT_EQ(result.exitCode, 1);
+    const std::string unlisted =
+        "/dark: this folder can't be listed: permission denied. Clips may be missing.";
+    const std::string typed = "../" + folder_.path().filename().string() + "/CARD";
+    EXPECT_THAT(test::lines(result.err),
+                ElementsAre(typed + unlisted, typed + "/more: a link to a folder, not followed.",
+                            typed + unlisted,
+                            typed + "/dark/deep: this can't be looked at: permission denied. Clips may be "
+                                    "missing."));
+    EXPECT_THAT(test::lines(result.out), ElementsAre(StartsWith("CARD/A.mov "), StartsWith("Saved ")));
 }
 
 TEST_F(WholeFaults, SignalsLeaveNothingBehind) {
