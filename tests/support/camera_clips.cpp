@@ -9,17 +9,6 @@ using media::io::ByteWriter;
 
 constexpr std::uint32_t soundRate = 8'000;
 
-void metaBox(ByteWriter& w, const char (&handler)[5], const WriteBoxes& content) {
-    w.fullBox(fourCC("meta"), 0, 0, [&] {
-        w.fullBox(fourCC("hdlr"), 0, 0, [&] {
-            w.u32(0);
-            w.u32(fourCC(handler));
-            w.zeros(13);
-        });
-        content(w);
-    });
-}
-
 void append(Bytes& data, const Bytes& bytes) {
     data.insert(data.end(), bytes.begin(), bytes.end());
 }
@@ -77,27 +66,18 @@ Movie movieOf(const CameraClip& clip) {
             append(movie.data, clip.sample);
         movie.tracks.push_back(metadata);
     }
-    movie.tracks.insert(movie.tracks.end(), clip.moreTracks.begin(), clip.moreTracks.end());
     movie.moreMovieBoxes = [document = clip.document, panasonic = clip.panasonic](ByteWriter& w) {
         if (!document.empty())
-            metaBox(w, "nrtm",
-                    [&](ByteWriter& box) { box.fullBox(fourCC("xml "), 0, 0, [&] { box.text(document); }); });
-        if (!panasonic.empty())
-            metaBox(w, "mdta", [&](ByteWriter& box) {
-                box.fullBox(fourCC("keys"), 0, 0, [&] {
-                    box.u32(1);
-                    box.box(fourCC("mdta"), [&] { box.text("com.panasonic.Semi-Pro.metadata.xml"); });
+            w.fullBox(fourCC("meta"), 0, 0, [&] {
+                w.fullBox(fourCC("hdlr"), 0, 0, [&] {
+                    w.u32(0);
+                    w.u32(fourCC("nrtm"));
+                    w.zeros(13);
                 });
-                box.box(fourCC("ilst"), [&] {
-                    box.box(1, [&] {
-                        box.box(fourCC("data"), [&] {
-                            box.u32(1);
-                            box.u32(0);
-                            box.text(panasonic);
-                        });
-                    });
-                });
+                w.fullBox(fourCC("xml "), 0, 0, [&] { w.text(document); });
             });
+        if (!panasonic.empty())
+            quickTimeMetadata(w, "com.panasonic.Semi-Pro.metadata.xml", panasonic);
     };
     return movie;
 }

@@ -18,7 +18,6 @@ struct CameraClip {
     std::string document{};  ///< Sony's, in `moov/meta`
     Bytes sample{};          ///< the first one of an `rtmd` track
     std::string panasonic{}; ///< the document in the movie metadata
-    std::vector<MovieTrack> moreTracks{};
 };
 [[nodiscard]] Movie movieOf(const CameraClip& clip);
 [[nodiscard]] Bytes build(const CameraClip& clip);

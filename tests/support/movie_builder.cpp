@@ -306,6 +306,26 @@ Bytes videoEntry(std::uint16_t width, std::uint16_t height) {
     return w.take();
 }
 
+void quickTimeMetadata(ByteWriter& w, std::string_view key, std::string_view value) {
+    w.box(fourCC("meta"), [&] {
+        w.fullBox(fourCC("hdlr"), 0, 0, [&] { w.zeros(22); });
+        w.fullBox(fourCC("keys"), 0, 0, [&] {
+            w.u32(2);
+            w.box(fourCC("zzzz"), [&] { w.text("foreign"); });
+            w.box(fourCC("mdta"), [&] { w.text(key); });
+        });
+        w.box(fourCC("ilst"), [&] {
+            w.box(2, [&] {
+                w.box(fourCC("data"), [&] {
+                    w.u32(1);
+                    w.u32(0);
+                    w.text(value);
+                });
+            });
+        });
+    });
+}
+
 Movie rampMovie(const std::vector<std::uint32_t>& chunks) {
     MovieTrack track;
     track.entries = {soundEntry("twos", 1, 16, 48'000)};

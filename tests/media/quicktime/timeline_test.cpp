@@ -220,26 +220,6 @@ TEST(Metadata, DatesAreISO8601) {
         EXPECT_EQ(unixTime(parseDate(text)), -1) << text;
 }
 
-void quickTimeMetadata(ByteWriter& w, std::string_view key, std::string_view value) {
-    w.box(fourCC("meta"), [&] {
-        w.fullBox(fourCC("hdlr"), 0, 0, [&] { w.zeros(22); });
-        w.fullBox(fourCC("keys"), 0, 0, [&] {
-            w.u32(2);
-            w.box(fourCC("zzzz"), [&] { w.text("foreign"); });
-            w.box(fourCC("mdta"), [&] { w.text(key); });
-        });
-        w.box(fourCC("ilst"), [&] {
-            w.box(2, [&] {
-                w.box(fourCC("data"), [&] {
-                    w.u32(1);
-                    w.u32(0);
-                    w.text(value);
-                });
-            });
-        });
-    });
-}
-
 TEST(Metadata, RecordingDateHasItsOrder) {
     const auto userDate = [](ByteWriter& w) {
         w.box(fourCC("udta"), [&] {
@@ -265,7 +245,7 @@ TEST(Metadata, RecordingDateHasItsOrder) {
     EXPECT_EQ(date(), 1'563'105'600);
     movie.moreMovieBoxes = [&](ByteWriter& w) {
         userDate(w);
-        quickTimeMetadata(w, "com.apple.quicktime.creationdate", "2019-07-14T14:00:01+0200");
+        test::quickTimeMetadata(w, "com.apple.quicktime.creationdate", "2019-07-14T14:00:01+0200");
     };
     EXPECT_EQ(date(), 1'563'105'601);
     const auto items = openContainer(media::io::memorySource(build(movie)))->metadata();
