@@ -116,15 +116,17 @@ CameraFacts readCameraFacts(const std::shared_ptr<const io::ByteSource>& file, c
         addItem("nrtm/device.applicationname", document.model);
         addItem("nrtm/package.material.packageid", document.umid);
     }
-    for (const Track& track : tracks)
-        if (!track.formatDescriptions.empty() &&
-            track.formatDescriptions.front().mediaSubType == fourCC("rtmd") &&
-            track.formatDescriptions.front().unreadable.empty())
-            add(readRtmdSample(unlessDamaged([&] { return firstSample(file, movieTracks[track.index]); }),
-                               *rate));
-    for (const MetadataItem& item : movie.metadata)
-        if (item.identifier == "mdta/com.panasonic.Semi-Pro.metadata.xml" && item.stringValue)
-            add(readPanasonicDocument(std::as_bytes(std::span(*item.stringValue)), *rate));
+    const auto metadata = std::ranges::find_if(tracks, [](const Track& track) {
+        return !track.formatDescriptions.empty() && track.formatDescriptions.front().unreadable.empty() &&
+               track.formatDescriptions.front().mediaSubType == fourCC("rtmd");
+    });
+    if (metadata != tracks.end())
+        add(readRtmdSample(unlessDamaged([&] { return firstSample(file, movieTracks[metadata->index]); }),
+                           *rate));
+    const auto panasonic = std::ranges::find(movie.metadata, "mdta/com.panasonic.Semi-Pro.metadata.xml",
+                                             &MetadataItem::identifier);
+    if (panasonic != movie.metadata.end() && panasonic->stringValue)
+        add(readPanasonicDocument(std::as_bytes(std::span(*panasonic->stringValue)), *rate));
     if (readings.empty() || !std::ranges::all_of(readings, [&](const Reading& reading) {
             return agree(readings.front(), reading);
         }))
