@@ -9,7 +9,7 @@ namespace {
 
 constexpr Time longestClip{48 * 3600, 1};
 constexpr Time latestSound{24 * 3600, 1}; ///< after the end of everything else
-constexpr std::size_t mostSoundTracks = 256;
+constexpr std::size_t mostSoundTracks = 128;
 /// Samples of sound on the timeline that a file is good for: some minutes, and as much for each of its bytes
 /// as no encoder makes of silence (8 channels of it as AAC are 340).
 constexpr double freeSamples = 0x1p25;

@@ -12,7 +12,7 @@ namespace media {
 void checkLength(const Time& duration);
 
 /// Throws Error (corrupt) when no recording has such a timeline: longer than 48 hours, with sound that begins
-/// more than a day after everything else has ended, with more than 256 tracks of sound, or with far more
+/// more than a day after everything else has ended, with more than 128 tracks of sound, or with far more
 /// sound on it than `fileSize` bytes hold.
 void checkTimeline(const Container& container, std::uint64_t fileSize);
 

@@ -20,7 +20,7 @@ constexpr std::uint64_t bytesPerSharedRead = std::uint64_t{64} * 1024;
 /// Timecode samples are few or tiny, and a header probe wants no more than the first one.
 constexpr std::uint64_t timecodeBytesPerRead = 1024;
 constexpr std::size_t samplesPerRead = 16'384;
-constexpr std::uint64_t largestSample = std::uint64_t{1} << 30;
+constexpr std::uint64_t largestSample = std::uint64_t{64} << 20;
 /// Formats of one frame a packet (A-law) are handed out in packets of this many.
 constexpr std::uint64_t framesPerPacket = 1024;
 
@@ -74,6 +74,7 @@ class Reader final : public TrackReader {
 
     void seek(std::int64_t mediaTime) override {
         run_.count = 0;
+        stored_ = 0;
         nextFrame_.reset();
         if (movieTrack_.timeless) {
             tables_.rewind();
@@ -95,6 +96,11 @@ class Reader final : public TrackReader {
         if (!run)
             return false;
         run_ = *run;
+        // Tables that lead to the same bytes over and over could keep a lane busy for days.
+        stored_ += run_.count * run_.size;
+        if (stored_ / 2 > file_->size())
+            throw Error(Error::Category::corrupt,
+                        "The movie's sample tables state more than the file holds.");
         if (run_.size > largestSample)
             throw Error(Error::Category::corrupt, "A sample of the movie is larger than any real one.");
         const AudioStreamDescription* pcm = linearPCM(run_.formatIndex);
@@ -208,7 +214,8 @@ class Reader final : public TrackReader {
     TableWalker tables_;
     FragmentWalker fragments_;
     std::uint64_t limit_;
-    SampleRun run_; ///< what is left of the last run found
+    SampleRun run_;            ///< what is left of the last run found
+    std::uint64_t stored_ = 0; ///< bytes of all runs found since the start or the last seek
     std::optional<SharedChunks::Member> shared_;
     struct Unread {
         std::uint64_t offset = 0;
