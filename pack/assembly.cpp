@@ -10,6 +10,7 @@
 
 #include "media/error.h"
 #include "pack/copy_names.h"
+#include "pack/growing_zip.h"
 #include "pack/report.h"
 #include "pack/target.h"
 #include "platform/archive.h"
@@ -22,6 +23,8 @@ namespace fs = std::filesystem;
 namespace Pack {
 
 namespace {
+
+constexpr std::string_view noZip = "The zip can't be written";
 
 /// The file system's refusal as a sentence: "The zip can't be written: no space left on device."
 [[noreturn]] void fail(std::string_view what, const std::error_code& code) {
@@ -152,20 +155,27 @@ class Run {
 
 void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio audio,
           const MakeCallbacks& callbacks, const std::function<WriteCopy>& writeCopy) {
-    const auto workingFolder = makeWorkingFolder(target(zip, clips));
+    const fs::path file = target(zip, clips);
+    const auto workingFolder = makeWorkingFolder(file);
+    const auto archive = orFail(
+        noZip, [&] { return std::make_unique<GrowingZip>(workingFolder->path(), file, rootName(zip)); });
     Run run(*workingFolder, audio, callbacks, writeCopy);
     CopyNames names(clips, platform::longestName(workingFolder->path()));
     for (std::size_t index = 0; index < clips.size(); ++index) {
+        orFail(noZip, [&] { archive->check(); });
         const CopyNames::Choice choice = names.choose(index);
-        if (run.pack(clips[index], choice))
-            names.take(choice.path);
+        if (!run.pack(clips[index], choice))
+            continue;
+        names.take(choice.path);
+        orFail(noZip, [&] { archive->append(choice.path + ".mov"); });
     }
     if (callbacks.saving)
         callbacks.saving();
     workingFolder->willHold(reportName);
     orFail("The report can't be written",
            [&] { platform::writeTextAtomically(workingFolder->path() / reportName, run.report()); });
-    zipFolder(workingFolder->path(), zip);
+    (void)target(zip); // what is there may have changed since the pack began
+    orFail(noZip, [&] { archive->save(); });
 }
 
 fs::path folder(const fs::path& zip) {
@@ -184,12 +194,8 @@ fs::path folder(const fs::path& zip) {
 }
 
 void zipFolder(const fs::path& folder, const fs::path& zip) {
-    // What is there may have changed since the pack began.
     const fs::path file = target(zip);
-    orFail("The zip can't be written", [&] {
-        platform::archiveFolder(folder, rootName(zip), file,
-                                [](const fs::path& entry) { return entry.extension() == ".mov"; });
-    });
+    orFail(noZip, [&] { GrowingZip(folder, file, rootName(zip)).save(); });
 }
 
 std::int64_t estimatedSize(std::span<const ClipHeader> headers, ScratchAudio audio) {

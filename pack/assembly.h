@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Makes a pack: the run over all clips into a working folder, the report, the zip, and the estimate of its
-// size.
+// Makes a pack: the run over all clips, the report, the zip, and the estimate of its size.
 #pragma once
 
 #include <functional>
@@ -18,7 +17,7 @@ struct MakeCallbacks {
     std::function<void(const PackClip&, double fraction)> item{}; ///< progress of one clip, 0 to 1
     std::function<void(const PackClip&, const Outcome&)> finished{};
     IsCancelled isCancelled{};
-    std::function<void()> saving{}; ///< all clips are done, the archive comes next
+    std::function<void()> saving{}; ///< all clips are done; the report and the archive's end come next
 };
 
 /// What writes one clip's copy: `write` below `make`, something simpler in a test of what is around it.

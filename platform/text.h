@@ -17,7 +17,7 @@ namespace platform {
 [[nodiscard]] std::string oneLine(std::string_view bytes);
 
 /// The text with what no zip entry can be called replaced by U+FFFD: the control characters below U+0020 but
-/// tab, line feed and carriage return, which libzip takes for a sign of another encoding.
+/// tab, line feed and carriage return, which readers (libzip) take for a sign of another encoding.
 [[nodiscard]] std::string zipName(std::string_view name);
 
 /// A key that is the same for two names that some file system takes for one: volumes of macOS and Windows

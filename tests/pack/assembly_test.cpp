@@ -51,8 +51,14 @@ class Assembly : public testing::Test {
         };
         callbacks.isCancelled = [this] { return cancelled_; };
         callbacks.saving = [this] { events_.emplace_back("saving"); };
+        const auto write = [this](const PackClip& of, const fs::path& to, ScratchAudio audio,
+                                  const auto& progress, const auto& isCancelled) {
+            PackResult result = write_(of, to, audio, progress, isCancelled);
+            std::ofstream(to, std::ios::app); // where it wrote none of its own
+            return result;
+        };
         try {
-            Pack::make(clips, zip_, ScratchAudio::lossless, callbacks, write_);
+            Pack::make(clips, zip_, ScratchAudio::lossless, callbacks, write);
             return "saved";
         } catch (const std::exception&) {
             return Pack::currentErrorDescription();
@@ -92,7 +98,7 @@ TEST_F(Assembly, PacksEveryClipIntoOneZip) {
                                      "A001/CLIP/C2 packed", "top 0", "top packed", "saving"));
     EXPECT_THAT(entries(),
                 ElementsAre("Day 1/", "Day 1/A001/", "Day 1/A001/CLIP/", "Day 1/A001/CLIP/C1.mov",
-                            "Day 1/A001/CLIP/C2.mov", "Day 1/Ferrowick Report.csv", "Day 1/top.mov"));
+                            "Day 1/A001/CLIP/C2.mov", "Day 1/top.mov", "Day 1/Ferrowick Report.csv"));
     EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
 }
 
@@ -147,8 +153,35 @@ TEST_F(Assembly, GoesOnAfterAClipThatFails) {
     EXPECT_THAT(events_, testing::IsSupersetOf({"A/2: The file ends too early.",
                                                 "B/3: There isn't enough memory.", "C/4 packed"}));
     // The folder made for a copy stays, the part of a copy does not.
-    EXPECT_THAT(entries(), ElementsAre("Day 1/", "Day 1/A/", "Day 1/A/1.mov", "Day 1/B/", "Day 1/C/",
-                                       "Day 1/C/4.mov", "Day 1/Ferrowick Report.csv"));
+    EXPECT_THAT(entries(), ElementsAre("Day 1/", "Day 1/A/", "Day 1/A/1.mov", "Day 1/C/", "Day 1/C/4.mov",
+                                       "Day 1/B/", "Day 1/Ferrowick Report.csv"));
+}
+
+TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
+    std::vector<PackClip> clips;
+    for (int number = 10; number < 60; ++number)
+        clips.push_back(clip("A/" + std::to_string(number)));
+    std::size_t most = 0;
+    write_ = [&](const PackClip&, const fs::path& to, auto&&...) {
+        most = std::max(most, names(to.parent_path()).size());
+        return PackResult{};
+    };
+    EXPECT_EQ(make(clips), "saved");
+    EXPECT_LT(most, 20U);
+    EXPECT_EQ(entries().size(), clips.size() + 3);
+
+    // What the archive meets ends the pack at one of the next clips.
+    write_ = [](const PackClip& of, const fs::path& to, auto&&...) {
+        if (of.packPath == "A/20")
+            fs::create_symlink("nowhere/at all", to);
+        return PackResult{};
+    };
+    fs::copy_file(zip_, folder_ / "before");
+    events_.clear();
+    EXPECT_EQ(make(clips), "The zip can't be written: no such file or directory.");
+    EXPECT_THAT(events_, testing::Not(testing::Contains("A/59 0")));
+    EXPECT_TRUE(content(zip_) == content(folder_ / "before"));
+    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, StopsBetweenClipsAndInsideOne) {
@@ -263,9 +296,9 @@ TEST_F(Assembly, SaysWhyThereIsNoZipAndLeavesNothing) {
 
     // Somebody takes the working folder away: nothing makes it anew.
     zip_ = place_ / "Day 1.zip";
-    write_ = [this](auto&&...) {
+    write_ = [this](auto&&...) -> PackResult {
         fs::rename(place_ / "Day 1", folder_ / "taken");
-        return PackResult{};
+        throw PackError::cantOpen();
     };
     EXPECT_EQ(make({clip("A"), clip("B/C")}), "The report can't be written: no such file or directory.");
     EXPECT_THAT(events_,

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "pack/growing_zip.h"
+
+#include <utility>
+
+#include "platform/thread_name.h"
+
+namespace fs = std::filesystem;
+
+namespace Pack {
+
+namespace {
+
+/// Copies that may wait: enough for the swings of a card of small clips, few enough for the disk.
+constexpr std::size_t mostWaiting = 8;
+
+} // namespace
+
+GrowingZip::GrowingZip(fs::path workingFolder, const fs::path& zip, const fs::path& root)
+    : workingFolder_(std::move(workingFolder)), archive_(zip, root),
+      thread_([this](const std::stop_token& stop) { run(stop); }) {}
+
+void GrowingZip::append(std::string copy) {
+    waitFor(mostWaiting);
+    {
+        const std::lock_guard guard(lock_);
+        waiting_.push_back(std::move(copy));
+    }
+    changed_.notify_all();
+}
+
+void GrowingZip::check() {
+    const std::lock_guard guard(lock_);
+    if (error_)
+        std::rethrow_exception(error_);
+}
+
+void GrowingZip::save() {
+    waitFor(0);
+    archive_.addFolder(workingFolder_, [](const fs::path& file) { return file.extension() == ".mov"; });
+    archive_.save();
+}
+
+void GrowingZip::waitFor(std::size_t most) {
+    std::unique_lock guard(lock_);
+    changed_.wait(guard, [&] { return error_ || waiting_.size() <= most; });
+    if (error_)
+        std::rethrow_exception(error_);
+}
+
+void GrowingZip::run(const std::stop_token& stop) {
+    platform::nameThread("zip");
+    std::unique_lock guard(lock_);
+    while (changed_.wait(guard, stop, [this] { return !waiting_.empty(); })) {
+        const std::string copy = waiting_.front();
+        guard.unlock();
+        std::exception_ptr error;
+        try {
+            archive_.addFile(workingFolder_, copy, true, stop);
+            fs::remove(workingFolder_ / copy);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        guard.lock();
+        waiting_.pop_front();
+        error_ = error;
+        changed_.notify_all();
+        if (error_)
+            return;
+    }
+}
+
+} // namespace Pack
