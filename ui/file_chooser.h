@@ -4,14 +4,17 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QString>
+#include <QVariantMap>
 #include <filesystem>
 #include <vector>
 
 class QFileDialog;
 
 /// One question, from its making to its answer; then it deletes itself. Deleting it earlier closes the
-/// dialog. Where the desktop has no dialogs of its own, the toolkit's are shown read-only: nothing in them
-/// renames, moves or deletes.
+/// dialog. The session's portal is asked first, as its dialogs take several folders at once; then the
+/// platform theme. Where the desktop has no dialogs of its own, the toolkit's are shown read-only: nothing in
+/// them renames, moves or deletes.
 class FileChooser : public QObject {
     Q_OBJECT
 
@@ -30,7 +33,12 @@ class FileChooser : public QObject {
     /// After `chosen` or without it.
     void closed();
 
+  private Q_SLOTS:
+    void portalAnswered(uint response, const QVariantMap& results);
+
   private:
+    void askPortal();
+    void openPortal();
     void openDialog();
     void answered(const std::vector<std::filesystem::path>& paths);
 
@@ -39,4 +47,5 @@ class FileChooser : public QObject {
     const QString name_;
     QWidget* const window_;
     QPointer<QFileDialog> dialog_;
+    QString request_; ///< the portal's, as long as its dialog may be open
 };

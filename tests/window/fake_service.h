@@ -32,6 +32,14 @@ class FakeService : public QDBusVirtualObject {
         return names;
     }
 
+    /// Sends a signal as the service does.
+    void tell(const QString& path, const char* interface, const char* signal, const QVariantList& arguments) {
+        QDBusMessage message =
+            QDBusMessage::createSignal(path, QLatin1String(interface), QLatin1String(signal));
+        message.setArguments(arguments);
+        bus_.send(message);
+    }
+
     std::vector<std::pair<std::string, QVariantList>> calls;
 
   private:

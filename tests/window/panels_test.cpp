@@ -2,6 +2,8 @@
 // The questions that the window asks: which folders and clips, and where to save the pack.
 #include <QAbstractItemView>
 #include <QAction>
+#include <QDBusArgument>
+#include <QDBusVariant>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileDialog>
@@ -9,6 +11,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include "tests/window/fake_service.h"
 #include "tests/window/window_test.h"
 
 using testing::ElementsAre;
@@ -103,6 +106,35 @@ TEST_F(PanelTest, NothingInTheToolkitsDialogsTouchesACard) {
     type(place, "Day", "fileNameEdit");
     EXPECT_TRUE(eventually([this] { return field("packName") == "Day.zip"; }));
     EXPECT_EQ(field("packPlace"), folder.path());
+}
+
+TEST_F(PanelTest, ThePortalIsAskedWhereThereIsOne) {
+    fs::copy(folder / "A001", folder / "Ö 2", fs::copy_options::recursive);
+    FakeService portal("org.freedesktop.portal.Desktop", QVariant::fromValue(QDBusVariant(4U)));
+    const auto answer = [&](uint response, const QStringList& urls) {
+        const auto options = qdbus_cast<QVariantMap>(portal.calls.back().second[2]);
+        portal.tell(QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
+                        .arg(QDBusConnection::sessionBus().baseService().mid(1).replace(QLatin1Char('.'),
+                                                                                        QLatin1Char('_')),
+                             options[QStringLiteral("handle_token")].toString()),
+                    "org.freedesktop.portal.Request", "Response",
+                    {response, QVariantMap{{QStringLiteral("uris"), urls}}});
+    };
+    for (const uint response : {1U, 0U}) {
+        portal.calls.clear();
+        QTest::keyClick(window.get(), Qt::Key_O, Qt::ControlModifier);
+        ASSERT_TRUE(eventually([&] { return portal.calls.size() == 2; }));
+        EXPECT_THAT(portal.methods(), ElementsAre("Get", "OpenFile"));
+        const auto options = qdbus_cast<QVariantMap>(portal.calls[1].second[2]);
+        EXPECT_TRUE(options[QStringLiteral("directory")].toBool() &&
+                    options[QStringLiteral("multiple")].toBool());
+        answer(response, {QString::fromLatin1(fileURL(folder / "A001").toEncoded()),
+                          QString::fromLatin1(fileURL(folder / "Ö 2").toEncoded())});
+        ASSERT_TRUE(eventually([this] { return !model().choosing(); }));
+        EXPECT_EQ(window->findChild<QFileDialog*>(), nullptr);
+    }
+    ASSERT_TRUE(ready());
+    EXPECT_EQ(model().rows().size(), 6U);
 }
 
 TEST_F(PanelTest, TheExportHasAPlaceOfItsOwn) {
