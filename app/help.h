@@ -11,9 +11,9 @@ inline constexpr const char* helpText =
 movie with its timecode track and its scratch sound only, in the cards' own folders,
 and a report of all clips (CSV). The picture is never read, no clip is ever changed.
 
-  ferrowick                         opens the window
-  ferrowick --add PATH…             opens the window with these folders and clips
+  ferrowick [PATH…]                 opens the window, with these folders and clips
             [--export OUT.zip]      and packs them at once
+            [--add PATH…]           the same for words that begin with a dash, to the end
   ferrowick --pack OUT.zip [--audio lossless|compressed|none] PATH…
                                     makes a pack without a window
   ferrowick --help | --version
@@ -30,7 +30,7 @@ Exit codes with --pack:
   0   the zip is saved and holds every clip
   1   a clip was not packed (its line says why), a folder could not be listed (clips
       may be missing), or no zip could be made
-  2   the command line is incomplete, or there is no window to open
+  2   the command line is incomplete, or no window can be opened
 A pack that is interrupted (Ctrl-C) leaves nothing behind.)";
 
 } // namespace CLI

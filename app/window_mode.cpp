@@ -34,12 +34,11 @@ int openWindow(int argc, char** argv) {
         return refuse("This build of Ferrowick has no window.");
     if (!hasDisplay())
         return refuse("There is no display to open Ferrowick's window on.");
-    using Entry = int(int argc, char** argv);
-    Entry* entry = nullptr;
+    WindowEntry* entry = nullptr;
     try {
-        entry = platform::Module::load(windowModule).function<Entry>(windowModuleEntry);
+        entry = platform::Module::load(windowModule).function<WindowEntry>(windowModuleEntry);
     } catch (const std::runtime_error& error) {
         return refuse(error.what());
     }
-    return entry(argc, argv);
+    return entry(argc, argv, refuse);
 }

@@ -60,13 +60,18 @@ TEST(FormatTest, RatesAndDatesOfALocale) {
     QLocale::setDefault(QLocale::c());
 }
 
-TEST(LaunchArgumentsTest, TakesEverythingAfterAdd) {
+TEST(LaunchArgumentsTest, TakesPathsAndRefusesUnknownOptions) {
     const auto read = [](std::vector<std::string> words) { return launchArguments(words, "/cards"); };
     const LaunchArguments both = read({"ferrowick", "--add", "A", "/B", "--export", "o.zip"});
-    EXPECT_THAT(both.add, ElementsAre("/cards/A", "/B", "/cards/--export", "/cards/o.zip"));
+    EXPECT_THAT(both.add, ElementsAre("/cards/A", "/B"));
     EXPECT_EQ(both.zip, "/cards/o.zip");
     EXPECT_FALSE(read({"ferrowick", "--export"}).zip);
     EXPECT_TRUE(read({"ferrowick", "--export", "/o.zip"}).add.empty());
+    const LaunchArguments plain =
+        read({"ferrowick", "A", "--export", "o.zip", "", "/B", "--add", "-C", "--add"});
+    EXPECT_THAT(plain.add, ElementsAre("/cards/A", "/B", "/cards/-C", "/cards/--add"));
+    EXPECT_FALSE(plain.unknown);
+    EXPECT_EQ(read({"ferrowick", "A", "--exprot", "o.zip", "-x"}).unknown, "--exprot");
 }
 
 TEST(PathsTest, KeepEveryByte) {

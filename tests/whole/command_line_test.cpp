@@ -33,12 +33,28 @@ TEST(WholeCommandLine, SaysHowItIsUsed) {
     EXPECT_EQ(run(ferrowick({"--help"})).exitCode, 0);
 }
 
-TEST(WholeCommandLine, NeedsADisplayForTheWindow) {
-    const auto result = run(
-        ferrowick({}), {.environment = {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}}});
-    EXPECT_EQ(result.exitCode, 2) << result.err;
-    EXPECT_THAT(test::lines(result.err), SizeIs(1));
-    EXPECT_EQ(result.out, "");
+TEST(WholeCommandLine, SaysInASentenceWhyNoWindowOpens) {
+    struct Case {
+        std::vector<std::string> arguments;
+        const char* display;
+        const char* platform;
+        const char* reason;
+    };
+    const Case cases[] = {
+        {{}, "", "", "no display to open Ferrowick's window on."},
+        {{}, ":4242", "", "window can't be opened on DISPLAY=:4242."},
+        {{}, "", "none", "window can't be opened on QT_QPA_PLATFORM=none."},
+        {{"--exprot", "o.zip"}, "", "offscreen", "Ferrowick knows no option “--exprot”."},
+    };
+    for (const auto& [arguments, display, platform, reason] : cases) {
+        const auto result = run(
+            ferrowick(arguments),
+            {.environment = {{"DISPLAY", display}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", platform}}});
+        EXPECT_EQ(result.exitCode, 2) << result.err;
+        EXPECT_THAT(test::lines(result.err), SizeIs(1)) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(reason));
+        EXPECT_EQ(result.out, "");
+    }
 }
 
 TEST(WholeCommandLine, PrintsALineForEveryClip) {

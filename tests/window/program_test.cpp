@@ -58,8 +58,7 @@ class ProgramTest : public testing::Test {
 };
 
 TEST_F(ProgramTest, AddsAndExportsByItself) {
-    Process program({FERROWICK_PROGRAM, "--add", "A001", "--export", "Out.zip"},
-                    {.workingFolder = folder.path()});
+    Process program({FERROWICK_PROGRAM, "A001", "--export", "Out.zip"}, {.workingFolder = folder.path()});
     ASSERT_TRUE(appears(folder / "Out.zip"));
     findWindow("^Ferrowick$");
     xdotool({"key", "ctrl+q"});
