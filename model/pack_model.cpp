@@ -35,6 +35,9 @@ PathMap<std::shared_ptr<Row>> byID(const PackModel::Rows& rows) {
 
 /// What a discovery has found.
 struct PackModel::Found {
+    std::vector<std::filesystem::path> asked;
+    std::vector<Pack::Place> places;
+    bool known = false;                     ///< some clips were listed before
     Rows rows;                              ///< in the order found
     Rows sorted;                            ///< in the list's order, for a list that has none yet
     std::vector<Node> tree;                 ///< of `sorted`
@@ -119,9 +122,14 @@ void PackModel::add(std::vector<std::filesystem::path> paths) {
                                  taken = std::move(taken), present = std::move(present)] {
         const auto found = std::make_shared<Found>();
         try {
-            for (PackClip& clip : operations_.clips(paths, taken).clips) {
+            found->asked = paths;
+            Pack::Found listed = operations_.clips(paths, taken);
+            found->places = std::move(listed.places);
+            for (PackClip& clip : listed.clips) {
                 auto row = std::make_shared<Row>(std::move(clip), *order);
-                if (!present.contains(row->standardizedSource()))
+                if (present.contains(row->standardizedSource()))
+                    found->known = true;
+                else
                     found->rows.push_back(std::move(row));
             }
             found->sorted = found->rows;
@@ -142,7 +150,9 @@ void PackModel::addFound(Found& discovery) {
     present.reserve(rows_.size());
     for (const auto& row : rows_)
         present.insert(row->standardizedSource());
-    std::erase_if(found, [&](const auto& row) { return present.contains(row->standardizedSource()); });
+    discovery.known |= std::erase_if(found, [&](const auto& row) {
+                           return present.contains(row->standardizedSource());
+                       }) > 0;
 
     for (const auto& row : found)
         row->listed_ = true;
@@ -156,6 +166,7 @@ void PackModel::addFound(Found& discovery) {
         rowsReplaced(::tree(rows_, *order_), byID(rows_));
     }
     setSaved(std::nullopt);
+    noticePlaces(discovery.asked, !found.empty(), discovery.known, discovery.places);
     --discoveries_;
     setFinding(false);
     if (!found.empty()) {
@@ -228,6 +239,7 @@ void PackModel::remove(const PathSet& ids) {
     std::erase_if(selected, [&](const auto& id) { return ids.contains(id); });
     setSelection(std::move(selected));
     setSaved(std::nullopt);
+    forgetPlaces(ids);
 }
 
 void PackModel::rowsReplaced(std::vector<Node> tree, PathMap<std::shared_ptr<Row>> rowsByID) {

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QSettings>
 #include <QString>
+#include <QStringList>
 #include <QTimer>
 #include <chrono>
 #include <cstdint>
@@ -75,6 +76,9 @@ class PackModel : public QObject {
     [[nodiscard]] std::int64_t readTotal() const noexcept { return readTotal_; }
     /// There are MXF clips, and nothing here opens them.
     [[nodiscard]] bool cantOpen() const noexcept { return cantOpen_; }
+    /// Sentences about clips that are not where somebody may expect them: not in the saved pack, or not in
+    /// what was added last, or in folders that can't be listed.
+    [[nodiscard]] QStringList remarks() const;
     /// "12 clips, 48.3 GB"
     [[nodiscard]] QString summary() const;
 
@@ -102,8 +106,6 @@ class PackModel : public QObject {
     [[nodiscard]] bool stoppedStillRuns() const noexcept { return running_ && !packing_; }
     /// The rows' results are of a pack that is being made or was saved.
     [[nodiscard]] bool resultsStand() const noexcept { return resultsStand_; }
-    /// Saved after all by an export that was stopped, when the next one was waiting already.
-    [[nodiscard]] const std::optional<SavedPack>& savedLate() const noexcept { return savedLate_; }
     /// Present exactly while an export runs.
     [[nodiscard]] const std::optional<ExportProgress>& exporting() const noexcept { return exporting_; }
     [[nodiscard]] const std::optional<SavedPack>& saved() const noexcept { return saved_; }
@@ -135,6 +137,7 @@ class PackModel : public QObject {
     void exportingChanged(); ///< also every step of it
     void savedChanged();
     void failureChanged();
+    void remarksChanged();
 
   protected:
     void customEvent(QEvent*) override { queue_->run(); }
@@ -146,6 +149,9 @@ class PackModel : public QObject {
     struct Ended;
 
     void addFound(Found& discovery);
+    void noticePlaces(const std::vector<std::filesystem::path>& asked, bool isNew, bool isKnown,
+                      const std::vector<Pack::Place>& places);
+    void forgetPlaces(const PathSet& removed);
     void readHeaders(const Rows& fresh);
     static Reading read(const PackOperations& operations, const std::filesystem::path& source);
     void headerRead(const std::shared_ptr<Row>& row, Reading reading);
@@ -186,6 +192,8 @@ class PackModel : public QObject {
     std::size_t packableRows_ = 0;
     PathSet selection_;
     PathSet collapsed_;
+    QString notice_; ///< of the last addition
+    std::vector<Pack::Place> unlisted_;
     bool choosing_ = false;
     bool finding_ = false;
     int discoveries_ = 0; ///< `finding` ends with the first of them
@@ -202,7 +210,7 @@ class PackModel : public QObject {
     std::shared_ptr<Flag> cancelled_ = std::make_shared<Flag>();
     bool running_ = false; ///< the export's thread; it may hang in a read long after it was stopped
     std::optional<std::filesystem::path> waiting_;
-    std::optional<SavedPack> savedLate_;
+    std::optional<SavedPack> savedLate_; ///< by a stopped export, when the next one waited already
     bool resultsStand_ = true;
     QTimer stopping_;
 

@@ -77,6 +77,7 @@ void PackModel::start(const std::filesystem::path& zip) {
     cancelled_ = pack.cancelled;
     running_ = true;
     stopping_.stop();
+    notice_.clear();
     setResultsStand(true);
     setPacking(true);
     setSaved(std::nullopt);

@@ -333,13 +333,22 @@ QString ClipTableModel::statusToolTip(const Item& item) const {
     if (!item.row || kind != Status::warning)
         return {};
     const Row& row = *item.row;
-    if (!row.headerError() && row.result())
+    // What the text leaves out stands below it.
+    const auto withReason = [&](const QString& reason) {
+        return reason.isEmpty() ? shown : shown + QLatin1Char('\n') + reason;
+    };
+    if (row.headerError())
+        return withReason(row.headerReason());
+    if (row.result()) {
+        if (const auto* failure = std::get_if<PackFailure>(&*row.result()))
+            return withReason(text(failure->reason));
         if (const auto* result = std::get_if<PackResult>(&*row.result())) {
             QStringList notes;
             for (const std::string& note : result->notes)
                 notes << text(note);
             return notes.join(QLatin1Char('\n'));
         }
+    }
     return shown;
 }
 

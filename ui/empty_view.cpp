@@ -11,9 +11,14 @@
 
 EmptyView::EmptyView(PackModel& model, QWidget* parent)
     : QWidget(parent), model_(model), icon_(*new QLabel(this)), title_(*new QLabel(this)),
-      description_(*new QLabel(tr("Drag them here, or click Add Folders."), this)) {
+      description_(*new QLabel(tr("Drag them here, or click Add Folders."), this)),
+      remark_(*new QLabel(this)) {
     setObjectName(QStringLiteral("emptyView"));
     title_.setObjectName(QStringLiteral("emptyTitle"));
+    remark_.setObjectName(QStringLiteral("emptyRemark"));
+    remark_.setTextFormat(Qt::PlainText);
+    remark_.setWordWrap(true);
+    remark_.setAlignment(Qt::AlignCenter);
     auto* const add = new QPushButton(tr("Add Folders…"), this);
     add->setObjectName(QStringLiteral("emptyAdd"));
     add->setAutoDefault(true); // Return presses it when it has been tabbed to
@@ -32,9 +37,12 @@ EmptyView::EmptyView(PackModel& model, QWidget* parent)
     column->addWidget(&description_, 0, Qt::AlignHCenter);
     column->addSpacing(12);
     column->addWidget(add, 0, Qt::AlignHCenter);
+    column->addSpacing(12);
+    column->addWidget(&remark_);
     column->addStretch(5);
 
     connect(&model, &PackModel::findingChanged, this, &EmptyView::update);
+    connect(&model, &PackModel::remarksChanged, this, &EmptyView::update);
     update();
 }
 
@@ -47,6 +55,10 @@ void EmptyView::update() {
     // Always ours: a theme's folder would be the one spot of colour in the window.
     icon_.setPixmap(QIcon(new SvgIconEngine(QStringLiteral(":/icons/folder-add.svg"), muted))
                         .pixmap(QSize(iconSide, iconSide), devicePixelRatioF()));
+    // There is no status bar below an empty list.
+    colours.setColor(QPalette::WindowText, Icons::orange(palette()));
+    remark_.setPalette(colours);
+    remark_.setText(model_.finding() ? QString() : model_.remarks().join(QLatin1Char('\n')));
     title_.setText(model_.finding() ? tr("Finding Clips") : tr("No Camera Folders"));
 }
 

@@ -26,4 +26,5 @@ class EmptyView : public QWidget {
     QLabel& icon_;
     QLabel& title_;
     QLabel& description_;
+    QLabel& remark_;
 };

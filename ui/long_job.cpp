@@ -70,7 +70,11 @@ void LongJob::end() {
     if (QApplication::activeWindow() != nullptr)
         return;
     if (model_.saved())
-        notify(tr("Saved “%1”, %2.").arg(fileName(model_.saved()->url), byteCount(model_.saved()->size)));
+        notify(
+            (QStringList{
+                 tr("Saved “%1”, %2.").arg(fileName(model_.saved()->url), byteCount(model_.saved()->size))} +
+             model_.remarks())
+                .join(QLatin1Char(' ')));
     else if (model_.failure())
         notify(*model_.failure());
 }

@@ -33,13 +33,15 @@ QString link(QLatin1String target, const QString& title) {
 StatusBar::StatusBar(PackModel& model, QWidget* parent)
     : QWidget(parent), model_(model), icon_(*new QLabel(this)),
       text_(*new ElidedLabel(Qt::ElideMiddle, this)), bar_(*new QProgressBar(this)), time_(*new QLabel(this)),
-      link_(*new QLabel(this)) {
+      link_(*new QLabel(this)), remarkIcon_(*new QLabel(this)),
+      remark_(*new ElidedLabel(Qt::ElideRight, this)) {
     setObjectName(QStringLiteral("statusBar"));
     setAccessibleName(tr("Status"));
     text_.setObjectName(QStringLiteral("statusText"));
     bar_.setObjectName(QStringLiteral("statusBarProgress"));
     time_.setObjectName(QStringLiteral("statusTime"));
     link_.setObjectName(QStringLiteral("statusLink"));
+    remark_.setObjectName(QStringLiteral("statusRemark"));
 
     text_.setFont(withEqualDigits(text_.font()));
     time_.setFont(withEqualDigits(time_.font()));
@@ -47,6 +49,7 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     bar_.setFixedSize(220, 14);
     bar_.setAccessibleName(tr("Progress"));
     icon_.setFixedSize(iconSide, iconSide);
+    remarkIcon_.setFixedSize(iconSide, iconSide);
     link_.setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
     connect(&link_, &QLabel::linkActivated, this, [this](const QString& target) {
         if (target != revealLink)
@@ -62,7 +65,8 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     row->setSpacing(8);
     for (QWidget* part :
          {static_cast<QWidget*>(&icon_), static_cast<QWidget*>(&text_), static_cast<QWidget*>(&bar_),
-          static_cast<QWidget*>(&time_), static_cast<QWidget*>(&link_)})
+          static_cast<QWidget*>(&time_), static_cast<QWidget*>(&link_), static_cast<QWidget*>(&remarkIcon_),
+          static_cast<QWidget*>(&remark_)})
         row->addWidget(part, 0, Qt::AlignVCenter);
     row->addStretch(1);
     // The same height whatever is shown: the table above must not jump.
@@ -78,7 +82,7 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     for (const auto signal :
          {&PackModel::exportingChanged, &PackModel::findingChanged, &PackModel::readingChanged,
           &PackModel::waitingChanged, &PackModel::failureChanged, &PackModel::savedChanged,
-          &PackModel::cantOpenChanged, &PackModel::rowsChanged})
+          &PackModel::remarksChanged, &PackModel::cantOpenChanged, &PackModel::rowsChanged})
         connect(&model, signal, this, &StatusBar::refreshSoon);
     refresh();
 }
@@ -94,6 +98,7 @@ void StatusBar::refresh() {
     bar_.hide();
     time_.setVisible(exporting && !exporting->saving);
     link_.hide();
+    showRemarks();
     if (exporting) {
         showText(exporting->label(), Look::plain);
         if (exporting->saving)
@@ -136,6 +141,20 @@ void StatusBar::refresh() {
     } else {
         showText(model_.summary(), Look::secondary);
     }
+}
+
+/// A second piece, once all is found, read and exported.
+void StatusBar::showRemarks() {
+    const bool busy = model_.exporting() || model_.finding() || model_.readTotal() >= 1;
+    const QStringList remarks = busy ? QStringList() : model_.remarks();
+    const QColor orange = Icons::orange(palette());
+    remarkIcon_.setPixmap(Icons::warning(orange).pixmap(QSize(iconSide, iconSide), devicePixelRatioF()));
+    QPalette colours = palette();
+    colours.setColor(QPalette::WindowText, orange);
+    remark_.setPalette(colours);
+    remark_.setText(remarks.join(QLatin1Char(' ')));
+    remark_.setVisible(!remarks.isEmpty());
+    remarkIcon_.setVisible(!remarks.isEmpty());
 }
 
 void StatusBar::refreshTime() {

@@ -32,6 +32,7 @@ class StatusBar : public QWidget {
     void refresh();
     void refreshTime();
     void showText(const QString& text, Look look, Qt::TextElideMode mode = Qt::ElideRight);
+    void showRemarks();
     void showBar(double done, double total);
     void showEndlessBar();
 
@@ -41,6 +42,8 @@ class StatusBar : public QWidget {
     QProgressBar& bar_;
     QLabel& time_;
     QLabel& link_;
+    QLabel& remarkIcon_;
+    ElidedLabel& remark_;
     QTimer refreshing_;
     QTimer everySecond_;
 };

@@ -88,7 +88,8 @@ TEST_F(LongJobTest, TellsOfTheEndBehindOtherWindows) {
     startExport();
     ASSERT_TRUE(endExport());
     ASSERT_TRUE(eventually([&] { return notifications.calls.size() == 1; }));
-    EXPECT_EQ(notifications.calls[0].second[4].toString(), QStringLiteral("Saved “Day 3.zip”, 48.2 MB."));
+    EXPECT_EQ(notifications.calls[0].second[4].toString(),
+              QStringLiteral("Saved “Day 3.zip”, 48.2 MB. 1 listed clip is not in it."));
 
     QWidget front;
     front.show();

@@ -114,6 +114,60 @@ TEST_F(RoadTest, DeletesRevealsAndHidesByKeyboard) {
     EXPECT_EQ(qobject_cast<QPushButton*>(QApplication::focusWidget()), nullptr);
 }
 
+TEST_F(RoadTest, SaysWhichClipsAreNotWhereTheyAreExpected) {
+    const auto remark = [this](const char* expected) {
+        auto& label = part<ElidedLabel>("statusRemark");
+        return eventually([&] { return label.isVisible() && label.text() == QString::fromUtf8(expected); })
+                   ? std::string()
+                   : label.text().toStdString() + (label.isVisible() ? "" : " (hidden)");
+    };
+    fs::create_directories(folder / "B001/empty");
+    drop(folder / "B001");
+    EXPECT_TRUE(
+        eventually([this] { return part<QLabel>("emptyRemark").text().contains(QStringLiteral("B001: ")); }));
+
+    fs::copy_file(folder / "A001/CLIP/C1.mov", folder / "A001/CLIP/cut.mov");
+    fs::resize_file(folder / "A001/CLIP/cut.mov", 50);
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    EXPECT_FALSE(part<ElidedLabel>("statusRemark").isVisible());
+    drop(folder / "A001");
+    EXPECT_EQ(remark("“A001” is listed already."), "");
+    auto& table = part<ClipTable>("clipTable");
+    const QModelIndex clips = table.model()->index(0, 0, table.model()->index(0, 0));
+    const auto status = [&](int row) {
+        return table.model()->index(row, static_cast<int>(ClipColumn::status), clips);
+    };
+    EXPECT_THAT(status(3).data(Qt::ToolTipRole).toString().toStdString(),
+                testing::HasSubstr("Can't read this clip.\n"));
+
+    // Stopped after the first clip: nothing is saved, and no line looks as if it were.
+    willStop = true;
+    model().pack(folder / "a.zip");
+    ASSERT_TRUE(eventually([this] { return model().rows()[0]->result().has_value(); }));
+    EXPECT_NE(status(0).data().toString(), QStringLiteral("Ready"));
+    model().stop();
+    ASSERT_TRUE(eventually([this] { return !model().packing(); }));
+    EXPECT_TRUE(eventually([&] { return status(0).data().toString() == QStringLiteral("Ready"); }));
+
+    willStop = false;
+    fs::remove(folder / "A001/CLIP/C3.mov");
+    model().pack(folder / "a.zip");
+    ASSERT_TRUE(eventually([this] { return model().saved().has_value(); }));
+    EXPECT_EQ(remark("2 listed clips are not in it."), "");
+
+    // A folder that can't be listed stays told until it can.
+    listingFails = true;
+    drop(folder / "A001");
+    EXPECT_EQ(remark("A001/CLIP: permission denied."), "");
+    model().remove({folder / "A001/CLIP/C1.mov"});
+    EXPECT_EQ(remark("A001/CLIP: permission denied."), "");
+    listingFails = false;
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    EXPECT_TRUE(eventually([this] { return !part<ElidedLabel>("statusRemark").isVisible(); }));
+}
+
 TEST_F(RoadTest, ColumnsKeepTheirLimitsAndAreRemembered) {
     drop(folder / "A001");
     ASSERT_TRUE(ready());

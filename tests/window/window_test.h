@@ -41,6 +41,14 @@ class WindowTest : public ApplicationTest<QApplication> {
                 headers.pass();
             return read(source);
         };
+        operations.clips = [this, list = operations.clips](std::span<const fs::path> paths,
+                                                           std::set<std::string> taken) {
+            Pack::Found found = list(paths, std::move(taken));
+            if (listingFails)
+                found.places.push_back(
+                    {Pack::Place::Kind::notListed, paths[0] / "CLIP", "A001/CLIP", "permission denied."});
+            return found;
+        };
         makeCard(3);
         window = std::make_unique<MainWindow>(model(), settings);
         window->show();
@@ -111,6 +119,7 @@ class WindowTest : public ApplicationTest<QApplication> {
 
     std::atomic<bool> willStop = false;
     std::atomic<bool> holdHeaders = false;
+    std::atomic<bool> listingFails = false; ///< a card's folder can't be listed
     Gate headers;
     std::unique_ptr<MainWindow> window;
 };

@@ -78,14 +78,23 @@ const Shot& shotOf(const std::filesystem::path& source) {
 
 PackOperations operations(Pace& reading, Pace& packing) {
     PackOperations made;
-    made.clips = [](std::span<const std::filesystem::path>, const std::set<std::string>&) {
-        std::vector<PackClip> clips;
+    made.clips = [](std::span<const std::filesystem::path> paths, const std::set<std::string>&) {
+        Pack::Found found;
+        if (paths.front().stem() == "Documents") {
+            found.places.push_back(
+                {Pack::Place::Kind::noClips, paths.front(), "Documents", "no clips in this folder."});
+            return found;
+        }
+        std::vector<PackClip>& clips = found.clips;
         for (const Shot& shot : shots) {
             const std::filesystem::path path = std::filesystem::path(shot.folder) / shot.name;
             clips.push_back({"/media/day 3" / path,
                              (std::filesystem::path(shot.folder) / path.stem()).string(), shot.size});
         }
-        return clips;
+        found.places.push_back({Pack::Place::Kind::notListed, "/media/day 3/B001/DCIM/101MEDIA",
+                                "B001/DCIM/101MEDIA",
+                                "this folder can't be listed: permission denied. Clips may be missing."});
+        return found;
     };
     made.header = [&reading](const std::filesystem::path& source) {
         reading.step();
@@ -206,6 +215,8 @@ int main(int argc, char** argv) {
         return 1;
     Photographer photographer(window, QDir(words[1]), words[2]);
     photographer.take("empty");
+    model.add({"/home/me/Documents"});
+    photographer.take("nothing");
 
     QMimeData files;
     files.setUrls({QUrl(QStringLiteral("file:///media/day%203"))});
@@ -217,6 +228,9 @@ int main(int argc, char** argv) {
 
     reading.allow(5);
     photographer.take("reading");
+    model.packWhenReady("/media/out/Ferrowick Nov 16, 2026.zip");
+    photographer.take("waiting");
+    model.stop();
     reading.allow(manySteps);
     photographer.take("ready");
     auto& table = *window.findChild<ClipTable*>();
