@@ -278,6 +278,7 @@ class Campaign:
 
 
 def main():
+    sys.setrecursionlimit(20_000)  # boxes are nested deep, and again
     parser = argparse.ArgumentParser(prog="tools/campaign damage", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("count", type=int, help="how many damaged clips")
