@@ -50,7 +50,7 @@ Reads reads() {
 
 void probe(const char* what, const std::filesystem::path& folder) {
     const std::vector<std::filesystem::path> paths{folder};
-    const auto found = Pack::clips(paths, {});
+    const auto found = Pack::clips(paths, {}).clips;
     const Reads before = reads();
     const auto start = std::chrono::steady_clock::now();
     std::size_t withTimecode = 0;
