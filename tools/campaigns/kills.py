@@ -104,7 +104,7 @@ class Trial:
         if self.random.random() < 0.15:
             self.neighbour = subprocess.Popen(
                 command(self.program, self.card, self.mode, self.file.parent / "Other.zip"),
-                stdout=subprocess.DEVNULL)
+                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
             while not (self.file.parent / "Other").exists() and self.neighbour.poll() is None:
                 pass
             time.sleep(self.random.random() * self.reference.seconds / 2)
@@ -134,7 +134,7 @@ class Trial:
         """A pack that is ended; what it was at then."""
         present = self.listing()
         pack = subprocess.Popen(command(self.program, self.card, self.mode, self.target), stdout=subprocess.PIPE,
-                                text=True)
+                                stderr=subprocess.DEVNULL, text=True)
         heard = self.wait_for_moment(pack)
         kinds = [[signal.SIGKILL]] * 5 + [[signal.SIGINT], [signal.SIGTERM], [signal.SIGHUP],
                                           [signal.SIGTERM, signal.SIGKILL]]
@@ -207,6 +207,9 @@ def main():
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 32))
     parser.add_argument("--program", type=Path, default=TOP / "build/release/ferrowick")
     arguments = parser.parse_args()
+    # Shells have background jobs ignore some signals, which the packs would take over.
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, signal.default_int_handler)
     generator = random.Random(arguments.seed)
     stages = collections.Counter()
     found = 0
