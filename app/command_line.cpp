@@ -9,6 +9,7 @@
 
 #include "pack/assembly.h"
 #include "pack/discovery.h"
+#include "platform/clean_up.h"
 #include "platform/text.h"
 
 namespace fs = std::filesystem;
@@ -138,6 +139,7 @@ ExitCode run(const Inputs& inputs) {
 
 ExitCode pack(std::span<const std::string> arguments) {
     try {
+        const platform::EndingSignals signals; // before there is any other thread
         const std::optional<Inputs> inputs = parse(arguments);
         if (!inputs) {
             print(stderr, usageLine);

@@ -8,7 +8,6 @@
 #include "app/command_line.h"
 #include "app/help.h"
 #include "app/window_mode.h"
-#include "platform/clean_up.h"
 #include "platform/process.h"
 
 int main(int argc, char** argv) {
@@ -16,7 +15,6 @@ int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv, argv + argc);
     const auto has = [&](const char* word) { return std::ranges::find(arguments, word) != arguments.end(); };
     if (has("--pack")) {
-        const platform::EndingSignals signals; // before there is any other thread
         return CLI::pack(arguments);
     }
     if (has("--help") || has("-h")) {

@@ -43,14 +43,17 @@ Error cannotWrite(Error::Category category, const std::string& reason) {
 
 class AssetWriter::Implementation {
   public:
-    explicit Implementation(std::filesystem::path path)
+    Implementation(std::filesystem::path path, std::function<void()> moreRoom)
         : destination(std::move(path)), spill(destination.parent_path()),
-          sequencer([this](std::size_t lane, const Chunk& chunk) {
-              quicktime::MovieOutput& file = output.value();
-              const std::uint64_t offset = file.position();
-              file.append(chunk.data);
-              lanes[lane]->chunkWritten(offset, chunk.samples);
-          }) {}
+          sequencer([this](std::size_t lane, const Chunk& chunk) { write(lane, chunk); },
+                    std::move(moreRoom)) {}
+
+    void write(std::size_t lane, const Chunk& chunk) {
+        quicktime::MovieOutput& file = output.value();
+        const std::uint64_t offset = file.position();
+        file.append(chunk.data);
+        lanes[lane]->chunkWritten(offset, chunk.samples);
+    }
 
     WriterInput& add(std::unique_ptr<WriterLane> lane) { return *lanes.emplace_back(std::move(lane)); }
 
@@ -111,8 +114,8 @@ class AssetWriter::Implementation {
     bool unfinished = false; ///< the file is there and incomplete
 };
 
-AssetWriter::AssetWriter(std::filesystem::path destination)
-    : implementation_(std::make_unique<Implementation>(std::move(destination))) {}
+AssetWriter::AssetWriter(std::filesystem::path destination, std::function<void()> moreRoom)
+    : implementation_(std::make_unique<Implementation>(std::move(destination), std::move(moreRoom))) {}
 
 AssetWriter::~AssetWriter() {
     cancel();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -14,22 +15,27 @@ namespace media {
 
 class AssetWriter;
 
-/// One track being written. Each input is appended to by one thread; the inputs of a writer run in parallel.
+/// One track being written. Each input is appended to by one thread at a time; the inputs of a writer run in
+/// parallel. No call waits for another track.
 class WriterInput {
   public:
     virtual ~WriterInput() = default;
-    /// Takes the next samples. Blocks while this track is more than a second of media ahead of the slowest
-    /// unfinished one. False once the writer has failed or was cancelled. Never throws: what goes wrong is
-    /// the writer's error.
+    /// False while this track is more than a second of media ahead of the slowest unfinished one: samples
+    /// appended then are taken, but kept in memory.
+    [[nodiscard]] virtual bool hasRoom() const noexcept = 0;
+    /// Takes the next samples. False once the writer has failed or was cancelled. Never throws: what goes
+    /// wrong is the writer's error.
     [[nodiscard]] virtual bool append(const SampleBuffer& buffer) noexcept = 0;
-    /// No more samples for this track; other tracks wait for it no longer. Must be called on every path.
+    /// No more samples for this track; other tracks are held back by it no longer. Must be called on every
+    /// path.
     virtual void markAsFinished() noexcept = 0;
 };
 
 class AssetWriter {
   public:
-    /// Nothing is created before `start`.
-    explicit AssetWriter(std::filesystem::path destination);
+    /// Nothing is created before `start`. `moreRoom` is told, from any thread that appends, that inputs may
+    /// have room again.
+    explicit AssetWriter(std::filesystem::path destination, std::function<void()> moreRoom = {});
     /// As `cancel`, unless the file was finished.
     ~AssetWriter();
     AssetWriter(const AssetWriter&) = delete;

@@ -8,7 +8,7 @@ namespace media {
 
 namespace {
 
-/// Chunks that a lane may have ready before it waits: one that is due soon and one more to work on meanwhile.
+/// Chunks ready with which a lane has no more room.
 constexpr std::size_t chunksAhead = 2;
 /// Bytes that the chunks of all lanes together may take.
 constexpr std::size_t budget = std::size_t{12} << 20;
@@ -42,9 +42,13 @@ bool ChunkSequencer::push(std::size_t lane, Chunk& chunk) noexcept {
         return false;
     }
     writeDue(guard);
-    own.room.wait(guard, [&] { return stopped_ || own.ready.size() < chunksAhead; });
     chunk.data = std::exchange(own.spare, {});
     return !stopped_;
+}
+
+bool ChunkSequencer::hasRoom(std::size_t lane) const noexcept {
+    const std::lock_guard guard(lock_);
+    return stopped_ || lanes_[lane].ready.size() < chunksAhead;
 }
 
 void ChunkSequencer::finish(std::size_t lane) noexcept {
@@ -62,8 +66,6 @@ void ChunkSequencer::stopLocked(std::exception_ptr error) noexcept {
     if (!error_)
         error_ = std::move(error);
     stopped_ = true;
-    for (Lane& lane : lanes_)
-        lane.room.notify_all();
 }
 
 std::exception_ptr ChunkSequencer::error() const noexcept {
@@ -101,8 +103,9 @@ void ChunkSequencer::writeDue(std::unique_lock<std::mutex>& guard) noexcept {
         Lane& lane = lanes_[*number];
         Chunk chunk = std::move(lane.ready.front());
         lane.ready.pop_front();
-        lane.room.notify_all();
         guard.unlock();
+        if (moreRoom_)
+            moreRoom_();
         std::exception_ptr failure;
         try {
             write_(*number, chunk);

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -24,15 +23,18 @@ struct Chunk {
 };
 
 /// Takes chunks from lanes that run in parallel and hands them on one at a time, ordered by (start, lane).
-/// The lane whose chunk is due never waits, so no lane can hold up all others: not a slow one, not one that
-/// ends early or fails. What comes out depends on the chunks only, never on the threads' timing.
+/// Nothing here waits: a lane too far ahead of the others is told so, and the one whose chunk is due always
+/// has room, so that any number of threads brings all lanes to their ends. What comes out depends on the
+/// chunks only, never on the threads' timing.
 class ChunkSequencer {
   public:
     /// `write` gets each chunk in order, from whichever lane's thread, one call at a time. The other lanes go
     /// on meanwhile.
     using Write = std::function<void(std::size_t lane, const Chunk& chunk)>;
 
-    explicit ChunkSequencer(Write write) : write_(std::move(write)) {}
+    /// `moreRoom` is told, from any lane's thread, that lanes may have room again.
+    explicit ChunkSequencer(Write write, std::function<void()> moreRoom = {})
+        : write_(std::move(write)), moreRoom_(std::move(moreRoom)) {}
 
     /// All lanes are added before the first push.
     std::size_t addLane();
@@ -40,13 +42,14 @@ class ChunkSequencer {
     /// all lanes are added.
     [[nodiscard]] std::size_t largestChunk() const noexcept;
     /// Queues the lane's next chunk, leaving an empty one whose memory can be filled again, and writes what
-    /// is due; then waits while the lane is too far ahead of the others. False when the sequence has stopped;
-    /// what `write` throws stops it.
+    /// is due. False when the sequence has stopped; what `write` throws stops it.
     [[nodiscard]] bool push(std::size_t lane, Chunk& chunk) noexcept;
+    /// False while the lane is so far ahead of the others that it should push no more.
+    [[nodiscard]] bool hasRoom(std::size_t lane) const noexcept;
     /// No more chunks from this lane.
     void finish(std::size_t lane) noexcept;
-    /// Makes every push return false, those that wait now included. The first error is kept; none means
-    /// cancelled. One last chunk may still be on its way to `write`.
+    /// Makes every push return false. The first error is kept; none means cancelled. One last chunk may still
+    /// be on its way to `write`.
     void stop(std::exception_ptr error) noexcept;
 
     [[nodiscard]] bool stopped() const noexcept { return stopped_; }
@@ -55,7 +58,6 @@ class ChunkSequencer {
   private:
     struct Lane {
         std::deque<Chunk> ready;
-        std::condition_variable room;
         std::vector<std::byte> spare; ///< the memory of a chunk that has been written
         double next = 0;              ///< start of the chunk that comes after those
         bool finished = false;
@@ -66,6 +68,7 @@ class ChunkSequencer {
     void stopLocked(std::exception_ptr error) noexcept;
 
     Write write_;
+    std::function<void()> moreRoom_;
     std::atomic<bool> stopped_{false}; // set under lock_
     mutable std::mutex lock_;          // guards what follows
     std::deque<Lane> lanes_;

@@ -19,6 +19,7 @@ class WriterLane : public WriterInput {
         : track_(spill, type, timescale), spill_(spill), sequencer_(sequencer), number_(sequencer.addLane()) {
     }
 
+    [[nodiscard]] bool hasRoom() const noexcept final { return sequencer_.hasRoom(number_); }
     [[nodiscard]] bool append(const SampleBuffer& buffer) noexcept final;
     void markAsFinished() noexcept final;
 

@@ -22,17 +22,24 @@ void Workers::start(const char* name, std::function<void()> work) {
             worker = next;
         }
         Worker& worker = workers_.emplace_back();
-        worker.thread = std::thread([this, &worker, name, job = std::move(work)]() mutable {
-            platform::nameThread(name);
-            job();
-            job = nullptr; // what it holds goes before it counts as done
-            const std::lock_guard finishing(lock_);
-            worker.done = true;
-            ended_.notify_all();
-        });
+        try {
+            worker.thread = std::thread([this, &worker, name, job = work]() mutable {
+                platform::nameThread(name);
+                job();
+                job = nullptr; // what it holds goes before it counts as done
+                const std::lock_guard finishing(lock_);
+                worker.done = true;
+                ended_.notify_all();
+            });
+            work = nullptr;
+        } catch (const std::exception&) {
+            workers_.pop_back();
+        }
     }
     for (Worker& worker : over)
         worker.thread.join();
+    if (work)
+        work();
 }
 
 bool Workers::endWithin(std::chrono::milliseconds patience) {

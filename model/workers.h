@@ -19,7 +19,8 @@ class Workers {
     Workers(const Workers&) = delete;
     Workers& operator=(const Workers&) = delete;
 
-    /// Runs `work`, which throws nothing, on a thread of this name. From the owner's thread.
+    /// Runs `work`, which throws nothing, on a thread of this name; on the owner's, who calls this, when the
+    /// system grants none.
     void start(const char* name, std::function<void()> work);
     /// Waits until all work is done, or this long; whether it is done.
     [[nodiscard]] bool endWithin(std::chrono::milliseconds patience);

@@ -4,36 +4,83 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 #include "media/asset_writer.h"
+#include "media/lane_crew.h"
 #include "media/track_output.h"
 #include "pack/header_probe.h"
 #include "pack/level_analysis.h"
 #include "pack/timecode_track.h"
 #include "platform/text.h"
-#include "platform/thread_name.h"
 
 namespace Pack {
 
 namespace {
 
-/// One track being copied.
-struct Lane {
-    media::TrackOutput output;
-    media::WriterInput& input;
-    std::optional<int> bits; ///< width of the decoded samples; none for timecode and sound passed through
-    bool isTimecode = false;
+/// What the lanes of one copy share.
+struct Shared {
+    const CopyProgress& progress;
+    const IsCancelled& isCancelled;
+    double seconds;                               ///< of the clip
+    std::optional<StartTimecode> startTimecode{}; ///< its lane's alone until all lanes have ended
+    std::mutex lock{};                            // guards the error
+    std::exception_ptr readError{};               ///< of the first lane that could not read
+    std::atomic<bool> readFailed{false};          ///< makes the other lanes stop
 };
 
-/// What the lanes of one copy share.
-struct State {
-    std::mutex lock; // guards all that follows but `stopped`
-    std::map<std::size_t, double> peaks;
-    std::exception_ptr readError;        ///< the first lane's that could not read
-    std::atomic<bool> readFailed{false}; ///< makes the other lanes stop
+/// One track being copied.
+class Lane final : public media::LaneWork {
+  public:
+    /// `bits`: width of the decoded samples; none for timecode and sound passed through.
+    Lane(Shared& shared, std::size_t number, media::TrackOutput output, media::WriterInput& input,
+         std::optional<int> bits)
+        : shared_(shared), number_(number), output_(std::move(output)), input_(input), bits_(bits) {}
+
+    [[nodiscard]] bool hasRoom() const noexcept override { return input_.hasRoom(); }
+    [[nodiscard]] double position() const noexcept override { return position_; }
+    [[nodiscard]] bool step() noexcept override {
+        bool goesOn = false;
+        try {
+            goesOn = copyNextBuffer();
+        } catch (...) {
+            const std::lock_guard guard(shared_.lock);
+            if (!shared_.readError)
+                shared_.readError = std::current_exception();
+            shared_.readFailed = true;
+        }
+        if (!goesOn)
+            input_.markAsFinished();
+        return goesOn;
+    }
+
+    [[nodiscard]] double peak() const noexcept { return peak_; }
+
+  private:
+    bool copyNextBuffer() {
+        constexpr std::size_t firstSoundLane = 1;
+        if (shared_.isCancelled() || shared_.readFailed || !output_.copyNextSampleBuffer(buffer_))
+            return false;
+        position_ = buffer_.presentationTime.seconds();
+        if (number_ == 0)
+            shared_.startTimecode->add(buffer_);
+        else if (bits_)
+            peak_ = std::max(peak_, Pack::peak(buffer_.data, *bits_));
+        if (number_ == firstSoundLane)
+            shared_.progress(std::clamp(position_ / shared_.seconds, 0.0, 1.0));
+        return input_.append(buffer_);
+    }
+
+    Shared& shared_;
+    std::size_t number_; ///< 0 is the timecode's
+    media::TrackOutput output_;
+    media::WriterInput& input_;
+    std::optional<int> bits_;
+    media::SampleBuffer buffer_;
+    double position_ = 0; ///< seconds
+    double peak_ = 0;
 };
 
 /// The smallest integer width that holds the source's depth, for decoding, and the depth that the encoder is
@@ -80,8 +127,9 @@ class Copy {
   public:
     Copy(const media::Asset& asset, const std::filesystem::path& to, const CopyProgress& progress,
          const IsCancelled& isCancelled)
-        : asset_(asset), writer_(to), progress_(progress), isCancelled_(isCancelled),
-          seconds_(asset.duration().seconds() > 0.001 ? asset.duration().seconds() : 0.001) {}
+        : asset_(asset),
+          writer_(to, [this] { crew_.moreRoom(); }), shared_{progress, isCancelled,
+                                                             std::max(asset.duration().seconds(), 0.001)} {}
 
     void setMetadata(const std::string& source, const std::string& camera, const std::string& umid) {
         std::vector<media::MetadataItem> items;
@@ -96,9 +144,8 @@ class Copy {
     }
 
     void addTimecode(const media::Track& track) {
-        startTimecode_.emplace(track);
-        lanes_.push_back(
-            {media::TrackOutput(asset_, track), writer_.addTimecodeInput(track), std::nullopt, true});
+        shared_.startTimecode.emplace(track);
+        add(media::TrackOutput(asset_, track), writer_.addTimecodeInput(track));
     }
 
     /// `threads` may encode the track at once. A track whose format nobody described gets no lane.
@@ -107,8 +154,7 @@ class Copy {
             return;
         const media::AudioStreamDescription& format = *track.formatDescriptions.front().audio;
         if (format.isFloat()) {
-            lanes_.push_back({media::TrackOutput(asset_, track), writer_.addPassThroughInput(format),
-                              std::nullopt, false});
+            add(media::TrackOutput(asset_, track), writer_.addPassThroughInput(format));
             return;
         }
         const Depths depths = depthsOf(format);
@@ -127,87 +173,54 @@ class Copy {
             settings.formatID = media::audioFormat::appleLossless;
         }
         media::WriterInput& input = writer_.addAudioInput(settings);
-        lanes_.push_back({std::move(output), input, depths.decode, false});
+        add(std::move(output), input, depths.decode);
     }
 
     /// Copies all lanes side by side and completes the file. Throws what went wrong.
     void run() {
         writer_.start();
-        {
-            std::vector<std::jthread> threads;
-            threads.reserve(lanes_.size());
-            for (std::size_t index = 0; index < lanes_.size(); ++index)
-                threads.emplace_back([this, index] { pump(index); });
-        }
-        if (isCancelled_()) {
+        std::vector<media::LaneWork*> lanes;
+        for (const auto& lane : lanes_)
+            lanes.push_back(lane.get());
+        crew_.run(lanes, std::min(lanes.size(), mostThreads()));
+        if (shared_.isCancelled()) {
             writer_.cancel();
             throw PackError::cancelled();
         }
-        if (state_.readError) {
+        if (shared_.readError) {
             writer_.cancel();
-            std::rethrow_exception(state_.readError);
+            std::rethrow_exception(shared_.readError);
         }
         writer_.endSession(asset_.duration());
         writer_.finish();
     }
 
-    [[nodiscard]] const Timecode& timecode() const { return startTimecode_->value(); }
+    [[nodiscard]] const Timecode& timecode() const { return shared_.startTimecode->value(); }
 
     /// The numbers, from 1, of the sound lanes with sound on them.
     [[nodiscard]] std::vector<std::int64_t> audible() const {
         std::vector<std::int64_t> numbers;
-        for (const auto& [lane, peak] : state_.peaks)
-            if (peak > audiblePeak)
-                numbers.push_back(static_cast<std::int64_t>(lane)); // lane 0 is the timecode's
+        for (std::size_t number = 1; number < lanes_.size(); ++number) // after the timecode's
+            if (lanes_[number]->peak() > audiblePeak)
+                numbers.push_back(static_cast<std::int64_t>(number));
         return numbers;
     }
 
   private:
-    void pump(std::size_t index) {
-        platform::nameThread("Ferrowick.lane" + std::to_string(index));
-        Lane& lane = lanes_[index];
-        double peak = 0;
-        bool refused = false;
-        try {
-            refused = !copySamples(lane, index, peak);
-        } catch (...) {
-            const std::lock_guard guard(state_.lock);
-            if (!state_.readError)
-                state_.readError = std::current_exception();
-            state_.readFailed = true;
-        }
-        lane.input.markAsFinished();
-        if (!lane.isTimecode && !refused) {
-            const std::lock_guard guard(state_.lock);
-            state_.peaks[index] = peak;
-        }
+    void add(media::TrackOutput output, media::WriterInput& input, std::optional<int> bits = {}) {
+        lanes_.push_back(std::make_unique<Lane>(shared_, lanes_.size(), std::move(output), input, bits));
     }
 
-    /// False when the writer refused samples.
-    bool copySamples(Lane& lane, std::size_t index, double& peak) {
-        constexpr std::size_t firstSoundLane = 1;
-        media::SampleBuffer buffer;
-        while (!isCancelled_() && !state_.readFailed && lane.output.copyNextSampleBuffer(buffer)) {
-            if (lane.isTimecode)
-                startTimecode_->add(buffer);
-            else if (lane.bits)
-                peak = std::max(peak, Pack::peak(buffer.data, *lane.bits));
-            if (index == firstSoundLane)
-                progress_(std::clamp(buffer.presentationTime.seconds() / seconds_, 0.0, 1.0));
-            if (!lane.input.append(buffer))
-                return false;
-        }
-        return true;
+    /// Lanes wait for the disk, too: more threads than processors keep its queue full.
+    static std::size_t mostThreads() {
+        return std::max<std::size_t>(16, std::size_t{2} * std::thread::hardware_concurrency());
     }
 
     const media::Asset& asset_;
+    media::LaneCrew crew_;
     media::AssetWriter writer_;
-    const CopyProgress& progress_;
-    const IsCancelled& isCancelled_;
-    double seconds_;
-    std::optional<StartTimecode> startTimecode_; ///< its lane's alone until all lanes have ended
-    std::vector<Lane> lanes_;
-    State state_;
+    Shared shared_;
+    std::vector<std::unique_ptr<Lane>> lanes_;
 };
 
 /// Lanes keep the cores busy by themselves; only a clip with fewer sound tracks than cores has some to spare.

@@ -181,14 +181,19 @@ void writeTextAtomically(const fs::path& path, std::string_view text) {
 
 void endNow(int exitCode) {
     std::promise<void> removed;
-    const std::thread remover([&removed] {
-        Leftovers& all = leftovers();
-        const std::lock_guard untilTheEnd(all.lock);
+    Leftovers& all = leftovers();
+    try {
+        std::thread([&all, &removed] {
+            const std::lock_guard untilTheEnd(all.lock);
+            all.removeAll();
+            removed.set_value();
+            std::promise<void>().get_future().wait(); // nobody makes anything new until the process is gone
+        }).detach();
+        (void)removed.get_future().wait_for(std::chrono::seconds(1));
+    } catch (const std::exception&) { // no thread to be had: without the bound in time
+        all.lock.lock();
         all.removeAll();
-        removed.set_value();
-        std::promise<void>().get_future().wait(); // nobody makes anything new until the process is gone
-    });
-    (void)removed.get_future().wait_for(std::chrono::seconds(1));
+    }
     (void)std::fflush(stderr);
     std::_Exit(exitCode);
 }
@@ -203,14 +208,19 @@ EndingSignals::EndingSignals() {
         return;
     const sigset_t set = setOf(signals_);
     (void)::pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    waiter_ = std::jthread([set](const std::stop_token& stop) {
-        nameThread("signals");
-        int signal = 0;
-        while (sigwait(&set, &signal) != 0) {
-        }
-        if (!stop.stop_requested())
-            endBySignal(signal);
-    });
+    try {
+        waiter_ = std::jthread([set](const std::stop_token& stop) {
+            nameThread("signals");
+            int signal = 0;
+            while (sigwait(&set, &signal) != 0) {
+            }
+            if (!stop.stop_requested())
+                endBySignal(signal);
+        });
+    } catch (const std::system_error& error) {
+        (void)::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+        throw std::runtime_error("The system grants no thread: " + reason(error.code()) + ".");
+    }
 }
 
 EndingSignals::~EndingSignals() {

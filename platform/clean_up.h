@@ -58,7 +58,8 @@ void writeTextAtomically(const std::filesystem::path& path, std::string_view tex
 /// Ends the program by SIGINT, SIGTERM and SIGHUP only after all temporary files and folders are gone, also
 /// while other threads hang in a read. To be made in main before any other thread is started: it blocks the
 /// signals there, later threads inherit that, and a thread of its own waits for them. Signals that the
-/// program's starter ignores (nohup, background jobs) stay ignored.
+/// program's starter ignores (nohup, background jobs) stay ignored. Throws std::runtime_error with a sentence
+/// when the system grants no thread.
 class EndingSignals {
   public:
     EndingSignals();

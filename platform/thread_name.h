@@ -2,11 +2,11 @@
 // Names for threads, as debuggers and process viewers show them.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 namespace platform {
 
 /// Names the calling thread; cut to what the system shows (15 bytes on Linux).
-void nameThread(const std::string& name) noexcept;
+void nameThread(std::string_view name) noexcept;
 
 } // namespace platform

@@ -2,9 +2,11 @@
 // Encodes pieces of one stream on several threads while the packets stay in the stream's order.
 #pragma once
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <future>
 #include <mutex>
@@ -15,16 +17,15 @@
 
 namespace media::audio {
 
-/// Runs jobs on a fixed number of threads and gives their results back in the order in which the jobs came,
-/// whichever ends first. Belongs to one thread, which bounds the memory by taking before it submits more.
+/// Runs jobs on some threads and gives their results back in the order in which the jobs came, whichever ends
+/// first. Belongs to one thread, which bounds the memory by taking before it submits more. That thread runs
+/// jobs itself when it would have to wait for one that nobody has begun, so nothing depends on how many
+/// threads the system grants.
 template <typename Result>
 class OrderedWorkers {
   public:
-    explicit OrderedWorkers(unsigned threads) {
-        threads_.reserve(threads);
-        for (unsigned i = 0; i < threads; ++i)
-            threads_.emplace_back([this](const std::stop_token& stop) { work(stop); });
-    }
+    /// `threads`: the most to be started, each when a job finds none idle.
+    explicit OrderedWorkers(unsigned threads) : most_(threads) { threads_.reserve(threads); }
     /// Waits for the jobs that run; those that wait are dropped.
     ~OrderedWorkers() {
         for (std::jthread& thread : threads_)
@@ -33,46 +34,78 @@ class OrderedWorkers {
     OrderedWorkers(const OrderedWorkers&) = delete;
     OrderedWorkers& operator=(const OrderedWorkers&) = delete;
 
-    [[nodiscard]] std::size_t threads() const noexcept { return threads_.size(); }
+    /// Jobs that may be worked at side by side.
+    [[nodiscard]] std::size_t threads() const noexcept { return std::max<std::size_t>(1, most_); }
     /// Jobs submitted whose results have not been taken.
     [[nodiscard]] std::size_t pending() const noexcept { return results_.size(); }
 
     void submit(std::function<Result()> job) {
         std::packaged_task<Result()> task(std::move(job));
         results_.push_back(task.get_future());
+        bool allBusy = false;
         {
             const std::lock_guard guard(lock_);
             tasks_.push_back(std::move(task));
+            allBusy = tasks_.size() > idle_;
         }
+        if (allBusy && threads_.size() < most_)
+            startThread();
         wake_.notify_one();
     }
 
     /// The result of the oldest job, waiting for it; throws what the job threw. Only while some are pending.
     [[nodiscard]] Result take() {
+        std::packaged_task<Result()> own;
+        {
+            const std::lock_guard guard(lock_);
+            if (tasks_.size() == results_.size()) // not even the oldest has been begun
+                own = popTask();
+        }
+        if (own.valid())
+            own();
         std::future<Result> result = std::move(results_.front());
         results_.pop_front();
         return result.get();
     }
 
   private:
-    void work(const std::stop_token& stop) {
-        platform::nameThread("Ferrowick.encode");
-        while (true) {
-            std::packaged_task<Result()> task;
-            {
-                std::unique_lock guard(lock_);
-                if (!wake_.wait(guard, stop, [this] { return !tasks_.empty(); }) || stop.stop_requested())
-                    return;
-                task = std::move(tasks_.front());
-                tasks_.pop_front();
-            }
-            task();
+    void startThread() noexcept {
+        try {
+            threads_.emplace_back([this](const std::stop_token& stop) { work(stop); });
+        } catch (const std::exception&) { // those that are there must do
+            most_ = threads_.size();
         }
     }
 
+    void work(const std::stop_token& stop) {
+        platform::nameThread("Ferrowick.encode");
+        std::unique_lock guard(lock_);
+        while (true) {
+            ++idle_;
+            const bool found = wake_.wait(guard, stop, [this] { return !tasks_.empty(); });
+            --idle_;
+            if (!found || stop.stop_requested())
+                return;
+            std::packaged_task<Result()> task = popTask();
+            guard.unlock();
+            task();
+            task = {}; // what it holds goes before the lock is taken
+            guard.lock();
+        }
+    }
+
+    /// The oldest job that has not been begun, with the lock held.
+    std::packaged_task<Result()> popTask() {
+        auto task = std::move(tasks_.front());
+        tasks_.pop_front();
+        return task;
+    }
+
+    std::size_t most_; // the submitting thread's own
     std::mutex lock_;
     std::condition_variable_any wake_;
     std::deque<std::packaged_task<Result()>> tasks_; // guarded by lock_
+    std::size_t idle_ = 0;                           // guarded by lock_
     std::deque<std::future<Result>> results_;        // the submitting thread's own
     std::vector<std::jthread> threads_;              // last: joined before what they use goes
 };

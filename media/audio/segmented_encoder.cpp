@@ -165,9 +165,13 @@ class ParallelEncoder final : public Encoder {
     }
 
     void finish(const PacketSink& sink) override {
-        submit(sink);
-        while (workers_.pending() > 0)
-            takeOne(sink);
+        if (segmentIndex_ == 0) { // short sound is not worth a thread
+            encoded_ = encodeSegment(*current_);
+        } else {
+            submit(sink);
+            while (workers_.pending() > 0)
+                takeOne(sink);
+        }
         encoded_.finish();
         encoded_.dropUntil(encoded_.endPacket(), sink);
     }
@@ -195,11 +199,13 @@ class ParallelEncoder final : public Encoder {
         while (workers_.pending() >= workers_.threads())
             takeOne(sink);
         segments_.push_back(current_);
-        workers_.submit([this, segment = current_] {
-            Part part(segment->firstBlock, blockBytes_, makeOne_());
-            part.encode(segment->pcm);
-            return part;
-        });
+        workers_.submit([this, segment = current_] { return encodeSegment(*segment); });
+    }
+
+    [[nodiscard]] Part encodeSegment(const Segment& segment) const {
+        Part part(segment.firstBlock, blockBytes_, makeOne_());
+        part.encode(segment.pcm);
+        return part;
     }
 
     /// Joins the oldest segment being encoded to what came before it, and gives out what lies before the next

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Lanes of random speeds that end early, fail or are stopped: the order holds and nobody waits for ever.
 #include <algorithm>
-#include <latch>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -64,6 +63,8 @@ std::vector<char> runLanes(ChunkSequencer& sequencer, const std::vector<LaneTime
                 chunk.start = lanes[lane][i];
                 chunk.end = lanes[lane][i + 1];
                 going = sequencer.push(lane, chunk);
+                while (!sequencer.hasRoom(lane))
+                    std::this_thread::yield();
             }
             sequencer.finish(lane);
             complete[lane] = going ? 1 : 0;
@@ -116,32 +117,29 @@ TEST(ChunkSequencer, EndsForAllWhenAWriteFailsOrSomeoneStops) {
     }
 }
 
-// A lane far ahead waits for the slowest, and only until that one has ended.
-TEST(ChunkSequencer, HoldsALaneThatRunsAhead) {
+// A lane far ahead has no room until the slowest has come nearer or ended.
+TEST(ChunkSequencer, TellsALaneThatRunsAhead) {
     std::vector<double> written;
-    ChunkSequencer sequencer([&](std::size_t, const Chunk& chunk) { written.push_back(chunk.start); });
+    int told = 0;
+    ChunkSequencer sequencer([&](std::size_t, const Chunk& chunk) { written.push_back(chunk.start); },
+                             [&] { ++told; });
     const std::size_t slow = sequencer.addLane();
     const std::size_t fast = sequencer.addLane();
-    std::atomic<int> pushed{0};
-    {
-        const std::jthread ahead([&] {
-            Chunk chunk;
-            for (int i = 0; i < 10; ++i) {
-                chunk.start = i;
-                chunk.end = i + 1;
-                EXPECT_TRUE(sequencer.push(fast, chunk));
-                ++pushed;
-            }
-            sequencer.finish(fast);
-        });
-        while (pushed == 0)
-            std::this_thread::yield();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // time enough to run away
-        EXPECT_EQ(pushed, 1);
-        sequencer.finish(slow);
-    }
-    EXPECT_EQ(pushed, 10);
-    EXPECT_EQ(written.size(), 10U);
+    const auto push = [&](std::size_t lane, double start) {
+        Chunk chunk{{}, 1, start, start + 1};
+        return sequencer.push(lane, chunk);
+    };
+    EXPECT_TRUE(push(fast, 0) && sequencer.hasRoom(fast));
+    EXPECT_TRUE(push(fast, 1) && push(fast, 2));
+    EXPECT_FALSE(sequencer.hasRoom(fast));
+    EXPECT_TRUE(sequencer.hasRoom(slow));
+    EXPECT_TRUE(written.empty());
+    EXPECT_TRUE(push(slow, 0) && push(slow, 1)); // the fast lane's third may come before the slow one's
+    EXPECT_EQ(written, (std::vector<double>{0, 0, 1, 1}));
+    EXPECT_TRUE(sequencer.hasRoom(fast));
+    sequencer.finish(slow);
+    EXPECT_EQ(written.size(), 5U);
+    EXPECT_EQ(told, 5);
 }
 
 } // namespace

@@ -2,11 +2,11 @@
 #include "tests/support/movie_lanes.h"
 
 #include <algorithm>
-#include <atomic>
 #include <random>
 #include <thread>
 
 #include "media/io/byte_writer.h"
+#include "media/lane_crew.h"
 
 namespace test {
 
@@ -79,24 +79,39 @@ std::vector<media::SampleBuffer> soundBuffers(const Bytes& pcm, std::size_t byte
     return buffers;
 }
 
+namespace {
+
+/// One lane being fed, at random speed.
+struct Feeding final : media::LaneWork {
+    Feeding(const FedLane& what, unsigned seed) : lane(what), random(seed) {}
+    [[nodiscard]] bool hasRoom() const noexcept override { return lane.input.hasRoom(); }
+    [[nodiscard]] double position() const noexcept override { return static_cast<double>(next); }
+    [[nodiscard]] bool step() noexcept override {
+        if (random() % 8 == 0)
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+        if (next < lane.buffers.size() && (taken = lane.input.append(lane.buffers[next++])))
+            return true;
+        lane.input.markAsFinished();
+        return false;
+    }
+
+    const FedLane& lane;
+    std::mt19937 random;
+    std::size_t next = 0;
+    bool taken = true;
+};
+
+} // namespace
+
 bool feed(const std::vector<FedLane>& lanes, unsigned seed) {
-    std::atomic<bool> taken{true};
-    std::vector<std::jthread> threads;
-    for (std::size_t i = 0; i < lanes.size(); ++i)
-        threads.emplace_back([&, i] {
-            std::mt19937 random(seed + static_cast<unsigned>(i));
-            for (const media::SampleBuffer& buffer : lanes[i].buffers) {
-                if (random() % 8 == 0)
-                    std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
-                if (!lanes[i].input.append(buffer)) {
-                    taken = false;
-                    break;
-                }
-            }
-            lanes[i].input.markAsFinished();
-        });
-    threads.clear();
-    return taken;
+    std::vector<Feeding> feeding;
+    for (const FedLane& lane : lanes)
+        feeding.emplace_back(lane, seed + static_cast<unsigned>(feeding.size()));
+    std::vector<media::LaneWork*> work;
+    for (Feeding& lane : feeding)
+        work.push_back(&lane);
+    media::LaneCrew().run(work, 1 + (lanes.size() + seed) % (lanes.size() + 1));
+    return std::ranges::all_of(feeding, [](const Feeding& lane) { return lane.taken; });
 }
 
 } // namespace test
