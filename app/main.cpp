@@ -2,6 +2,7 @@
 // The program: with `--pack` among its arguments it makes one pack and ends, else it opens the window.
 #include <algorithm>
 #include <cstdio>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -10,8 +11,9 @@
 #include "app/window_mode.h"
 #include "platform/process.h"
 
-int main(int argc, char** argv) {
-    platform::prepareProcess();
+namespace {
+
+int run(int argc, char** argv) {
     const std::vector<std::string> arguments(argv, argv + argc);
     const auto has = [&](const char* word) { return std::ranges::find(arguments, word) != arguments.end(); };
     if (has("--pack")) {
@@ -26,4 +28,16 @@ int main(int argc, char** argv) {
         return CLI::packed;
     }
     return openWindow(argc, argv);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    platform::prepareProcess();
+    try {
+        return run(argc, argv);
+    } catch (const std::bad_alloc&) { // nor is there any for a sentence
+        (void)std::puts("Failed: There isn't enough memory.");
+        return CLI::notPacked;
+    }
 }

@@ -58,8 +58,7 @@ std::string makeUnique(const std::string& name, std::set<std::string>& taken) {
 /// The walk through files and folders.
 class Walk {
   public:
-    Walk(std::set<std::string> taken, const std::function<Listing(const fs::path&)>& list)
-        : taken_(std::move(taken)), list_(list) {}
+    Walk(std::set<std::string> taken, const ListFolder& list) : taken_(std::move(taken)), list_(list) {}
 
     void take(const fs::path& path) {
         std::error_code error;
@@ -96,17 +95,14 @@ class Walk {
                          entries.empty() ? "this folder can't be listed"
                                          : "this folder can't be listed to its end",
                          error);
-        std::erase_if(entries, [](const fs::directory_entry& entry) {
-            return entry.path().filename().native().front() == '.';
-        });
-        std::ranges::sort(entries, {},
-                          [](const fs::directory_entry& entry) { return entry.path().native(); });
-        for (const fs::directory_entry& entry : entries)
-            takeEntry(entry, packFolder);
+        std::erase_if(entries,
+                      [](const platform::FolderEntry& entry) { return entry.name.starts_with('.'); });
+        std::ranges::sort(entries, {}, &platform::FolderEntry::name);
+        for (const platform::FolderEntry& entry : entries)
+            takeEntry(folder / entry.name, entry.type, packFolder);
     }
 
-    void takeEntry(const fs::directory_entry& entry, const std::string& packFolder) {
-        const fs::path& path = entry.path();
+    void takeEntry(const fs::path& path, fs::file_type type, const std::string& packFolder) {
         const bool clip = isClip(path);
         if (clip)
             found_.clips.push_back(
@@ -116,10 +112,12 @@ class Walk {
         };
         // The kind comes with the listing, usually: there is nothing to ask the disk.
         std::error_code error;
-        if (entry.is_symlink(error)) {
+        if (type == fs::file_type::unknown)
+            type = fs::symlink_status(path, error).type();
+        if (type == fs::file_type::symlink) {
             if (!clip)
                 noteLink(path, packPath());
-        } else if (!error && entry.is_directory(error)) {
+        } else if (type == fs::file_type::directory) {
             if (!hasExtension(path, packageExtensions))
                 walk(path, packPath());
         }
@@ -148,7 +146,7 @@ class Walk {
     }
 
     std::set<std::string> taken_;
-    const std::function<Listing(const fs::path&)>& list_;
+    const ListFolder& list_;
     Found found_;
 };
 
@@ -179,16 +177,7 @@ bool Found::clipsMayBeMissing() const {
     return std::ranges::find(places, Place::Kind::notListed, &Place::kind) != places.end();
 }
 
-Listing listFolder(const fs::path& folder) {
-    Listing listing;
-    for (fs::directory_iterator entry(folder, listing.error); entry != fs::directory_iterator();
-         entry.increment(listing.error))
-        listing.entries.push_back(*entry);
-    return listing;
-}
-
-Found clips(std::span<const fs::path> paths, std::set<std::string> taken,
-            const std::function<Listing(const fs::path&)>& list) {
+Found clips(std::span<const fs::path> paths, std::set<std::string> taken, const ListFolder& list) {
     Walk walk(std::move(taken), list);
     for (const fs::path& path : paths)
         walk.take(path);

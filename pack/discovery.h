@@ -6,11 +6,11 @@
 #include <set>
 #include <span>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "pack/clip_records.h"
+#include "platform/folder.h"
 
 namespace Pack {
 
@@ -52,17 +52,12 @@ struct Found {
     [[nodiscard]] bool clipsMayBeMissing() const;
 };
 
-/// A folder's entries in no order, without "." and "..".
-struct Listing {
-    std::vector<std::filesystem::directory_entry> entries;
-    std::error_code error; ///< why the listing ends before the folder does; `entries` holds what came before
-};
-[[nodiscard]] Listing listFolder(const std::filesystem::path& folder);
+using ListFolder = std::function<platform::FolderListing(const std::filesystem::path&)>;
 
 /// The clips among and below the given files and folders. Top-level names in `taken` are not given out again.
 /// Never fails: what can't be used is left out of the list, and `places` says why. `list` is what lists a
 /// folder.
 [[nodiscard]] Found clips(std::span<const std::filesystem::path> paths, std::set<std::string> taken,
-                          const std::function<Listing(const std::filesystem::path&)>& list = listFolder);
+                          const ListFolder& list = platform::listFolder);
 
 } // namespace Pack

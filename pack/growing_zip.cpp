@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "pack/growing_zip.h"
 
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
+#include "platform/folder.h"
 #include "platform/thread_name.h"
 
 namespace fs = std::filesystem;
@@ -17,10 +20,17 @@ constexpr std::size_t mostWaiting = 8;
 } // namespace
 
 GrowingZip::GrowingZip(fs::path workingFolder, const fs::path& zip, const fs::path& root)
-    : workingFolder_(std::move(workingFolder)), archive_(zip, root),
-      thread_([this](const std::stop_token& stop) { run(stop); }) {}
+    : workingFolder_(std::move(workingFolder)), archive_(zip, root) {
+    try {
+        thread_ = std::jthread([this](const std::stop_token& stop) { run(stop); });
+    } catch (const std::system_error&) {
+        return; // without one, then
+    }
+}
 
 void GrowingZip::append(std::string copy) {
+    if (!thread_.joinable())
+        return appendNow(copy, {});
     waitFor(mostWaiting);
     {
         const std::lock_guard guard(lock_);
@@ -48,16 +58,21 @@ void GrowingZip::waitFor(std::size_t most) {
         std::rethrow_exception(error_);
 }
 
+void GrowingZip::appendNow(const std::string& copy, const std::stop_token& stop) {
+    archive_.addFile(workingFolder_, copy, true, stop);
+    if (!platform::removeTree(workingFolder_ / copy))
+        throw std::system_error(errno, std::generic_category(), "remove");
+}
+
 void GrowingZip::run(const std::stop_token& stop) {
     platform::nameThread("zip");
     std::unique_lock guard(lock_);
     while (changed_.wait(guard, stop, [this] { return !waiting_.empty(); })) {
-        const std::string copy = waiting_.front();
+        const std::string copy = std::move(waiting_.front());
         guard.unlock();
         std::exception_ptr error;
         try {
-            archive_.addFile(workingFolder_, copy, true, stop);
-            fs::remove(workingFolder_ / copy);
+            appendNow(copy, stop);
         } catch (...) {
             error = std::current_exception();
         }

@@ -16,8 +16,8 @@
 namespace Pack {
 
 /// Appends copies from a working folder to the archive on a thread of its own and removes their files, so
-/// that a pack needs its size on the disk once. Throws what Archive does; what the thread met is thrown by
-/// the next call.
+/// that a pack needs its size on the disk once; on the caller's where the system grants none. Throws what
+/// Archive does; what the thread met is thrown by the next call.
 class GrowingZip {
   public:
     /// The zip at `zip`, with its entries below `root`.
@@ -33,6 +33,7 @@ class GrowingZip {
 
   private:
     void run(const std::stop_token& stop);
+    void appendNow(const std::string& copy, const std::stop_token& stop);
     /// Waits until no more than `most` copies wait; throws the thread's error.
     void waitFor(std::size_t most);
 

@@ -18,6 +18,7 @@
 #include "platform/background_file.h"
 #include "platform/clean_up.h"
 #include "platform/file.h"
+#include "platform/folder.h"
 #include "platform/text.h"
 
 namespace fs = std::filesystem;
@@ -100,27 +101,28 @@ class Archive::Writer {
         addFoldersOf(folder, name);
         const ReadOnlyFile file = ReadOnlyFile::open(folder / name);
         open(entryName(root_ / name), statusOf(folder / name), file.size(), isStored);
-        std::uint64_t position = 0;
-        do {
+        for (std::uint64_t position = 0; position < file.size(); position += buffer_.size()) {
             if (stop.stop_requested())
                 throw std::system_error(std::make_error_code(std::errc::operation_canceled));
             constexpr std::uint64_t most = 1 << 20;
             // As much as there is: small files are not slowed down by a large buffer.
-            buffer_.resize(
-                static_cast<std::size_t>(std::clamp<std::uint64_t>(file.size() - position, 1, most)));
-            buffer_.resize(file.readAt(position, buffer_));
-            position += buffer_.size();
+            buffer_.resize(static_cast<std::size_t>(std::min(file.size() - position, most)));
+            if (file.readAt(position, buffer_) < buffer_.size()) // shorter than it has been
+                throw std::system_error(EIO, std::generic_category(), "read");
             require(zipWriteInFileInZip(archive_, buffer_.data(), static_cast<unsigned>(buffer_.size())));
-        } while (!buffer_.empty() && position < file.size());
+        }
         require(zipCloseFileInZip(archive_));
     }
 
     void addFolder(const fs::path& folder, const fs::path& name,
                    const std::function<bool(const fs::path& file)>& isStored) {
         addFolderEntry(folder, name);
+        const FolderListing listing = listFolder(folder / name);
+        if (listing.error)
+            throw std::system_error(listing.error, "list");
         std::vector<fs::path> names;
-        for (const fs::directory_entry& entry : fs::directory_iterator(folder / name))
-            names.push_back(name / entry.path().filename());
+        for (const FolderEntry& entry : listing.entries)
+            names.push_back(name / entry.name);
         std::ranges::sort(names);
         for (const fs::path& entry : names) {
             if (fs::is_directory(fs::symlink_status(folder / entry)))

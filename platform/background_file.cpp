@@ -2,6 +2,7 @@
 #include "platform/background_file.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
 #include "platform/thread_name.h"
@@ -14,8 +15,13 @@ constexpr std::size_t pieceSize = 1 << 20;
 
 } // namespace
 
-BackgroundFile::BackgroundFile(WritableFile& file)
-    : file_(file), thread_([this](const std::stop_token& stop) { run(stop); }) {}
+BackgroundFile::BackgroundFile(WritableFile& file) : file_(file) {
+    try {
+        thread_ = std::jthread([this](const std::stop_token& stop) { run(stop); });
+    } catch (const std::system_error&) {
+        return; // without one, then
+    }
+}
 
 void BackgroundFile::write(std::span<const std::byte> bytes) {
     const std::uint64_t gatheredEnd = gatheredStart_ + gathered_.size();
@@ -45,16 +51,23 @@ void BackgroundFile::flush() {
     waitForPiece(guard);
     start_ = std::exchange(gatheredStart_, gatheredStart_ + gathered_.size());
     piece_.swap(gathered_);
+    gathered_.clear();
+    if (!thread_.joinable())
+        return writePiece();
     isPending_ = true;
     guard.unlock();
     changed_.notify_all();
-    gathered_.clear();
 }
 
 void BackgroundFile::waitForPiece(std::unique_lock<std::mutex>& guard) {
     changed_.wait(guard, [this] { return !isPending_; });
     if (error_)
         std::rethrow_exception(error_);
+}
+
+void BackgroundFile::writePiece() {
+    file_.writeAt(start_, piece_);
+    file_.startFlushing(start_, piece_.size());
 }
 
 void BackgroundFile::run(const std::stop_token& stop) {
@@ -64,8 +77,7 @@ void BackgroundFile::run(const std::stop_token& stop) {
         guard.unlock(); // nobody else touches the piece while it is pending
         std::exception_ptr error;
         try {
-            file_.writeAt(start_, piece_);
-            file_.startFlushing(start_, piece_.size());
+            writePiece();
         } catch (...) {
             error = std::current_exception();
         }

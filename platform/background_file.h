@@ -18,7 +18,7 @@ namespace platform {
 
 /// Writes to a file one after the other, going back only to complete what is there. Small writes are
 /// gathered; the disk works on one piece while the next is filled. An error is thrown by a call after the
-/// piece that met it.
+/// piece that met it. Where the system grants no thread, pieces are written at once.
 class BackgroundFile {
   public:
     explicit BackgroundFile(WritableFile& file);
@@ -35,6 +35,7 @@ class BackgroundFile {
     void flush();
     void waitForPiece(std::unique_lock<std::mutex>& guard);
     void run(const std::stop_token& stop);
+    void writePiece();
 
     std::uint64_t position_ = 0;
     std::uint64_t end_ = 0;

@@ -18,6 +18,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/file.h"
+#include "platform/folder.h"
 #include "platform/thread_name.h"
 
 namespace fs = std::filesystem;
@@ -50,9 +52,7 @@ struct Leftovers {
     /// hidden name nobody finds a folder to put something into it. Call it under the lock, and keep that.
     void removeAll() {
         for (const auto& [path, hidden] : paths) {
-            std::error_code error;
-            fs::rename(path, hidden, error);
-            fs::remove_all(error ? path : hidden, error);
+            (void)removeTree(::rename(path.c_str(), hidden.c_str()) == 0 ? hidden : path);
         }
         for (const auto& [folder, journal] : journals)
             if (const auto known = journal.lock())
@@ -64,6 +64,30 @@ Leftovers& leftovers() {
     static Leftovers everything;
     return everything;
 }
+
+/// What is about to be made, entered before it is there: when memory runs out it must not be there and
+/// unknown. Goes when the making fails. Under the lock.
+class Entry {
+  public:
+    Entry(Leftovers& all, const fs::path& path, const fs::path& hidden) : all_(all) {
+        const auto [place, isNew] = all.paths.emplace(path, hidden);
+        if (!isNew)
+            throw std::system_error(std::make_error_code(std::errc::file_exists));
+        place_ = place;
+    }
+    ~Entry() {
+        if (!kept_)
+            all_.paths.erase(place_);
+    }
+    Entry(const Entry&) = delete;
+    Entry& operator=(const Entry&) = delete;
+    void keep() noexcept { kept_ = true; }
+
+  private:
+    Leftovers& all_;
+    std::map<fs::path, fs::path>::iterator place_;
+    bool kept_ = false;
+};
 
 /// Moves a new folder to its name if nothing has that: std::errc::file_exists otherwise. False where the file
 /// system knows no such move.
@@ -114,6 +138,7 @@ TemporaryFolder::TemporaryFolder(fs::path path) : path_(std::move(path)) {
     const std::string name = hiddenName();
     const fs::path hidden = parent / name;
     journal_ = all.journal(parent);
+    Entry entry(all, path_, hidden);
     if (journal_ == nullptr) {
         makeFolder(path_);
     } else {
@@ -134,14 +159,13 @@ TemporaryFolder::TemporaryFolder(fs::path path) : path_(std::move(path)) {
             throw;
         }
     }
-    all.paths.emplace(path_, hidden);
+    entry.keep();
 }
 
 TemporaryFolder::~TemporaryFolder() {
     Leftovers& all = leftovers();
     const std::lock_guard guard(all.lock);
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
+    (void)removeTree(path_);
     all.paths.erase(path_);
     journal_.reset();
 }
@@ -158,16 +182,16 @@ TemporaryFile::TemporaryFile(const fs::path& folder)
           journal_ = all.journal(folder);
           if (journal_ != nullptr)
               journal_->noteFile(path_.filename().native());
+          Entry entry(all, path_, path_);
           WritableFile created = WritableFile::createNew(path_);
-          all.paths.emplace(path_, path_);
+          entry.keep();
           return created;
       }()) {}
 
 TemporaryFile::~TemporaryFile() {
     Leftovers& all = leftovers();
     const std::lock_guard guard(all.lock);
-    std::error_code ignored;
-    fs::remove(path_, ignored);
+    (void)removeTree(path_);
     all.paths.erase(path_);
     journal_.reset();
 }

@@ -17,6 +17,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/folder.h"
+
 namespace fs = std::filesystem;
 
 namespace platform {
@@ -267,7 +269,7 @@ Journal::~Journal() {
 
 void Journal::remove() noexcept {
     if (const int descriptor = std::exchange(descriptor_, -1); descriptor >= 0) {
-        (void)::unlink(path_.c_str());
+        (void)removeTree(path_);
         ::close(descriptor);
     }
 }
@@ -292,15 +294,11 @@ void removeLeftovers(const fs::path& folder) noexcept {
     try {
         const Descriptor descriptor(
             ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        std::error_code error;
-        std::vector<std::string> names;
-        for (fs::directory_iterator entry(folder.empty() ? "." : folder, error), end; !error && entry != end;
-             entry.increment(error))
-            if (std::string name = entry->path().filename().native(); isJournalName(name))
-                names.push_back(std::move(name));
-        if (descriptor)
-            for (const std::string& name : names)
-                removeLeftoversOf(descriptor.get(), name);
+        if (!descriptor)
+            return;
+        for (const FolderEntry& entry : listFolder(folder).entries)
+            if (isJournalName(entry.name))
+                removeLeftoversOf(descriptor.get(), entry.name);
     } catch (const std::exception&) {
         return; // what could not be looked at stays
     }
