@@ -2,15 +2,14 @@
 #include "app/command_line.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <vector>
 
+#include "app/pack_progress.h"
 #include "pack/assembly.h"
 #include "pack/discovery.h"
 #include "platform/clean_up.h"
-#include "platform/text.h"
 
 namespace fs = std::filesystem;
 
@@ -28,20 +27,16 @@ struct Inputs {
     std::vector<fs::path> paths;
 };
 
-/// Writes a whole line in one go, so that whoever reads along sees each clip as it ends. A reader that has
-/// gone away does not end the pack.
-void print(std::FILE* stream, std::string_view text) {
-    const std::string line = platform::oneLine(text) + "\n";
-    (void)std::fwrite(line.data(), 1, line.size(), stream);
-    (void)std::fflush(stream);
-}
-
 /// An argument as an absolute path without "." and "..": links before a ".." are followed, as the system
 /// would, those behind the last one keep their names. An empty argument stays empty.
 fs::path absolutePath(const std::string& argument) {
     if (argument.empty())
         return {};
-    fs::path path = fs::absolute(argument);
+    std::error_code error;
+    fs::path path = fs::absolute(argument, error);
+    if (error)
+        throw PackError::failed("The folder that this was started in is gone: " + argument +
+                                " needs its whole path.");
     fs::path upToLastParent;
     fs::path after;
     for (const fs::path& component : path) {
@@ -51,7 +46,6 @@ fs::path absolutePath(const std::string& argument) {
             after.clear();
         }
     }
-    std::error_code error;
     if (!upToLastParent.empty())
         if (const fs::path real = fs::weakly_canonical(upToLastParent, error); !error)
             path = real / after;
@@ -113,41 +107,46 @@ std::string typedName(const Inputs& inputs, const fs::path& place) {
     return place.native();
 }
 
-ExitCode run(const Inputs& inputs) {
+ExitCode run(const Inputs& inputs, Console& console) {
     const Pack::Found found = Pack::clips(inputs.paths, {});
     for (const Pack::Place& place : found.places)
-        print(stderr, typedName(inputs, place.path) + ": " + place.reason);
+        console.note(typedName(inputs, place.path) + ": " + place.reason);
     ExitCode code = found.clipsMayBeMissing() ? notPacked : packed;
+    PackProgress progress(console, found.clips);
     Pack::MakeCallbacks callbacks;
-    callbacks.finished = [&code](const PackClip& clip, const Outcome& outcome) {
+    callbacks.item = [&](const PackClip& clip, double fraction) { progress.step(clip, fraction); };
+    callbacks.saving = [&] { progress.saving(); };
+    callbacks.finished = [&](const PackClip& clip, const Outcome& outcome) {
+        progress.finish(clip);
         if (const auto* result = std::get_if<PackResult>(&outcome)) {
-            print(stdout, line(clip, *result));
+            console.print(line(clip, *result));
         } else {
             const auto& failure = std::get<PackFailure>(outcome);
-            print(stdout, clip.packPath + ": not packed: " + failure.description);
+            console.print(clip.packPath + ": not packed: " + failure.description);
             if (!failure.reason.empty())
-                print(stderr, clip.packPath + ": " + failure.reason);
+                console.note(clip.packPath + ": " + failure.reason);
             code = notPacked;
         }
     };
     Pack::make(found.clips, inputs.output, inputs.mode, callbacks);
-    print(stdout, "Saved " + inputs.output.native());
+    console.print("Saved " + inputs.output.native());
     return code;
 }
 
 } // namespace
 
-ExitCode pack(std::span<const std::string> arguments) {
+ExitCode pack(std::span<const std::string> arguments, Console& console) {
     try {
-        const platform::EndingSignals signals; // before there is any other thread
+        // Before there is any other thread.
+        const platform::EndingSignals signals([&console] { console.stopped(); });
         const std::optional<Inputs> inputs = parse(arguments);
         if (!inputs) {
-            print(stderr, usageLine);
+            console.note(usageLine);
             return usage;
         }
-        return run(*inputs);
+        return run(*inputs, console);
     } catch (const std::exception&) {
-        print(stdout, "Failed: " + Pack::currentErrorDescription());
+        console.print("Failed: " + Pack::currentErrorDescription());
         return notPacked;
     }
 }

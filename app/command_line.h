@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include "app/console.h"
+
 namespace CLI {
 
 /// What a run of the program ends with.
@@ -17,7 +19,8 @@ enum ExitCode : std::int32_t {
 
 /// Makes the pack that the program's arguments ask for (the program's own name among them) and returns the
 /// exit code. Prints one line a clip and a last one on standard output, as soon as each is known; the usage
-/// line on standard error.
-[[nodiscard]] ExitCode pack(std::span<const std::string> arguments);
+/// line, reasons and places that gave no clips on standard error. What can't be printed does not change the
+/// exit code: a pack that is saved is saved.
+[[nodiscard]] ExitCode pack(std::span<const std::string> arguments, Console& console);
 
 } // namespace CLI

@@ -24,7 +24,8 @@ OUT.zip   the pack to make; a file that is there is replaced once the new one is
           64 kbit/s per channel) or none (timecode only); stands before the paths
 
 Prints a line for every clip as soon as it is packed, then "Saved" and the zip's path.
-Standard error says why clips can't be read, and which paths and folders gave none.
+Standard error says why clips can't be read, and which paths and folders gave none;
+on a terminal it has a line that moves: the clip, the share done, the time left.
 
 Exit codes with --pack:
   0   the zip is saved and holds every clip

@@ -4,29 +4,37 @@
 #include <cstdio>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/command_line.h"
+#include "app/console.h"
 #include "app/help.h"
 #include "app/window_mode.h"
 #include "platform/process.h"
 
 namespace {
 
+/// Prints a text that is all that was asked for.
+int say(CLI::Console& console, std::string_view text) {
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        console.print(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return console.outputIsWhole() ? CLI::packed : CLI::notPacked;
+}
+
 int run(int argc, char** argv) {
     const std::vector<std::string> arguments(argv, argv + argc);
     const auto has = [&](const char* word) { return std::ranges::find(arguments, word) != arguments.end(); };
-    if (has("--pack")) {
-        return CLI::pack(arguments);
-    }
-    if (has("--help") || has("-h")) {
-        (void)std::puts(CLI::helpText);
-        return CLI::packed;
-    }
-    if (has("--version")) {
-        (void)std::puts(CLI::versionText);
-        return CLI::packed;
-    }
+    CLI::Console console;
+    if (has("--pack"))
+        return CLI::pack(arguments, console);
+    if (has("--help") || has("-h"))
+        return say(console, CLI::helpText);
+    if (has("--version"))
+        return say(console, CLI::versionText);
     return openWindow(argc, argv);
 }
 

@@ -45,10 +45,20 @@ auto orFail(std::string_view what, Step step) {
     }
 }
 
+/// Why nothing can be put beside the zip, and the way out.
+[[noreturn]] void failBeside(const fs::path& zip, const std::error_code& code) {
+    const std::string folder = platform::validUTF8(zip.parent_path().native());
+    throw PackError::failed(code == std::errc::no_such_file_or_directory
+                                ? "There is no folder " + folder +
+                                      " to save the zip in: make it, or save the zip somewhere else."
+                                : "The folder " + folder + " can't be written in: " + platform::reason(code) +
+                                      ". The zip needs another place.");
+}
+
 /// The working folder, made. Somebody else may take the chosen name in between.
 std::unique_ptr<platform::TemporaryFolder> makeWorkingFolder(const fs::path& zip) {
     platform::removeLeftovers(zip.parent_path());
-    return orFail("The working folder can't be made", [&] {
+    try {
         for (;;) {
             try {
                 return std::make_unique<platform::TemporaryFolder>(folder(zip));
@@ -57,7 +67,9 @@ std::unique_ptr<platform::TemporaryFolder> makeWorkingFolder(const fs::path& zip
                     throw;
             }
         }
-    });
+    } catch (const std::system_error& error) {
+        failBeside(zip, error.code());
+    }
 }
 
 /// What the zip's entries stand under: its own name, unless nothing but full stops would be left of that.

@@ -70,15 +70,24 @@ void append(std::string& text, const std::string& value) {
     text += '"';
 }
 
+/// A name that stays in its record: outside of quotes some readers (Python's csv module) end a line at a
+/// carriage return.
+std::string nameText(const std::string& name) {
+    std::string text;
+    for (const char character : name)
+        character == '\r' ? text += "\uFFFD" : text += character;
+    return text;
+}
+
 } // namespace
 
 std::string report(std::span<const std::pair<PackClip, Outcome>> outcomes, ScratchAudio audio) {
     std::string text(header);
     for (const auto& [clip, outcome] : outcomes) {
         Line line;
-        line.folder = clip.folder();
-        line.clip = clip.name();
-        line.originalFile = clip.source.filename().native();
+        line.folder = nameText(clip.folder());
+        line.clip = nameText(clip.name());
+        line.originalFile = nameText(clip.source.filename().native());
         line.originalMB = megabytes(clip.size);
         if (const auto* result = std::get_if<PackResult>(&outcome))
             describe(*result, audio, line);

@@ -104,13 +104,15 @@ void makeFolder(const fs::path& path) {
         throw std::system_error(errno, std::generic_category(), "mkdir");
 }
 
-[[noreturn]] void endBySignal(int signal) {
+[[noreturn]] void endBySignal(int signal, const std::function<void()>& lastWords) {
     // With the lock of standard output held, no thread prints what it makes of files that vanish under it.
     // One that hangs in printing has the lock and keeps it.
     (void)::ftrylockfile(stdout);
     Leftovers& all = leftovers();
     const std::lock_guard untilTheEnd(all.lock);
     all.removeAll();
+    if (lastWords)
+        lastWords();
 
     (void)std::signal(signal, SIG_DFL);
     sigset_t set;
@@ -222,7 +224,7 @@ void endNow(int exitCode) {
     std::_Exit(exitCode);
 }
 
-EndingSignals::EndingSignals() {
+EndingSignals::EndingSignals(std::function<void()> lastWords) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction action {};
         if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
@@ -233,13 +235,13 @@ EndingSignals::EndingSignals() {
     const sigset_t set = setOf(signals_);
     (void)::pthread_sigmask(SIG_BLOCK, &set, nullptr);
     try {
-        waiter_ = std::jthread([set](const std::stop_token& stop) {
+        waiter_ = std::jthread([set, lastWords = std::move(lastWords)](const std::stop_token& stop) {
             nameThread("signals");
             int signal = 0;
             while (sigwait(&set, &signal) != 0) {
             }
             if (!stop.stop_requested())
-                endBySignal(signal);
+                endBySignal(signal, lastWords);
         });
     } catch (const std::system_error& error) {
         (void)::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);

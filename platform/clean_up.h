@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <thread>
@@ -62,7 +63,8 @@ void writeTextAtomically(const std::filesystem::path& path, std::string_view tex
 /// when the system grants no thread.
 class EndingSignals {
   public:
-    EndingSignals();
+    /// `lastWords` is called when all is cleaned up, on the waiting thread, while others may hang anywhere.
+    explicit EndingSignals(std::function<void()> lastWords = {});
     ~EndingSignals();
     EndingSignals(const EndingSignals&) = delete;
     EndingSignals& operator=(const EndingSignals&) = delete;

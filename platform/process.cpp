@@ -14,7 +14,7 @@ void prepareProcess() {
     // The system gives out the lowest free descriptor, so each open fills the next gap up to standard error.
     int descriptor = 0;
     while (descriptor >= 0 && descriptor <= STDERR_FILENO)
-        descriptor = ::open("/dev/null", O_RDWR);
+        descriptor = ::open("/dev/null", O_RDONLY);
     if (descriptor > STDERR_FILENO)
         ::close(descriptor);
 }

@@ -6,7 +6,8 @@ namespace platform {
 
 /// Turns failed writes into errors instead of the end of the process (SIGPIPE: the reader of standard output
 /// has gone; SIGXFSZ: the limit of a file's size), and opens standard streams that the starter has closed on
-/// the null device, so that no file of ours is mistaken for one.
+/// the null device, so that no file of ours is mistaken for one. Those refuse to be written to, so that
+/// whoever prints can tell.
 void prepareProcess();
 
 } // namespace platform

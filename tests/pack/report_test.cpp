@@ -68,13 +68,14 @@ TEST(Report, QuotesOnlyWhatNeedsIt) {
     }
 }
 
-TEST(Report, JoinsNotesAndReplacesBytesThatAreNoText) {
+TEST(Report, JoinsNotesAndReplacesWhatIsNoText) {
     PackResult packed = result();
     packed.notes = {"timecode only", "a second note"};
     packed.audible.clear();
-    EXPECT_EQ(lineOf({"/c/R\xE9union.mov", "R\uFFFDunion", 0}, packed, ScratchAudio::compressed),
-              ",R\uFFFDunion,R\uFFFDunion.mov,01:00:00:00,01:00:12:13,25,313,12.500,Compressed,4,,"
-              "Sony FX9,0x060A,0.0,0.0,timecode only; a second note\n");
+    EXPECT_EQ(
+        lineOf({"/c/R\xE9u\rnion.mov", "R\uFFFDunion", 0}, packed, ScratchAudio::compressed),
+        ",R\uFFFDu\uFFFDnion,R\uFFFDu\uFFFDnion.mov,01:00:00:00,01:00:12:13,25,313,12.500,Compressed,4,,"
+        "Sony FX9,0x060A,0.0,0.0,timecode only; a second note\n");
 }
 
 } // namespace

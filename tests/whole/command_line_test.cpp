@@ -140,7 +140,8 @@ TEST(WholeCommandLine, FollowsPathsAsTheSystemWould) {
     EXPECT_EQ(fromNowhere((folder / "card/A001.mov").string()).exitCode, 0);
     result = fromNowhere("A001.mov");
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.out, "Failed: No such file or directory.\n");
+    EXPECT_EQ(result.out,
+              "Failed: The folder that this was started in is gone: A001.mov needs its whole path.\n");
 }
 
 TEST(WholeCommandLine, CarriesTheCamerasMetadataOver) {

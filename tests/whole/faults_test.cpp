@@ -219,6 +219,50 @@ TEST_F(WholeFaults, PlacesThatGiveNoClips) {
     EXPECT_THAT(test::lines(result.out), ElementsAre(StartsWith("CARD/A.mov "), StartsWith("Saved ")));
 }
 
+TEST_F(WholeFaults, ALineMovesOnATerminal) {
+    const auto clip = test::clip({.duration = 20, .sound = std::vector<test::SoundDescription>(4)});
+    for (int i = 0; i < 60; ++i)
+        fs::copy_file(clip, card_ / ("C" + std::to_string(i) + ".mov"));
+    fs::rename(card_ / "C0.mov", card_ / "A\n\x1b[2J\xe2\x80\xae.mov");
+    // Python is the terminal, 40 columns wide, and presses Ctrl-C when the line has moved three times.
+    const std::string script = "import fcntl, os, pty, struct, sys, termios\n"
+                               "pid, fd = pty.fork()\n"
+                               "if pid == 0:\n"
+                               "    fcntl.ioctl(2, termios.TIOCSWINSZ, struct.pack('HHHH', 24, 40, 0, 0))\n"
+                               "    os.environ['TERM'] = 'xterm'\n"
+                               "    os.execvp(sys.argv[1], sys.argv[1:])\n"
+                               "out = b''\n"
+                               "pressed = False\n"
+                               "while True:\n"
+                               "    try: piece = os.read(fd, 65536)\n"
+                               "    except OSError: break\n"
+                               "    if not piece: break\n"
+                               "    out += piece\n"
+                               "    if not pressed and out.count(b'Clip ') > 2:\n"
+                               "        pressed = True\n"
+                               "        os.write(fd, b'\\x03')\n"
+                               "os.waitpid(pid, 0)\n"
+                               "sys.stdout.buffer.write(out)\n";
+    std::vector<std::string> words{"python3", "-c", script};
+    for (const std::string& word : command())
+        words.push_back(word);
+    const std::string said = run(words).out;
+    EXPECT_THAT(said, EndsWith("\r\x1b[KStopped.\r\n"));
+    EXPECT_THAT(said, StartsWith("CARD/A\uFFFD\uFFFD[2J\uFFFD.mov 01:00:00:00"));
+    std::size_t moves = 0;
+    const std::string erase = "\r\x1b[K";
+    for (auto at = said.find(erase); at != said.npos; at = said.find(erase, at + 1)) {
+        const auto text = said.substr(at + erase.size());
+        if (!text.starts_with("Clip "))
+            continue;
+        ++moves;
+        // What is shown is narrower than the terminal and goes before a line comes.
+        EXPECT_LT(text.find('\r'), 40U);
+    }
+    EXPECT_GE(moves, 3U);
+    expectNothingChanged();
+}
+
 TEST_F(WholeFaults, SignalsLeaveNothingBehind) {
     const auto clip = test::clip({.duration = 20, .sound = std::vector<test::SoundDescription>(4)});
     for (int i = 0; i < 60; ++i) {
@@ -248,13 +292,20 @@ TEST_F(WholeFaults, SignalsLeaveNothingBehind) {
 
 TEST_F(WholeFaults, AReaderThatGoesAwayDoesNotEndThePack) {
     addClip("C1.mov");
-    for (const char* script : {"\"$@\" | true", "\"$@\" >&- 2>&- <&-"}) {
+    const std::string lost = "Standard output can't be written: ";
+    for (const auto& [script, complaint] :
+         {std::pair("exec > >(:); wait $!; exec \"$@\"", lost + "broken pipe. Lines are missing there.\n"),
+          std::pair("\"$@\" >&- 2>&- <&-", std::string()),
+          std::pair("\"$@\" >&-", lost + "it is closed. Lines are missing there.\n"),
+          std::pair("\"$@\" >/dev/full", lost + "no space left on device. Lines are missing there.\n")}) {
         folder_.write("Day 1.zip", earlier);
-        std::vector<std::string> words{"sh", "-c", script, "sh"};
+        std::vector<std::string> words{"bash", "-c", script, "bash"};
         for (const std::string& word : command()) {
             words.push_back(word);
         }
-        EXPECT_EQ(run(words).exitCode, 0);
+        const auto result = run(words);
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.err, complaint);
         EXPECT_THAT(test::OpenedPack(zip_).copies(), ElementsAre("CARD/C1"));
         EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
     }
