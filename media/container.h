@@ -37,6 +37,8 @@ struct Track {
     std::vector<Edit> edits;
     /// The media may end less than a video frame before the last edit does, which then ends with it.
     bool endsWithMedia = false;
+    /// Compressed sound: no packet states a duration. Packets of one time follow each other.
+    bool packetsAreTimeless = false;
     double nominalFrameRate = 0; ///< video: frames a second, snapped to n or n x 1000/1001; else 0
 
     /// The media time at which the first edit that shows any begins; zero without one.

@@ -21,8 +21,9 @@ struct SampleBuffer {
     Time presentationTime;
     /// Timecode: how long the sample holds, in track ticks.
     std::int64_t duration = 0;
-    /// Timecode: whole frames by which the track's first edit starts after this sample does. The clip's
-    /// timecode at time zero is the sample's number plus these.
+    /// Timecode: whole frames from this sample to the clip's time zero, negative where it begins later: what
+    /// the first edit trims less what an empty edit delays. The clip's timecode there is the sample's number
+    /// plus these.
     std::int64_t framesTrimmed = 0;
 };
 

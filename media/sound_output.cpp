@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "media/bounds.h"
+#include "media/sample_rate.h"
 #include "media/sound_stream.h"
 
 namespace media {

@@ -2,11 +2,12 @@
 #include "media/sound_stream.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstdlib>
 #include <utility>
 
 #include "media/audio/codec.h"
 #include "media/audio/pcm.h"
+#include "media/sample_rate.h"
 
 namespace media {
 
@@ -32,7 +33,7 @@ class PCMStream final : public SoundStream {
         if (!position(frame))
             return 0;
         if (frame < stored_.firstFrame) {
-            // A hole in the media, or its very end: silence up to what is there.
+            // A hole in the media: silence up to what is there.
             const std::int64_t count = std::min(limit, stored_.firstFrame - frame);
             pcm.assign(static_cast<std::size_t>(count) * bytesPerFrame(), std::byte{0});
             return count;
@@ -63,15 +64,18 @@ class PCMStream final : public SoundStream {
   private:
     /// Makes stored_ the run that holds `frame` or begins after it; false at the end of the media.
     bool position(std::int64_t frame) {
-        if (frame < stored_.firstFrame || frame - stored_.firstFrame > maximumSkip(stored_)) {
-            reader_->seek(
-                io::scaled(frame, track_.timescale, std::llround(format_.sampleRate), io::Rounding::down));
+        if (frame < silentFrom_ || frame - stored_.firstFrame > maximumSkip(stored_)) {
+            reader_->seek(ticksAt(frame, format_.sampleRate, track_.timescale, io::Rounding::down));
             stored_.frameCount = 0;
             stored_.firstFrame = 0;
+            silentFrom_ = frame;
         }
-        while (frame >= stored_.firstFrame + stored_.frameCount)
+        while (frame >= stored_.firstFrame + stored_.frameCount) {
             if (!reader_->next(stored_))
                 return false;
+            // Runs may overlap: what is asked for after the one before goes on in this one.
+            silentFrom_ = std::min(frame, stored_.firstFrame);
+        }
         return true;
     }
     /// How far ahead of a run it is cheaper to read on than to seek: the run itself and the next one.
@@ -82,60 +86,64 @@ class PCMStream final : public SoundStream {
     std::optional<int> bits_;
     AudioStreamDescription format_;
     StoredSamples stored_;
+    std::int64_t silentFrom_ = 0; ///< from there to stored_ the media holds nothing
 };
 
-/// Packets of a compressed format. The place of what comes out is counted in decoded frames; the packets'
-/// times are looked at only to find where a seek ended and where packets are missing.
+/// Packets of a compressed format. What they decode to is counted on from the first one's stated time, and
+/// put right where it would come to lie further than a tolerance from the time that a packet states.
 class PacketStream final : public SoundStream {
   public:
     PacketStream(const Track& track, std::unique_ptr<TrackReader> reader, int bits)
         : track_(track), reader_(std::move(reader)), bits_(bits),
-          decoder_(audio::makeDecoder(formatOf(track, 0), bits)) {
+          decoder_(audio::makeDecoder(formatOf(track, 0), bits)), rate_(decoder_->sampleRate()),
+          channels_(decoder_->channels()) {
         // The header's rate and channels may be placeholders; the first packet tells.
-        while (pending_.empty() && decodeMore()) {
+        while (!placed_ && advance()) {
         }
     }
 
     std::int64_t read(std::int64_t frame, std::int64_t limit, std::vector<std::byte>& pcm) override {
-        const auto farAhead =
-            static_cast<std::int64_t>(sampleRate()); // a second: decoding through beats seeking
-        if (frame < pendingFirst_ || frame > pendingEnd() + farAhead)
+        const auto farAhead = static_cast<std::int64_t>(rate_); // a second: decoding through beats seeking
+        if (frame < silentFrom_ || frame > pendingEnd() + farAhead)
             seek(frame);
-        while (frame >= pendingEnd()) {
-            drop(pendingEnd());
-            if (!decodeMore())
+        while (!placed_ || frame >= certainEnd_) {
+            drop(std::min(frame, certainEnd_));
+            if (!advance())
                 return 0;
         }
         drop(frame);
-        if (frame < pendingFirst_) { // a seek landed behind its target: the media starts later than it says
+        if (frame < pendingFirst_) { // nothing is there
             const std::int64_t count = std::min(limit, pendingFirst_ - frame);
             pcm.assign(static_cast<std::size_t>(count) * bytesPerFrame(), std::byte{0});
             return count;
         }
-        const std::int64_t count = std::min(limit, pendingEnd() - frame);
+        const std::int64_t count = std::min(limit, certainEnd_ - frame);
         const auto begin = pending_.begin() + static_cast<std::ptrdiff_t>(consumed_);
         pcm.assign(begin, begin + count * static_cast<std::ptrdiff_t>(bytesPerFrame()));
         drop(frame + count);
         return count;
     }
 
-    [[nodiscard]] double sampleRate() const override { return decoder_->sampleRate(); }
-    [[nodiscard]] std::uint32_t channels() const override { return decoder_->channels(); }
+    [[nodiscard]] double sampleRate() const override { return rate_; }
+    [[nodiscard]] std::uint32_t channels() const override { return channels_; }
     [[nodiscard]] std::size_t bytesPerFrame() const override {
-        return std::size_t{channels()} * static_cast<std::size_t>(bits_) / 8;
+        return std::size_t{channels_} * static_cast<std::size_t>(bits_) / 8;
     }
 
   private:
     /// Decoders need earlier packets to be right: AAC one, Opus 80 ms, MP3 its bit reservoir.
     static constexpr double prerollSeconds = 0.3;
-    /// Packets further apart than this are a hole that is filled with silence, so that what follows stays in
-    /// sync.
-    static constexpr double holeSeconds = 0.1;
+    /// Stated times jitter with the clocks that made them and the time scale that holds them. What is decoded
+    /// may lie this far from them.
+    static constexpr double toleranceSeconds = 0.005;
 
     [[nodiscard]] std::int64_t pendingEnd() const {
         const std::size_t frame = bytesPerFrame();
         return frame == 0 ? pendingFirst_
                           : pendingFirst_ + static_cast<std::int64_t>((pending_.size() - consumed_) / frame);
+    }
+    [[nodiscard]] std::int64_t tolerance() const {
+        return static_cast<std::int64_t>(toleranceSeconds * rate_);
     }
 
     /// Forgets pending frames before `frame`.
@@ -144,7 +152,7 @@ class PacketStream final : public SoundStream {
         if (count <= 0)
             return;
         consumed_ += static_cast<std::size_t>(count) * bytesPerFrame();
-        pendingFirst_ += count;
+        silentFrom_ = pendingFirst_ += count;
         if (consumed_ == pending_.size()) {
             pending_.clear();
             consumed_ = 0;
@@ -152,72 +160,117 @@ class PacketStream final : public SoundStream {
     }
 
     void seek(std::int64_t frame) {
-        const auto preroll = static_cast<std::int64_t>(prerollSeconds * sampleRate());
+        const auto preroll = static_cast<std::int64_t>(prerollSeconds * rate_);
         const std::int64_t target = std::max<std::int64_t>(0, frame - preroll);
-        reader_->seek(io::scaled(target, track_.timescale, std::llround(sampleRate())));
+        reader_->seek(ticksAt(target, rate_, track_.timescale, io::Rounding::down));
         decoder_->reset();
         pending_.clear();
         consumed_ = 0;
         stored_.samples.clear();
         index_ = 0;
-        afterSeek_ = true;
+        lastTime_.reset();
+        placed_ = false;
+        silentFrom_ = frame;
         ended_ = false;
     }
 
-    /// Decodes the next packet, or the decoder's rest; false at the end of the media.
-    bool decodeMore() {
+    /// Makes more pending frames certain: what is left of a packet or of the decoder's delay, or else the
+    /// next packet's. False at the end of the media. A packet is certain up to the end that its duration
+    /// states; what it holds beyond gives way to a packet that follows there.
+    bool advance() {
         if (ended_)
             return false;
-        if (index_ == stored_.samples.size()) {
-            if (!reader_->next(stored_)) {
-                ended_ = true;
-                const std::size_t before = pending_.size();
-                decoder_->finish(pending_);
-                return pending_.size() > before;
-            }
-            index_ = 0;
-            offset_ = 0;
-            mediaTime_ = stored_.mediaTime;
-            if (stored_.formatIndex != formatIndex_)
-                changeFormat();
+        const std::int64_t certain = certainEnd_;
+        ended_ = !fetch();
+        if (ended_)
+            decoder_->finish(pending_);
+        if (placed_ && pendingEnd() > certain) {
+            const std::int64_t next = ended_ ? pendingEnd() : place().value_or(pendingEnd());
+            certainEnd_ = std::clamp(next, certain, pendingEnd());
+            pending_.resize(pending_.size() -
+                            static_cast<std::size_t>(pendingEnd() - certainEnd_) * bytesPerFrame());
+            if (certainEnd_ > certain)
+                return true;
         }
-        const StoredSamples::Sample sample = stored_.samples[index_++];
-        const std::int64_t place = framesAt({mediaTime_, track_.timescale}, sampleRate());
-        if (afterSeek_) {
-            pendingFirst_ = place;
-            afterSeek_ = false;
-        } else if (static_cast<double>(place - pendingEnd()) > holeSeconds * sampleRate()) {
-            pending_.resize(pending_.size() +
-                            static_cast<std::size_t>(place - pendingEnd()) * bytesPerFrame());
-        }
-        decoder_->decode(std::span<const std::byte>(stored_.data).subspan(offset_, sample.size), pending_);
-        offset_ += sample.size;
-        mediaTime_ += sample.duration;
+        if (ended_)
+            return false;
+        decodeNext();
         return true;
     }
 
-    void changeFormat() {
-        auto next = audio::makeDecoder(formatOf(track_, stored_.formatIndex), bits_);
-        if (next->channels() != decoder_->channels() || next->sampleRate() != decoder_->sampleRate())
+    /// Decodes the next packet; no frames are pending.
+    void decodeNext() {
+        const StoredSamples::Sample sample = stored_.samples[index_++];
+        decoder_->decode(std::span<const std::byte>(stored_.data).subspan(offset_, sample.size), pending_);
+        offset_ += sample.size;
+        if (!pending_.empty()) {
+            takeFormat();
+            const std::optional<std::int64_t> stated = place();
+            if (stated && (!placed_ || std::abs(*stated - pendingFirst_) > tolerance()))
+                pendingFirst_ = *stated;
+            placed_ = true;
+        }
+        lastTime_ = mediaTime_;
+        mediaTime_ += sample.duration;
+        certainEnd_ = pendingEnd();
+        if (const std::optional<std::int64_t> end = place(); end && certainEnd_ - *end > tolerance())
+            certainEnd_ = std::max(*end, pendingFirst_);
+    }
+
+    /// The next packet's stated time in frames; none where no packet states how long it lasts.
+    [[nodiscard]] std::optional<std::int64_t> place() const {
+        if (track_.packetsAreTimeless && mediaTime_ == lastTime_)
+            return std::nullopt;
+        return framesAt({mediaTime_, track_.timescale}, rate_);
+    }
+
+    /// Makes stored_.samples[index_] the next packet; false when there is none.
+    bool fetch() {
+        while (index_ == stored_.samples.size()) {
+            if (!reader_->next(stored_))
+                return false;
+            index_ = 0;
+            offset_ = 0;
+            mediaTime_ = stored_.mediaTime;
+            if (stored_.formatIndex != formatIndex_) {
+                decoder_->finish(pending_);
+                decoder_ = audio::makeDecoder(formatOf(track_, stored_.formatIndex), bits_);
+                formatIndex_ = stored_.formatIndex;
+            }
+        }
+        return true;
+    }
+
+    /// Rate and channels as decoded: the first packet's hold.
+    void takeFormat() {
+        if (!formatKnown_) {
+            rate_ = decoder_->sampleRate();
+            channels_ = decoder_->channels();
+            formatKnown_ = true;
+        } else if (decoder_->sampleRate() != rate_ || decoder_->channels() != channels_) {
             throw Error(Error::Category::unsupported, "The sound changes its format in the middle.");
-        decoder_->finish(pending_);
-        decoder_ = std::move(next);
-        formatIndex_ = stored_.formatIndex;
+        }
     }
 
     const Track& track_;
     std::unique_ptr<TrackReader> reader_;
     int bits_;
     std::unique_ptr<audio::Decoder> decoder_;
+    double rate_;
+    std::uint32_t channels_;
+    bool formatKnown_ = false; ///< by a decoded packet
     StoredSamples stored_;
-    std::size_t index_ = 0;       ///< next packet of stored_
-    std::size_t offset_ = 0;      ///< its bytes
-    std::int64_t mediaTime_ = 0;  ///< its time
-    std::size_t formatIndex_ = 0; ///< the one that decoder_ was made for
+    std::size_t index_ = 0;                ///< next packet of stored_
+    std::size_t offset_ = 0;               ///< its bytes
+    std::int64_t mediaTime_ = 0;           ///< its time
+    std::optional<std::int64_t> lastTime_; ///< of the packet before
+    std::size_t formatIndex_ = 0;          ///< the one that decoder_ was made for
     std::vector<std::byte> pending_;
     std::size_t consumed_ = 0;      ///< bytes of pending_ already given out
     std::int64_t pendingFirst_ = 0; ///< frame at pending_[consumed_]
-    bool afterSeek_ = false;
+    std::int64_t certainEnd_ = 0;   ///< pending frames before it stay whatever follows
+    std::int64_t silentFrom_ = 0;   ///< from there to pendingFirst_ the media holds nothing
+    bool placed_ = false;           ///< pendingFirst_ is known, as since a seek a packet was decoded
     bool ended_ = false;
 };
 
@@ -231,13 +284,6 @@ std::unique_ptr<SoundStream> makeSoundStream(const Track& track, std::unique_ptr
     if (!decodeBits)
         throw Error(Error::Category::unsupported, "Compressed sound can't be passed through.");
     return std::make_unique<PacketStream>(track, std::move(reader), *decodeBits);
-}
-
-std::int64_t framesAt(const Time& time, double sampleRate) {
-    const double whole = std::floor(sampleRate);
-    if (whole == sampleRate)
-        return time.ticks(static_cast<std::int64_t>(whole));
-    return std::llround(static_cast<double>(time.value) * sampleRate / static_cast<double>(time.timescale));
 }
 
 } // namespace media

@@ -34,7 +34,4 @@ class SoundStream {
 [[nodiscard]] std::unique_ptr<SoundStream>
 makeSoundStream(const Track& track, std::unique_ptr<TrackReader> reader, std::optional<int> decodeBits);
 
-/// A media time of the track in frames at `sampleRate`.
-[[nodiscard]] std::int64_t framesAt(const Time& time, double sampleRate);
-
 } // namespace media

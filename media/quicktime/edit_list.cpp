@@ -2,7 +2,9 @@
 #include "media/quicktime/edit_list.h"
 
 #include <algorithm>
-#include <cmath>
+
+#include "media/quicktime/sound_configuration.h"
+#include "media/sample_rate.h"
 
 namespace media::quicktime {
 
@@ -85,9 +87,8 @@ std::optional<std::vector<EditEntry>>
 implicitPriming(const TrackHeader& track, const FormatDescription& format, std::int64_t movieTimescale) {
     constexpr std::int64_t encoderDelay = 2112; // frames, of Apple's AAC encoders
     if (!format.audio || format.audio->formatID != audioFormat::aac || track.samples.hasRollGroups ||
-        track.samples.firstDuration <= 0 || track.timescale == 0 || !(format.audio->sampleRate >= 1))
+        track.timescale == 0 || !(format.audio->sampleRate >= 1))
         return std::nullopt;
-    const std::int64_t timescale = track.timescale;
     std::uint64_t stated = 0;
     if (track.edits && !track.edits->empty()) {
         if (track.edits->size() != 1 || track.edits->front().mediaTime != 0 || track.edits->front().dwell)
@@ -98,13 +99,13 @@ implicitPriming(const TrackHeader& track, const FormatDescription& format, std::
     }
     if (stated == 0)
         return std::nullopt;
-    const std::int64_t held =
-        io::checkedMultiply<std::int64_t>(track.samples.sampleCount, track.samples.firstDuration);
-    const std::int64_t delay = io::scaled(encoderDelay, timescale, std::llround(format.audio->sampleRate));
-    const std::int64_t length = io::scaled(static_cast<std::int64_t>(stated), timescale, movieTimescale);
-    if (held - length < delay)
+    const double rate = format.audio->sampleRate;
+    const std::int64_t decoded = io::checkedMultiply<std::int64_t>(
+        track.samples.sampleCount, readAudioSpecificConfig(format.decoderConfiguration).framesPerPacket);
+    const std::int64_t shown = framesAt({io::checked<std::int64_t>(stated), movieTimescale}, rate);
+    if (decoded - shown < encoderDelay)
         return std::nullopt;
-    return std::vector{EditEntry{stated, delay, false}};
+    return std::vector{EditEntry{stated, ticksAt(encoderDelay, rate, track.timescale), false}};
 }
 
 } // namespace media::quicktime

@@ -25,9 +25,9 @@ struct MediaExtent {
 /// (corrupt) when the times are out of range.
 [[nodiscard]] std::vector<Edit> mapEdits(std::span<const EditEntry> entries, const MediaExtent& media);
 
-/// The edit list that stands for AAC whose encoder delay nothing states: packets of `packetTicks` that hold
-/// at least 2,112 samples more than the track's stated length begin with that delay. None when that is not
-/// so.
+/// The edit list that stands for AAC whose encoder delay nothing states: packets that decode to at least
+/// 2,112 frames more than the track's stated length begin with that delay. None when that is not so. For
+/// tracks without fragments.
 [[nodiscard]] std::optional<std::vector<EditEntry>>
 implicitPriming(const TrackHeader& track, const FormatDescription& format, std::int64_t movieTimescale);
 

@@ -80,8 +80,9 @@ class Indexer {
         TrackFragments& track = tracks_[static_cast<std::size_t>(header - movie_.tracks.begin())];
         const auto stated = io::checked<std::int64_t>(
             platform::Wide{fragment.decodeTime.value_or(static_cast<std::uint64_t>(track.end))});
-        // Times that overlap by rounding push the samples on; a fragment that was there already is left out.
-        const std::int64_t time = std::max(stated, track.end);
+        // Fragments may overlap; one that was there already is left out, and none begins before another ends
+        // to begin.
+        const std::int64_t time = std::max(stated, track.places.empty() ? 0 : track.places.back().time);
         const Content content = measure(
             FragmentSamples(window, std::move(fragment), track.defaults, base, time, file_.size()), time);
         const std::int64_t length = content.end - time;

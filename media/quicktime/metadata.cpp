@@ -44,11 +44,15 @@ void appendUTF8(std::string& text, char32_t c) {
 
 std::string fromUTF16(std::span<const std::byte> bytes) {
     std::string text;
-    io::ByteReader reader(bytes);
-    while (reader.remaining() >= 2) {
+    for (io::ByteReader reader(bytes); reader.remaining() >= 2;) {
         char32_t c = reader.u16();
-        if (c >= 0xD800 && c < 0xDC00 && reader.remaining() >= 2)
-            c = 0x10000 + ((c - 0xD800) << 10) + (reader.u16() & 0x3FFU);
+        if (c >= 0xD800 && c < 0xDC00 && reader.remaining() >= 2) {
+            io::ByteReader ahead = reader;
+            if (const char32_t low = ahead.u16(); low >= 0xDC00 && low < 0xE000) {
+                c = 0x10000 + ((c - 0xD800) << 10) + (low & 0x3FFU);
+                reader = ahead;
+            }
+        }
         appendUTF8(text, c);
     }
     return platform::validUTF8(text); // half a pair becomes a replacement character

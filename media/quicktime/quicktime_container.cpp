@@ -138,6 +138,7 @@ void QuickTimeContainer::addFragments(const MovieHeader& movie) {
         track.fragments = std::move(fragments[i]);
         if (tracks_[i].mediaType == MediaType::video)
             tracks_[i].nominalFrameRate = nominalFrameRate(track.durations, tracks_[i].timescale);
+        tracks_[i].packetsAreTimeless = track.durations.ticks() <= 0;
         if (track.durations.samples() == 0 || track.mediaEnd > 0)
             continue;
         if (tracks_[i].mediaType == MediaType::timecode)
@@ -160,7 +161,7 @@ void QuickTimeContainer::placeOnTimeline(const TrackHeader& header, const MovieH
     if (movieTrack.mediaEnd > movieTrack.tableEnd && movieTrack.tableEnd > 0)
         extent.endBeforeFragments = io::checkedAdd(movieTrack.tableEnd, movieTrack.presentationStart);
     std::vector<EditEntry> entries = header.edits.value_or(std::vector<EditEntry>{});
-    if (!track.formatDescriptions.empty())
+    if (!track.formatDescriptions.empty() && !movie.fragmented && movieTrack.fragments.places.empty())
         if (auto primed = implicitPriming(header, track.formatDescriptions.front(), extent.movieTimescale))
             entries = std::move(*primed);
     if (entries.empty())

@@ -156,21 +156,28 @@ SoundConfiguration readAudioSpecificConfig(std::span<const std::byte> config) {
     const std::uint32_t type = objectType(reader);
     result.sampleRate = samplingFrequency(reader);
     result.channels = channelsOfConfiguration(reader.bits(4));
+    const double coreRate = result.sampleRate;
+    constexpr std::uint32_t lowComplexity = 2;
+    std::uint32_t coreType = type;
     if (type == spectralBandReplication || type == parametricStereo) {
         result.sampleRate = samplingFrequency(reader);
+        coreType = objectType(reader);
         if (type == parametricStereo && result.channels == 1)
             result.channels = 2;
-        return result;
     }
-    // Backward compatible signalling follows the core's own fields, which are three bits where it is AAC-LC.
-    constexpr std::uint32_t lowComplexity = 2;
+    // GASpecificConfig, of AAC-LC: three bits, the first of which tells packets of 960 from those of 1024.
+    if (coreType == lowComplexity && reader.bits(1) == 1)
+        result.framesPerPacket = 960;
+    // Backward compatible signalling follows the core's own fields.
     constexpr std::uint32_t syncExtension = 0x2B7;
     if (type == lowComplexity && result.channels != 0) {
-        reader.bits(3);
+        reader.bits(2);
         if (reader.left() >= 16 && reader.bits(11) == syncExtension &&
             objectType(reader) == spectralBandReplication && reader.bits(1) == 1)
             result.sampleRate = samplingFrequency(reader);
     }
+    if (coreRate > 0 && result.sampleRate == 2 * coreRate)
+        result.framesPerPacket *= 2;
     return result;
 }
 

@@ -17,7 +17,8 @@ struct SoundConfiguration {
     FourCC formatID = 0;
     double sampleRate = 0;
     std::uint32_t channels = 0;
-    std::vector<std::byte> bytes; ///< as in FormatDescription::decoderConfiguration
+    std::uint32_t framesPerPacket = 1024; ///< AAC: at `sampleRate`
+    std::vector<std::byte> bytes;         ///< as in FormatDescription::decoderConfiguration
 };
 
 /// Payload of `esds` (ISO/IEC 14496-1, 7.2.6): the object type's format and its AudioSpecificConfig.

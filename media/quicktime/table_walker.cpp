@@ -72,6 +72,15 @@ void TableWalker::seek(std::int64_t time) {
     goToSample(sample_);
 }
 
+void TableWalker::seekSample(std::uint64_t sample) {
+    rewind();
+    while (sample_ < std::min<std::uint64_t>(sample, table_.sampleCount)) {
+        settleDuration();
+        pass(std::min(durationLeft_, std::min<std::uint64_t>(sample, table_.sampleCount) - sample_));
+    }
+    goToSample(sample_);
+}
+
 void TableWalker::rewind() {
     sample_ = 0;
     timeEntry_ = 0;

@@ -23,6 +23,8 @@ class TableWalker {
     /// Continues with the sample that holds `time` (track ticks), or at the end. Costs entries of the tables,
     /// not samples.
     void seek(std::int64_t time);
+    /// Continues with a sample by its number from 0 on, or at the end.
+    void seekSample(std::uint64_t sample);
     /// Continues with the first sample.
     void rewind();
 

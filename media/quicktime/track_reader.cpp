@@ -2,12 +2,13 @@
 #include "media/quicktime/track_reader.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <utility>
 
 #include "media/io/checked.h"
 #include "media/quicktime/table_walker.h"
+#include "media/sample_rate.h"
 
 namespace media::quicktime {
 
@@ -58,7 +59,7 @@ class Reader final : public TrackReader {
             size += run_.offset - begin;
             time = run_.time;
             const std::uint64_t end = run_.offset;
-            if (!pull() || run_.time != time || run_.formatIndex != samples.formatIndex ||
+            if (clamped_ || !pull() || run_.time != time || run_.formatIndex != samples.formatIndex ||
                 (run_.offset != end && track_.mediaType == MediaType::timecode))
                 break;
             begin = run_.offset;
@@ -76,9 +77,18 @@ class Reader final : public TrackReader {
         run_.count = 0;
         stored_ = 0;
         nextFrame_.reset();
-        if (movieTrack_.timeless) {
+        if (movieTrack_.timeless || track_.packetsAreTimeless) {
             tables_.rewind();
             fragments_.rewind();
+        } else if (const auto bytesPerSample = countedSampleBytes()) {
+            const AudioStreamDescription& pcm = *linearPCM(0);
+            const auto frame = static_cast<std::uint64_t>(
+                std::max<std::int64_t>(framesAt({mediaTime, track_.timescale}, pcm.sampleRate), 0));
+            const std::uint64_t sample =
+                io::checkedMultiply<std::uint64_t>(frame, pcm.bytesPerFrame) / *bytesPerSample;
+            tables_.seekSample(sample);
+            nextFrame_ =
+                io::checked<std::int64_t>(platform::Wide{sample} * *bytesPerSample / pcm.bytesPerFrame);
         } else {
             tables_.seek(mediaTime);
             fragments_.seek(mediaTime);
@@ -112,6 +122,7 @@ class Reader final : public TrackReader {
     /// Moves samples from the front of run_ to `samples`, of which `done` bytes are taken already. False when
     /// none fit any more.
     bool take(std::uint64_t done, bool pcm, StoredSamples& samples) {
+        clamped_ = false;
         const std::uint64_t fit = done < limit_ ? (limit_ - done) / run_.size : 0;
         std::uint64_t count = std::min<std::uint64_t>(run_.count, done == 0 && fit == 0 ? 1 : fit);
         if (!pcm) {
@@ -123,8 +134,9 @@ class Reader final : public TrackReader {
                 left -= frames;
                 const std::int64_t duration =
                     movieTrack_.timeless ? movieTrack_.mediaEnd - run_.time : run_.duration;
-                samples.samples.push_back({static_cast<std::uint32_t>(run_.size * frames),
-                                           ticks(duration * static_cast<std::int64_t>(frames))});
+                const std::int64_t stated = duration * static_cast<std::int64_t>(frames);
+                samples.samples.push_back({static_cast<std::uint32_t>(run_.size * frames), ticks(stated)});
+                clamped_ = clamped_ || ticks(stated) != stated;
             }
         }
         run_.count -= count;
@@ -198,14 +210,27 @@ class Reader final : public TrackReader {
     }
 
     /// The number of run_'s first frame. It is counted on from what was read before, not taken from the
-    /// stated time: writers stretch single samples' durations. Only between fragments time can be missing.
+    /// stated time: writers stretch single samples' durations. Only a fragment says where it begins.
     [[nodiscard]] std::int64_t frameAt(const AudioStreamDescription& pcm) const {
-        const std::int64_t rate = std::llround(pcm.sampleRate);
-        if (!nextFrame_)
-            return io::scaled(run_.time, rate, track_.timescale);
-        const std::int64_t hole = io::scaled(run_.time - nextTime_, rate, track_.timescale);
-        const std::int64_t rounding = rate / track_.timescale + 2;
-        return run_.inFragment && hole > rounding ? io::checkedAdd(*nextFrame_, hole) : *nextFrame_;
+        constexpr double tolerance = 0.005; // seconds, of jitter
+        if (nextFrame_ && (!run_.inFragment || run_.time == nextTime_))
+            return *nextFrame_;
+        const std::int64_t stated = framesAt({run_.time, track_.timescale}, pcm.sampleRate);
+        const bool jitters =
+            nextFrame_ && static_cast<double>(std::abs(stated - *nextFrame_)) <= tolerance * pcm.sampleRate;
+        return jitters ? *nextFrame_ : stated;
+    }
+
+    /// Linear PCM in tables alone: the bytes of a sample where all are as large, so that a place is found by
+    /// counting.
+    [[nodiscard]] std::optional<std::uint64_t> countedSampleBytes() const {
+        if (track_.formatDescriptions.size() != 1 || linearPCM(0) == nullptr ||
+            movieTrack_.samples.sampleCount == 0 || !movieTrack_.fragments.places.empty())
+            return std::nullopt;
+        const PacketLayout& packets = movieTrack_.layouts.front();
+        const std::uint64_t bytes =
+            packets.fixed() ? packets.bytes / packets.frames : movieTrack_.samples.constantSize;
+        return bytes != 0 ? std::optional(bytes) : std::nullopt;
     }
 
     std::shared_ptr<const io::ByteSource> file_;
@@ -214,6 +239,7 @@ class Reader final : public TrackReader {
     TableWalker tables_;
     FragmentWalker fragments_;
     std::uint64_t limit_;
+    bool clamped_ = false;     ///< a sample taken last states a duration that its record can't hold
     SampleRun run_;            ///< what is left of the last run found
     std::uint64_t stored_ = 0; ///< bytes of all runs found since the start or the last seek
     std::optional<SharedChunks::Member> shared_;

@@ -165,36 +165,54 @@ TEST(TimecodeOutput, KeepsSamplesAndTellsWhatTheEditCutsOff) {
     }
 }
 
-TEST(TimecodeOutput, TakesTheTickBeforeAFrameForTheFrame) {
+TEST(TimecodeOutput, CountsFromTheSampleToTimeZero) {
     Track track;
     track.mediaType = media::MediaType::timecode;
     track.formatDescriptions.resize(1);
-    StoredSamples run;
-    run.data.resize(4);
-    run.samples = {{4, 1'000'000}};
     struct Case {
         std::int64_t timescale;
         media::TimecodeDescription timecode;
-        std::int64_t mediaTime;
+        std::int64_t mediaTime; ///< first tick shown
         std::int64_t framesTrimmed;
+        Time late{0, 1};             ///< empty edit before
+        std::int64_t sampleTime = 0; ///< ticks
     };
     const media::TimecodeDescription ntsc{30, 1, 30'000, 1'001};
     for (const Case& test : {
              Case{600, ntsc, 200, 10}, // frame 10 begins at 200.2
-             Case{600, ntsc, 199, 9}, Case{600, ntsc, 201, 10}, Case{2'997, ntsc, 999, 10}, // at 999.999
-             Case{600, {24, 0, 24'000, 1'001}, 250, 10},                                    // at 250.25
-             Case{25, {25, 0, 25, 1}, 10, 10},                                    // every frame on a tick
-             Case{600, {25, 0, 25, 1}, 239, 9}, Case{25, {50, 0, 50, 1}, 10, 20}, // two frames a tick
+             Case{600, ntsc, 199, 9},
+             Case{600, ntsc, 201, 10},
+             Case{2'997, ntsc, 999, 10},                 // at 999.999
+             Case{600, {24, 0, 24'000, 1'001}, 250, 10}, // at 250.25
+             Case{25, {25, 0, 25, 1}, 10, 10},           // every frame on a tick
+             Case{600, {25, 0, 25, 1}, 239, 9},
+             Case{25, {50, 0, 50, 1}, 10, 20}, // two frames a tick
+             Case{25, {25, 0, 25, 1}, 0, -50, {2, 1}},
+             Case{25, {25, 0, 25, 1}, 10, -40, {2, 1}},
+             Case{600, ntsc, 0, -10, {200, 600}},
+             Case{600, ntsc, 0, -10, {201, 600}},                        // rounded movie ticks
+             Case{60'000, {30, 0, 60'000, 1'001}, 0, -30, {1001, 1000}}, // two frames share a number
+             Case{25, {25, 0, 25, 1}, 0, -5, {0, 1}, 5},
+             Case{25, {25, 0, 25, 1}, 2, -28, {1, 1}, 5},
          }) {
+        StoredSamples run;
+        run.data.resize(8);
+        run.mediaTime = test.sampleTime;
+        run.samples = {{4, 1'000'000}, {4, 1}};
         track.timescale = test.timescale;
         track.formatDescriptions.front().timecode = test.timecode;
-        track.edits = {{{0, 1}, {1, 1}, test.mediaTime}};
+        track.edits.clear();
+        if (test.late.value > 0)
+            track.edits.push_back({{0, 1}, test.late, emptyEdit});
+        track.edits.push_back({test.late, {1, 1}, test.mediaTime});
         const media::Asset asset(media::io::memorySource({}),
                                  std::make_shared<FakeContainer>(track, std::vector{run}));
         media::TrackOutput output(asset, asset.tracks(media::MediaType::timecode).front());
         media::SampleBuffer sample;
         ASSERT_TRUE(output.copyNextSampleBuffer(sample));
         EXPECT_EQ(sample.framesTrimmed, test.framesTrimmed) << test.mediaTime << "/" << test.timescale;
+        ASSERT_TRUE(output.copyNextSampleBuffer(sample));
+        EXPECT_EQ(sample.framesTrimmed, 0);
     }
 }
 

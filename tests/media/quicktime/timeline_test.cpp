@@ -108,6 +108,7 @@ TEST(Timeline, AACWithoutPrimingBeginsWithTheEncodersDelay) {
         bool rollGroups;
         std::int64_t mediaTime;
         Time length;
+        std::uint32_t firstDuration = 1024;
     };
     // 4 s and a bit at 44.1 kHz, as a phone writes them.
     const std::vector<Case> cases{
@@ -117,6 +118,8 @@ TEST(Timeline, AACWithoutPrimingBeginsWithTheEncodersDelay) {
         {"roll groups", 175, {{2401, 0}}, 2401, true, 0, {2401, 600}},
         {"an explicit offset", 175, {{2401, 1024}}, 2401, false, 1024, {2401, 600}},
         {"nothing stated", 175, {}, 0, false, 0, {175 * 1024, 44'100}},
+        // Counted by its duration, 13 packets would hold 7,150 samples more than the 13,862 that are stated.
+        {"a stretched first packet", 13, {}, 189, false, 0, {13'862, 44'100}, 1574},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -128,7 +131,7 @@ TEST(Timeline, AACWithoutPrimingBeginsWithTheEncodersDelay) {
         track.duration = c.trackDuration;
         track.constantSize = 1;
         track.sampleCount = c.packets;
-        track.durations = {{c.packets, 1024}};
+        track.durations = {{1, c.firstDuration}, {c.packets - 1, 1024}};
         track.edits = c.edits;
         if (c.rollGroups)
             track.moreSampleTables = [](ByteWriter& w) {
@@ -218,6 +221,40 @@ TEST(Metadata, DatesAreISO8601) {
     for (const char* text : {"", "2019", "2019-13-01", "2019-02-30", "yesterday", "2019-07-14T25:00:00Z",
                              "2019-07-14T12:00:00 pm", "2019-07-14T12:00:00+"})
         EXPECT_EQ(unixTime(parseDate(text)), -1) << text;
+}
+
+void metadataOfType(ByteWriter& w, std::string_view key, std::string_view value, std::uint32_t type) {
+    w.box(fourCC("meta"), [&] {
+        w.fullBox(fourCC("hdlr"), 0, 0, [&] { w.zeros(22); });
+        w.fullBox(fourCC("keys"), 0, 0, [&] {
+            w.u32(2);
+            w.box(fourCC("zzzz"), [&] { w.text("foreign"); });
+            w.box(fourCC("mdta"), [&] { w.text(key); });
+        });
+        w.box(fourCC("ilst"), [&] {
+            w.box(2, [&] {
+                w.box(fourCC("data"), [&] {
+                    w.u32(type);
+                    w.u32(0);
+                    w.text(value);
+                });
+            });
+        });
+    });
+}
+
+TEST(Metadata, HalfOfAPairSwallowsNothing) {
+    using namespace std::string_view_literals;
+    test::Movie movie = test::rampMovie();
+    movie.moreMovieBoxes = [](ByteWriter& w) {
+        metadataOfType(w, "key", "\xD8\x3D\xDE\x00\xD8\x3D\0A\xDE\x00\0B\xD8\x3D"sv, 2);
+    };
+    const auto items = openContainer(media::io::memorySource(build(movie)))->metadata();
+    ASSERT_EQ(items.size(), 1U);
+    const std::string text = items[0].stringValue.value_or("");
+    EXPECT_TRUE(text.starts_with("\U0001F600\uFFFD")) << text;
+    EXPECT_NE(text.find("\uFFFDA\uFFFD"), std::string::npos) << text;
+    EXPECT_NE(text.find("\uFFFDB\uFFFD"), std::string::npos) << text;
 }
 
 TEST(Metadata, RecordingDateHasItsOrder) {
