@@ -208,6 +208,7 @@ class PackModel : public QObject {
     std::optional<SavedPack> saved_;
     std::optional<QString> failure_;
     std::shared_ptr<Flag> cancelled_ = std::make_shared<Flag>();
+    ScratchAudio packedAudio_ = ScratchAudio::lossless; ///< of the export that runs
     bool running_ = false; ///< the export's thread; it may hang in a read long after it was stopped
     std::optional<std::filesystem::path> waiting_;
     std::optional<SavedPack> savedLate_; ///< by a stopped export, when the next one waited already

@@ -70,11 +70,13 @@ void PackModel::start(const std::filesystem::path& zip) {
         if (row->progress_ || row->result_) {
             row->progress_.reset();
             row->result_.reset();
+            row->asAsked_ = false;
             Q_EMIT rowChanged(row);
         }
     }
     exporting_.emplace(std::move(clips));
     cancelled_ = pack.cancelled;
+    packedAudio_ = pack.audio;
     running_ = true;
     stopping_.stop();
     notice_.clear();
@@ -128,6 +130,9 @@ void PackModel::finished(const std::filesystem::path& id, const Outcome& outcome
     if (const auto row = rowsByID_.find(id); row != rowsByID_.end()) {
         row->second->progress_.reset();
         row->second->result_ = outcome;
+        const auto* packed = std::get_if<PackResult>(&outcome);
+        row->second->asAsked_ =
+            packedAudio_ == ScratchAudio::none && packed != nullptr && packed->notes.size() == 1;
         Q_EMIT rowChanged(row->second);
     }
     if (!packing_)

@@ -36,6 +36,10 @@ class Row {
 
     /// The clip can't be packed, was not packed, or was packed with remarks.
     [[nodiscard]] bool problem() const;
+    /// Its only remark is that it has no sound, which is what was asked for.
+    [[nodiscard]] bool isAsAsked() const noexcept { return asAsked_; }
+    /// A problem that somebody should look at.
+    [[nodiscard]] bool needsLook() const { return problem() && !asAsked_; }
     /// Whether an export takes it: its header has a timecode.
     [[nodiscard]] bool isPackable() const { return header_ && header_->timecode; }
 
@@ -60,6 +64,7 @@ class Row {
     QString headerReason_;
     std::optional<double> progress_;
     std::optional<Outcome> result_;
+    bool asAsked_ = false;
 };
 
 /// A key by whose bytes texts sort as in a file browser; no two different texts have the same one.

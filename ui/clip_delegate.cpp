@@ -38,8 +38,8 @@ void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelInd
         break;
     case ClipColumn::status: {
         const bool selected = (option->state & QStyle::State_Selected) != 0;
-        switch (static_cast<ClipTableModel::Status>(index.data(ClipTableModel::statusRole).toInt())) {
-        case ClipTableModel::Status::warning: {
+        switch (static_cast<StatusLook>(index.data(ClipTableModel::statusRole).toInt())) {
+        case StatusLook::warning: {
             const QColor colour =
                 selected ? option->palette.color(QPalette::HighlightedText) : Icons::orange(option->palette);
             option->features |= QStyleOptionViewItem::HasDecoration;
@@ -47,13 +47,13 @@ void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelInd
             option->palette.setColor(QPalette::Text, colour);
             break;
         }
-        case ClipTableModel::Status::secondary:
+        case StatusLook::secondary:
             option->palette.setColor(QPalette::Text, Icons::secondary(option->palette));
             break;
-        case ClipTableModel::Status::progress:
+        case StatusLook::progress:
             option->text.clear();
             break;
-        case ClipTableModel::Status::plain:
+        case StatusLook::plain:
             break;
         }
         break;
@@ -74,7 +74,7 @@ void ClipDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     styleOf(option)->drawPrimitive(QStyle::PE_PanelItemViewItem, &whole, painter, option.widget);
     QStyledItemDelegate::paint(painter, option, index);
     const QVariant kind = index.data(ClipTableModel::statusRole);
-    if (!kind.isValid() || kind.toInt() != static_cast<int>(ClipTableModel::Status::progress))
+    if (!kind.isValid() || kind.toInt() != static_cast<int>(StatusLook::progress))
         return;
     const QStyle* style = styleOf(option);
     const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, option.widget) + 1;

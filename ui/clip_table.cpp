@@ -3,10 +3,12 @@
 
 #include <QAccessible>
 #include <QAction>
+#include <QActionGroup>
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QMenu>
+#include <QPainter>
 #include <QStyle>
 #include <algorithm>
 #include <utility>
@@ -38,11 +40,13 @@ class PaddedHeader : public QHeaderView {
 ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
     : QTreeView(parent), model_(model), settings_(settings), lines_(*new ClipTableModel(model, this)),
       remove_(new QAction(Icons::remove(), tr("Remove"), this)),
-      reveal_(new QAction(Icons::reveal(), tr("Show in Finder"), this)) {
+      reveal_(new QAction(Icons::reveal(), tr("Show in Finder"), this)),
+      nextProblem_(new QAction(tr("Next Problem"), this)),
+      previousProblem_(new QAction(tr("Previous Problem"), this)),
+      onlyProblems_(new QAction(tr("Only Problems"), this)) {
     setObjectName(QStringLiteral("clipTable"));
     setAccessibleName(tr("Clips"));
     setHeader(new PaddedHeader(Qt::Horizontal, this));
-    header()->setSectionsClickable(false); // the order is the file browser's, there is nothing to sort
     setModel(&lines_);
     setItemDelegate(new ClipDelegate(this));
     setUniformRowHeights(true);
@@ -60,12 +64,21 @@ ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
     remove_->setShortcuts({QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)});
     remove_->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     addActions({remove_, reveal_});
-    connect(remove_, &QAction::triggered, this, [this] { model_.remove(model_.selection()); });
+    connect(remove_, &QAction::triggered, this, [this] { model_.remove(meantClips()); });
     connect(reveal_, &QAction::triggered, this, [this] {
         const PathSet& ids = model_.selection();
         Q_EMIT revealed({ids.begin(), ids.end()});
     });
     connect(&model, &PackModel::packingChanged, this, &ClipTable::updateActions);
+    nextProblem_->setShortcut(Qt::Key_F8);
+    previousProblem_->setShortcut(Qt::SHIFT | Qt::Key_F8);
+    connect(nextProblem_, &QAction::triggered, this, [this] { goToProblem(true); });
+    connect(previousProblem_, &QAction::triggered, this, [this] { goToProblem(false); });
+    connect(&lines_, &ClipTableModel::problemsChanged, this, &ClipTable::updateActions);
+    onlyProblems_->setShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_P);
+    onlyProblems_->setCheckable(true);
+    connect(onlyProblems_, &QAction::toggled, &lines_, &ClipTableModel::setOnlyProblems);
+    connect(&lines_, &ClipTableModel::onlyProblemsChanged, onlyProblems_, &QAction::setChecked);
 
     setUpColumns();
     const auto collapse = [this](const QModelIndex& index, bool collapsed) {
@@ -80,6 +93,7 @@ ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
             [collapse](const QModelIndex& index) { collapse(index, false); });
     connect(&lines_, &QAbstractItemModel::rowsAboutToBeRemoved, this, [this] { following_ = true; });
     connect(&lines_, &QAbstractItemModel::rowsAboutToBeInserted, this, [this] { following_ = true; });
+    connect(&lines_, &QAbstractItemModel::layoutAboutToBeChanged, this, [this] { following_ = true; });
     connect(&lines_, &ClipTableModel::synchronized, this, &ClipTable::followModel);
     const auto followOthers = [this] {
         if (!following_)
@@ -108,6 +122,10 @@ void ClipTable::setUpColumns() {
     for (int column = 0; column < clipColumnCount; ++column)
         header()->resizeSection(column, widths_[static_cast<std::size_t>(column)].ideal);
     restoreColumns();
+    // Each launch begins in the file browser's order, to which the third click on a header leads back.
+    header()->setSortIndicatorClearable(true);
+    header()->setSortIndicator(-1, Qt::AscendingOrder);
+    setSortingEnabled(true);
     updateStretch();
 
     keeping_.setSingleShot(true);
@@ -197,6 +215,27 @@ void ClipTable::addColumnSwitches(QMenu& menu) {
     }
 }
 
+void ClipTable::addOrders(QMenu& menu) {
+    auto* const group = new QActionGroup(&menu);
+    const auto add = [&](const QString& text, int column) {
+        QAction* const order = menu.addAction(text);
+        order->setCheckable(true);
+        order->setActionGroup(group);
+        order->setChecked(header()->sortIndicatorSection() == column);
+        // As with clicks: the same one again turns the order round.
+        connect(order, &QAction::triggered, this, [this, column] {
+            const bool again = header()->sortIndicatorSection() == column;
+            const bool wasAscending = header()->sortIndicatorOrder() == Qt::AscendingOrder;
+            header()->setSortIndicator(column,
+                                       again && wasAscending ? Qt::DescendingOrder : Qt::AscendingOrder);
+        });
+    };
+    add(tr("Folder Order"), -1);
+    menu.addSeparator();
+    for (int column = 0; column < clipColumnCount; ++column)
+        add(title(static_cast<ClipColumn>(column)), column);
+}
+
 /// Expansion and selection as the model says, also of lines that have just come.
 void ClipTable::followModel() {
     following_ = true;
@@ -219,7 +258,27 @@ void ClipTable::followModel() {
         selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
     }
     following_ = false;
+    // What is not shown must not be removed by a key.
+    if (lines_.onlyProblems())
+        model_.setSelection(selectedIDs());
     updateActions();
+}
+
+/// The clips that the selection stands for. The tree's folders stand for all of their clips, but never for
+/// some that are not shown.
+PathSet ClipTable::meantClips() const {
+    return lines_.onlyProblems() ? lines_.shownClips(model_.selection()) : model_.selection();
+}
+
+void ClipTable::goToProblem(bool forward) {
+    const QModelIndex problem = lines_.problem(currentIndex(), forward);
+    if (!problem.isValid())
+        return;
+    for (QModelIndex folder = problem.parent(); folder.isValid(); folder = folder.parent())
+        expand(folder);
+    setCurrentIndex(problem);
+    scrollTo(problem);
+    setFocus();
 }
 
 /// The base class looks at the place of each cell, also of thousands that are far away.
@@ -236,6 +295,11 @@ void ClipTable::dataChanged(const QModelIndex& topLeft, const QModelIndex& botto
 void ClipTable::paintEvent(QPaintEvent* event) {
     changesSincePaint_ = 0;
     QTreeView::paintEvent(event);
+    if (lines_.rowCount() > 0)
+        return;
+    QPainter painter(viewport());
+    painter.setPen(Icons::secondary(palette()));
+    painter.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextWordWrap, tr("No clips with problems."));
 }
 
 /// One range a folder. The base class joins ranges, which costs the square of their number.
@@ -277,6 +341,8 @@ void ClipTable::updateActions() {
     const bool any = !selectionModel()->selection().isEmpty();
     remove_->setEnabled(any && !model_.packing());
     reveal_->setEnabled(any);
+    nextProblem_->setEnabled(lines_.problems() > 0);
+    previousProblem_->setEnabled(lines_.problems() > 0);
 }
 
 void ClipTable::contextMenuEvent(QContextMenuEvent* event) {

@@ -26,9 +26,15 @@ class ClipTable : public QTreeView {
     [[nodiscard]] QAction* removeAction() const { return remove_; }
     /// Shows the selected lines' files in the file manager.
     [[nodiscard]] QAction* revealAction() const { return reveal_; }
+    /// Go to the next and the previous clip with a problem, round the list.
+    [[nodiscard]] QList<QAction*> problemActions() const { return {nextProblem_, previousProblem_}; }
+    /// Shows the clips with problems only.
+    [[nodiscard]] QAction* onlyProblemsAction() const { return onlyProblems_; }
     void selectAll() override;
     /// Fills a menu with one switch for each column that can be hidden.
     void addColumnSwitches(QMenu& menu);
+    /// Fills a menu with the orders that clicks on the header give.
+    void addOrders(QMenu& menu);
 
   Q_SIGNALS:
     void revealed(const std::vector<std::filesystem::path>& paths);
@@ -51,6 +57,8 @@ class ClipTable : public QTreeView {
     void updateStretch();
     void followModel();
     void updateActions();
+    void goToProblem(bool forward);
+    [[nodiscard]] PathSet meantClips() const;
     [[nodiscard]] PathSet selectedIDs() const;
 
     PackModel& model_;
@@ -59,6 +67,9 @@ class ClipTable : public QTreeView {
     std::array<ColumnWidth, clipColumnCount> widths_;
     QAction* remove_;
     QAction* reveal_;
+    QAction* nextProblem_;
+    QAction* previousProblem_;
+    QAction* onlyProblems_;
     QTimer keeping_;
     int changesSincePaint_ = 0;
     bool following_ = false; ///< what changes comes from the model

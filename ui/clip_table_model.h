@@ -9,7 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "model/pack_model.h"
+#include "ui/clip_cells.h"
+#include "ui/clip_order.h"
 
 /// Lines come, go and change in place: views keep their scroll position, expansion and selection. Changes of
 /// rows are told together, once a frame.
@@ -17,10 +18,8 @@ class ClipTableModel : public QAbstractItemModel {
     Q_OBJECT
 
   public:
-    /// Beside the usual roles, for the Status column.
+    /// Beside the usual roles, for the Status column: a StatusLook, and a fraction.
     enum Role { statusRole = Qt::UserRole, progressRole };
-    /// How a Status cell looks; its text is the display role's.
-    enum class Status { plain, secondary, warning, progress };
 
     explicit ClipTableModel(PackModel& model, QObject* parent = nullptr);
     ~ClipTableModel() override;
@@ -29,6 +28,18 @@ class ClipTableModel : public QAbstractItemModel {
     [[nodiscard]] const std::filesystem::path& id(const QModelIndex& index) const;
     [[nodiscard]] QModelIndexList indexes(const PathSet& ids) const;
     [[nodiscard]] bool isFolder(const QModelIndex& index) const;
+    /// The clips that are shown and have one of these ids, or lie below a folder that has.
+    [[nodiscard]] PathSet shownClips(const PathSet& ids) const;
+
+    /// Shows only clips to be looked at; clips that are added end that, so that they are seen.
+    void setOnlyProblems(bool only);
+    [[nodiscard]] bool onlyProblems() const { return order_.onlyProblems; }
+    /// Clips to be looked at, and the line of the next one from a line on.
+    [[nodiscard]] int problems() const;
+    [[nodiscard]] QModelIndex problem(const QModelIndex& from, bool forward) const;
+    /// The order of a column inside of the folders; that of the file browser for -1. What changes while clips
+    /// are packed finds its place when the export ends.
+    void sort(int column, Qt::SortOrder direction) override;
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     QModelIndex parent(const QModelIndex& index) const override;
@@ -40,6 +51,8 @@ class ClipTableModel : public QAbstractItemModel {
   Q_SIGNALS:
     /// The lines have followed the model's.
     void synchronized();
+    void onlyProblemsChanged(bool only);
+    void problemsChanged();
 
   private:
     struct Item;
@@ -47,24 +60,30 @@ class ClipTableModel : public QAbstractItemModel {
     [[nodiscard]] Item& item(const QModelIndex& index) const;
     [[nodiscard]] QModelIndex indexOf(const Item& item, int column = 0) const;
     void synchronize();
+    void follow(const std::vector<Node>& nodes);
+    static bool isInOrder(const Item& parent, const std::vector<Node>& nodes);
+    static void reorder(Item& parent, const std::vector<Node>& nodes);
+    void orderSoon();
     void synchronizeLevel(Item& parent, const std::vector<Node>& nodes);
     void insert(Item& parent, std::size_t at, std::span<const Node> nodes);
     void remove(Item& parent, std::size_t first, std::size_t count);
     std::unique_ptr<Item> makeItem(Item& parent, const Node& node);
     void forget(const Item& item);
-    int recount(Item& item);
+    void recount(Item& item);
 
     void rowChanged(const std::shared_ptr<Row>& row);
     void changed(Item& item);
     void tellChanges();
 
-    [[nodiscard]] QString display(const Item& item, int column) const;
-    [[nodiscard]] std::pair<Status, QString> status(const Item& item) const;
-    [[nodiscard]] QString statusToolTip(const Item& item) const;
+    [[nodiscard]] QString display(const Item& item, ClipColumn column) const;
+    [[nodiscard]] StatusCell status(const Item& item) const;
 
     PackModel& model_;
     std::unique_ptr<Item> root_;
     std::unordered_map<const Row*, Item*> items_;
     std::vector<Item*> changed_;
     QTimer telling_;
+    ClipOrder order_;
+    QTimer ordering_;
+    std::size_t rowCount_ = 0;
 };

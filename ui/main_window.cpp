@@ -130,8 +130,16 @@ void MainWindow::makeMenus() {
     all->setEnabled(false);
     edit->addSeparator();
     edit->addActions({table_->revealAction(), table_->removeAction()});
+    edit->addSeparator();
+    edit->addActions(table_->problemActions());
 
     QMenu* const view = menuBar()->addMenu(tr("&View"));
+    view->addAction(table_->onlyProblemsAction());
+    QMenu* const orders = view->addMenu(tr("Sort By"));
+    connect(orders, &QMenu::aboutToShow, this, [this, orders] {
+        orders->clear();
+        table_->addOrders(*orders);
+    });
     QMenu* const columns = view->addMenu(tr("Columns"));
     connect(columns, &QMenu::aboutToShow, this, [this, columns] {
         columns->clear();

@@ -34,6 +34,21 @@ class ClipTableModelTest : Offscreen, public ApplicationTest<QApplication> {
             index = lines().index(place, 0, index);
         return index.siblingAtColumn(static_cast<int>(column)).data(role).toString();
     }
+    /// The names of all lines, those of folders with what they hold.
+    std::string shown(const QModelIndex& parent = {}) {
+        std::string names;
+        for (int row = 0; row < lines().rowCount(parent); ++row) {
+            const QModelIndex index = lines().index(row, 0, parent);
+            names += (row > 0 ? "," : "") + index.data().toString().toStdString();
+            if (lines().isFolder(index))
+                names += "(" + shown(index) + ")";
+        }
+        return names;
+    }
+    void restart() {
+        TearDown();
+        destroyModel();
+    }
     void add(std::vector<std::filesystem::path> paths) {
         model().add(std::move(paths));
         ASSERT_TRUE(settles());
@@ -130,7 +145,62 @@ TEST_F(ClipTableModelTest, FollowsAnExportAndCountsProblems) {
     gate.open();
     ASSERT_TRUE(eventually([&] { return !model().packing(); }));
     EXPECT_EQ(cell(ClipColumn::status, {0}), QStringLiteral("3 clips with problems"));
+    EXPECT_EQ(cell(ClipColumn::status, {0}, Qt::ToolTipRole).section(QLatin1Char('\n'), 1),
+              QStringLiteral("2: Couldn't read the clip.\n3: No timecode track."));
     EXPECT_EQ(cell(ClipColumn::status, {0, 1}), QStringLiteral("Couldn't read the clip."));
+
+    // Only what was not asked for is counted, walked to and kept by the filter.
+    operations.make = [](auto clips, auto&&, auto&&, const Pack::MakeCallbacks& callbacks) {
+        PackResult result;
+        result.notes = {"timecode only"};
+        callbacks.finished(clips[0], result);
+        result.notes.emplace_back("copy named 2 2.mov");
+        callbacks.finished(clips[1], result);
+    };
+    restart();
+    add({"/c/A/"});
+    model().setAudio(ScratchAudio::none);
+    model().pack("/out.zip");
+    ASSERT_TRUE(eventually([&] { return model().saved().has_value(); }));
+    EXPECT_EQ(cell(ClipColumn::status, {0}), QStringLiteral("2 clips with problems"));
+    const auto name = [](const QModelIndex& index) { return index.data().toString().toStdString(); };
+    const QModelIndex second = lines().problem({}, true);
+    EXPECT_EQ(name(second), "2");
+    EXPECT_EQ(name(lines().problem(second, true)), "3");
+    EXPECT_EQ(name(lines().problem(lines().problem(second, true), true)), "2") << "round the list";
+    EXPECT_EQ(name(lines().problem(second, false)), "3");
+    lines().setOnlyProblems(true);
+    EXPECT_EQ(shown(), "A(2,deep(3))");
+    EXPECT_EQ(lines().shownClips({"/c/A"}), (PathSet{"/c/A/2.mov", "/c/A/deep/3.mov"}));
+    EXPECT_EQ(second.row(), 1);
+    add({"/c/new.mov"});
+    EXPECT_FALSE(lines().onlyProblems()) << "what is new must be seen";
+    EXPECT_EQ(shown(), "A(1,2,deep(3)),new");
+}
+
+TEST_F(ClipTableModelTest, SortsInsideOfFolders) {
+    folders["/c/A/"] = {"1.mov", "2.mov", "deep/3.mov", "x.mov"};
+    folders["/c/B/"] = {"4.mov"};
+    operations.header = [](const std::filesystem::path& source) {
+        if (source.stem() == "x")
+            throw PackError::cantOpen();
+        return test::header(100 - source.stem().native()[0]);
+    };
+    add({"/c/A/", "/c/B/"});
+    const QPersistentModelIndex second = lines().index(1, 0, lines().index(0, 0));
+    const std::tuple<ClipColumn, Qt::SortOrder, const char*> cases[] = {
+        {ClipColumn::length, Qt::AscendingOrder, "A(deep(3),2,1,x),B(4)"},
+        {ClipColumn::length, Qt::DescendingOrder, "A(deep(3),1,2,x),B(4)"},
+        {ClipColumn::name, Qt::DescendingOrder, "B(4),A(x,deep(3),2,1)"},
+        {ClipColumn::status, Qt::AscendingOrder, "A(deep(3),x,1,2),B(4)"},
+    };
+    for (const auto& [column, direction, expected] : cases) {
+        lines().sort(static_cast<int>(column), direction);
+        EXPECT_EQ(shown(), expected);
+        EXPECT_EQ(lines().id(second), "/c/A/2.mov");
+    }
+    lines().sort(-1, Qt::AscendingOrder);
+    EXPECT_EQ(shown(), "A(1,2,deep(3),x),B(4)");
 }
 
 } // namespace
