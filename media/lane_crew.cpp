@@ -21,7 +21,7 @@ void LaneCrew::run(std::span<LaneWork* const> lanes, std::size_t threads) {
     const auto begin = std::chrono::steady_clock::now();
     std::unique_lock guard(lock_);
     while (open_ > 0) {
-        if (others.size() + 1 < threads && waiting_ == 0 &&
+        if (others.size() + 1 < threads && waiting_ == 0 && open_ - working_ > 1 &&
             std::chrono::steady_clock::now() - begin > patience) {
             guard.unlock();
             try {

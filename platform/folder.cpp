@@ -55,7 +55,7 @@ bool removeEntry(int parent, const char* name) noexcept {
         return true;
     const int folder = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (folder < 0)
-        return errno == ENOENT;
+        return false;
     empty(folder);
     ::close(folder);
     return isGone(::unlinkat(parent, name, AT_REMOVEDIR));

@@ -243,18 +243,21 @@ std::string hiddenName() {
 }
 
 Journal::Journal(const fs::path& folder) {
-    for (;;) {
+    constexpr int mostAttempts = 10;
+    for (int attempt = 1;; ++attempt) {
         path_ = folder / (hiddenName() + std::string(suffix));
         descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600);
         if (descriptor_ < 0)
             return;
         struct stat status {};
         const bool isLocked = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
-        if (isLocked && ::fstat(descriptor_, &status) == 0 && status.st_nlink != 0)
+        const bool isBusy = !isLocked && errno == EWOULDBLOCK;
+        const bool isSeen = isLocked && ::fstat(descriptor_, &status) == 0;
+        if (isSeen && status.st_nlink != 0)
             break;
-        const bool isTaken = isLocked || errno == EWOULDBLOCK; // by one who just then looked for leftovers
         remove();
-        if (!isTaken)
+        const bool isTaken = isBusy || isSeen; // by one who just then looked for leftovers
+        if (!isTaken || attempt == mostAttempts)
             return;
     }
     const Host host = Host::own();

@@ -139,11 +139,8 @@ void SharedChunks::readBatch() {
 
 std::shared_ptr<ChunkBatch> SharedChunks::spareBatch() {
     const std::lock_guard lock(holding_);
-    if (spare_.empty())
-        return std::make_shared<ChunkBatch>();
-    auto batch = std::move(spare_.back());
-    spare_.pop_back();
-    return batch;
+    auto batch = std::move(spare_);
+    return batch ? batch : std::make_shared<ChunkBatch>();
 }
 
 /// The neighbours among the chunks that start before `end` (milliseconds).
@@ -202,8 +199,8 @@ void SharedChunks::dropOld() {
         bytes += held.batch->size();
     while (!held_.empty() && (held_.front().end <= wanted || bytes > mostBytesHeld)) {
         bytes -= held_.front().batch->size();
-        if (held_.front().batch.use_count() == 1 && spare_.empty())
-            spare_.push_back(std::move(held_.front().batch));
+        if (held_.front().batch.use_count() == 1 && !spare_)
+            spare_ = std::move(held_.front().batch);
         held_.pop_front();
     }
 }

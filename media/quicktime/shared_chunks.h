@@ -95,7 +95,8 @@ class SharedChunks {
 
     std::mutex holding_; ///< guards the following and what the members want; never waits for the disk
     std::deque<Held> held_;
-    Batches spare_; ///< to be read into again: memory that the system need not hand out anew
+    std::shared_ptr<ChunkBatch>
+        spare_; ///< to be read into again: memory that the system need not hand out anew
 };
 
 } // namespace media::quicktime
