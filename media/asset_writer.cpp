@@ -13,17 +13,18 @@
 #include "media/quicktime/movie_output.h"
 #include "media/writer_lanes.h"
 #include "platform/file.h"
+#include "platform/text.h"
 
 namespace media {
 
 namespace {
 
-Error cannotWrite(Error::Category category, const std::string& reason) {
-    return {category, "The copy can't be written: " + reason + "."};
+Error cannotWrite(Error::Category category, const std::string& reason, const std::string& place = {}) {
+    return {category, "The copy can't be written" + place + ": " + reason + "."};
 }
 
-/// Whatever went wrong as the media layer's error.
-[[noreturn]] void rethrow(const std::exception_ptr& error) {
+/// Whatever went wrong in writing `destination` as the media layer's error.
+[[noreturn]] void rethrow(const std::exception_ptr& error, const std::filesystem::path& destination) {
     try {
         std::rethrow_exception(error);
     } catch (const Error&) {
@@ -31,7 +32,8 @@ Error cannotWrite(Error::Category category, const std::string& reason) {
     } catch (const std::system_error& refused) {
         throw cannotWrite(platform::isNoSpace(refused.code()) ? Error::Category::noSpace
                                                               : Error::Category::io,
-                          platform::reason(refused.code()));
+                          platform::reason(refused.code()),
+                          " in " + platform::validUTF8(destination.parent_path().native()));
     } catch (const std::bad_alloc&) {
         throw cannotWrite(Error::Category::io, "not enough memory");
     } catch (const std::exception& other) {
@@ -65,7 +67,7 @@ class AssetWriter::Implementation {
         } catch (...) {
             sequencer.stop(std::current_exception());
             discard();
-            rethrow(sequencer.error());
+            rethrow(sequencer.error(), destination);
         }
     }
 

@@ -24,25 +24,29 @@ namespace Pack {
 
 namespace {
 
-constexpr std::string_view noZip = "The zip can't be written";
-
-/// The file system's refusal as a sentence: "The zip can't be written: no space left on device."
-[[noreturn]] void fail(std::string_view what, const std::error_code& code) {
+/// The file system's refusal as a sentence: "The zip can't be written in /media/Disk: no space left on
+/// device."
+[[noreturn]] void fail(const std::string& what, const std::error_code& code) {
     const bool full = code == std::errc::no_space_on_device;
     throw media::Error(full ? media::Error::Category::noSpace : media::Error::Category::io,
-                       std::string(what) + ": " + platform::reason(code) + ".");
+                       what + ": " + platform::reason(code) + ".");
 }
 
 /// Runs a step whose failure is a system error, and says what could not be done.
 template <typename Step>
-auto orFail(std::string_view what, Step step) {
+auto orFail(const std::string& what, Step step) {
     try {
         return step();
     } catch (const std::system_error& error) {
         fail(what, error.code());
     } catch (const platform::ArchiveError& error) {
-        throw PackError::failed(std::string(what) + ": " + error.what() + ".");
+        throw PackError::failed(what + ": " + error.what() + ".");
     }
+}
+
+/// "The zip can't be written in /media/Disk".
+std::string cannotWrite(std::string_view what, const fs::path& folder) {
+    return std::string(what).append(" can't be written in ") + platform::validUTF8(folder.native());
 }
 
 /// Why nothing can be put beside the zip, and the way out.
@@ -81,8 +85,11 @@ fs::path rootName(const fs::path& zip) {
 /// Makes the folders of a copy, one by one: the working folder itself is never made anew once it is gone.
 void makeFolders(const fs::path& workingFolder, const fs::path& folders) {
     fs::path path = workingFolder;
-    for (const fs::path& component : folders)
-        orFail("The copy's folder can't be made", [&] { fs::create_directory(path /= component); });
+    for (const fs::path& component : folders) {
+        path /= component;
+        orFail("The folder " + platform::validUTF8(path.native()) + " can't be made",
+               [&] { fs::create_directory(path); });
+    }
 }
 
 /// The run over the clips into the working folder.
@@ -168,6 +175,7 @@ class Run {
 void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio audio,
           const MakeCallbacks& callbacks, const std::function<WriteCopy>& writeCopy) {
     const fs::path file = target(zip, clips);
+    const std::string noZip = cannotWrite("The zip", file.parent_path());
     const auto workingFolder = makeWorkingFolder(file);
     const auto archive = orFail(
         noZip, [&] { return std::make_unique<GrowingZip>(workingFolder->path(), file, rootName(zip)); });
@@ -184,7 +192,7 @@ void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio aud
     if (callbacks.saving)
         callbacks.saving();
     workingFolder->willHold(reportName);
-    orFail("The report can't be written",
+    orFail(cannotWrite("The report", workingFolder->path()),
            [&] { platform::writeTextAtomically(workingFolder->path() / reportName, run.report()); });
     (void)target(zip); // what is there may have changed since the pack began
     orFail(noZip, [&] { archive->save(); });
@@ -207,7 +215,8 @@ fs::path folder(const fs::path& zip) {
 
 void zipFolder(const fs::path& folder, const fs::path& zip) {
     const fs::path file = target(zip);
-    orFail(noZip, [&] { GrowingZip(folder, file, rootName(zip)).save(); });
+    orFail(cannotWrite("The zip", file.parent_path()),
+           [&] { GrowingZip(folder, file, rootName(zip)).save(); });
 }
 
 std::int64_t estimatedSize(std::span<const ClipHeader> headers, ScratchAudio audio) {

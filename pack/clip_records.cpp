@@ -2,12 +2,14 @@
 #include "pack/clip_records.h"
 
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <new>
 #include <system_error>
 #include <utility>
 
 #include "pack/number_text.h"
+#include "platform/file.h"
 #include "platform/text.h"
 
 std::string_view rawValue(ScratchAudio mode) {
@@ -99,6 +101,8 @@ PackFailure currentFailure() {
         throw;
     } catch (const PackError& error) {
         return {error.errorDescription(), error.reason()};
+    } catch (const std::filesystem::filesystem_error& error) {
+        return {platform::validUTF8(error.path1().native()) + ": " + platform::reason(error.code()) + "."};
     } catch (const std::system_error& error) {
         return {error.code().message() + "."};
     } catch (const std::bad_alloc&) {

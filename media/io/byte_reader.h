@@ -13,11 +13,16 @@
 
 namespace media::io {
 
+/// Throws Error (endOfData): the file ends too early, or a box in it does, by its four characters (ISO/IEC
+/// 14496-12); 0 stands for no box.
+[[noreturn]] void endsEarly(std::uint32_t box = 0);
+
 /// Reads big-endian numbers and runs of bytes front to back. Every read past the end throws Error
-/// (endOfData).
+/// (endOfData), whose sentence names the box that the bytes are of.
 class ByteReader {
   public:
-    explicit ByteReader(std::span<const std::byte> bytes) : rest_(bytes), size_(bytes.size()) {}
+    explicit ByteReader(std::span<const std::byte> bytes, std::uint32_t box = 0)
+        : rest_(bytes), size_(bytes.size()), box_(box) {}
 
     [[nodiscard]] std::size_t remaining() const noexcept { return rest_.size(); }
     [[nodiscard]] std::size_t position() const noexcept { return size_ - rest_.size(); }
@@ -25,14 +30,14 @@ class ByteReader {
 
     std::span<const std::byte> bytes(std::size_t count) {
         if (count > rest_.size())
-            throw Error(Error::Category::endOfData, "The file ends too early.");
+            endsEarly(box_);
         const auto taken = rest_.first(count);
         rest_ = rest_.subspan(count);
         return taken;
     }
     void skip(std::size_t count) { (void)bytes(count); }
     /// A reader over the next `count` bytes, which are thereby passed.
-    ByteReader sub(std::size_t count) { return ByteReader(bytes(count)); }
+    ByteReader sub(std::size_t count) { return ByteReader(bytes(count), box_); }
     std::span<const std::byte> rest() { return bytes(rest_.size()); }
 
     std::uint8_t u8() { return unsignedNumber<std::uint8_t, 1>(); }
@@ -58,6 +63,7 @@ class ByteReader {
 
     std::span<const std::byte> rest_;
     std::size_t size_;
+    std::uint32_t box_;
 };
 
 } // namespace media::io

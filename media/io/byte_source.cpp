@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "media/error.h"
+#include "media/io/byte_reader.h"
 #include "platform/file.h"
 
 namespace media::io {
@@ -23,7 +24,7 @@ class FileSource final : public ByteSource {
   protected:
     void read(std::uint64_t offset, std::span<std::byte> out) const override {
         if (file_.readAt(offset, out) < out.size())
-            throw Error(Error::Category::endOfData, "The file ends too early.");
+            endsEarly();
     }
 
     [[nodiscard]] std::optional<std::vector<std::byte>> readCompanion(std::string_view ending,
@@ -69,7 +70,7 @@ class MemorySource final : public ByteSource {
 
 void ByteSource::readAt(std::uint64_t offset, std::span<std::byte> out) const {
     if (offset > size() || out.size() > size() - offset)
-        throw Error(Error::Category::endOfData, "The file ends too early.");
+        endsEarly();
     try {
         read(offset, out);
     } catch (const std::system_error& error) {

@@ -10,7 +10,7 @@ std::span<const std::byte> Window::at(std::uint64_t offset, std::size_t count) {
                       count <= buffer_.size() - static_cast<std::size_t>(offset - bufferBegin_);
     if (!held) {
         if (offset < begin_ || offset > end_ || count > end_ - offset)
-            throw Error(Error::Category::endOfData, "The file ends too early.");
+            io::endsEarly();
         const auto wanted =
             static_cast<std::size_t>(std::min<std::uint64_t>(std::max(count, size_), end_ - offset));
         buffer_.resize(wanted);
@@ -59,7 +59,7 @@ std::optional<Box> BoxWalk::next() {
 
 io::ByteReader payload(Window& window, const Box& box, std::size_t limit) {
     return io::ByteReader(
-        window.at(box.begin, static_cast<std::size_t>(std::min<std::uint64_t>(box.size(), limit))));
+        window.at(box.begin, static_cast<std::size_t>(std::min<std::uint64_t>(box.size(), limit))), box.type);
 }
 
 } // namespace media::quicktime

@@ -115,7 +115,7 @@ SampleRun FragmentSamples::readRow(const TrackFragment::Run& run) {
     row.size = size_;
     row.duration = sampleDuration(duration_);
     const std::uint32_t bytes = rowBytes(run.flags);
-    io::ByteReader reader(window_->at(run.rows + std::uint64_t{row_} * bytes, bytes));
+    io::ByteReader reader(window_->at(run.rows + std::uint64_t{row_} * bytes, bytes), fourCC("trun"));
     if ((run.flags & hasDuration) != 0)
         row.duration = sampleDuration(reader.u32());
     if ((run.flags & hasSize) != 0)

@@ -238,7 +238,7 @@ void readContent(MovieHeader& movie, std::uint64_t begin, std::uint64_t end, boo
 
 MovieHeader readMovieHeader(const std::shared_ptr<const io::ByteSource>& file, const Box& moov) {
     if (moov.cut) // what is left could lack a track without anybody noticing
-        throw Error(Error::Category::endOfData, "The file ends too early.");
+        io::endsEarly(fourCC("moov"));
     if (moov.size() > largestMovieHeader)
         throw Error(Error::Category::corrupt, "The movie's header is larger than any real one.");
     MovieHeader movie;

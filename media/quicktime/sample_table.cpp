@@ -17,11 +17,12 @@ Table countedTable(Window& window, const Box& box, std::uint32_t entryBits) {
     constexpr std::uint64_t head = 8;
     if (box.size() < head)
         return {};
-    io::ByteReader reader(window.at(box.begin, head));
+    io::ByteReader reader(window.at(box.begin, head), box.type);
     reader.skip(4);
     Table table;
     table.declared = reader.u32();
     table.entryBits = entryBits;
+    table.box = box.type;
     table.offset = box.begin + head;
     table.count = static_cast<std::uint32_t>(
         std::min<std::uint64_t>(table.declared, (box.size() - head) * 8 / entryBits));
@@ -97,7 +98,7 @@ void SampleTable::read(Window& window, const Box& box) {
         constexpr std::uint64_t head = 12;
         if (hasSizes || box.size() < head)
             break;
-        io::ByteReader reader(window.at(box.begin, head));
+        io::ByteReader reader(window.at(box.begin, head), box.type);
         reader.skip(4);
         std::uint32_t entryBits = 32;
         if (box.type == fourCC("stsz")) {
@@ -112,7 +113,7 @@ void SampleTable::read(Window& window, const Box& box) {
         if (constantSize == 0) {
             const auto held = static_cast<std::uint32_t>(
                 std::min<std::uint64_t>(sampleCount, (box.size() - head) * 8 / entryBits));
-            sizes = {box.begin + head, held, sampleCount, entryBits};
+            sizes = {box.begin + head, held, sampleCount, entryBits, box.type};
         }
         break;
     }
@@ -177,16 +178,16 @@ TableReader::TableReader(const io::ByteSource& source, const Table& table)
 
 io::ByteReader TableReader::entry(std::uint32_t index) {
     if (index >= table_.count)
-        throw Error(Error::Category::endOfData, "The file ends too early.");
+        io::endsEarly(table_.box);
     const std::uint32_t bytes = table_.entryBits / 8;
-    return io::ByteReader(window_.at(table_.offset + std::uint64_t{index} * bytes, bytes));
+    return io::ByteReader(window_.at(table_.offset + std::uint64_t{index} * bytes, bytes), table_.box);
 }
 
 std::uint64_t TableReader::number(std::uint32_t index) {
     switch (table_.entryBits) {
     case 4: {
         if (index >= table_.count)
-            throw Error(Error::Category::endOfData, "The file ends too early.");
+            io::endsEarly(table_.box);
         const std::uint8_t pair = io::ByteReader(window_.at(table_.offset + index / 2, 1)).u8();
         return index % 2 == 0 ? pair >> 4 : pair & 0x0F;
     }

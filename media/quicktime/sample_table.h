@@ -17,6 +17,7 @@ struct Table {
     std::uint32_t count = 0;    ///< entries that lie in the box
     std::uint32_t declared = 0; ///< entries that the box states; more than `count` when it is cut
     std::uint32_t entryBits = 0;
+    FourCC box = 0; ///< that it stands in
 
     [[nodiscard]] bool present() const noexcept { return entryBits != 0; }
     [[nodiscard]] std::uint64_t end() const noexcept {

@@ -147,7 +147,7 @@ class Reader final : public TrackReader {
 
     void addPiece(std::uint64_t begin, std::uint64_t end) {
         if (end > file_->size())
-            throw Error(Error::Category::endOfData, "The file ends too early.");
+            io::endsEarly();
         if (!pieces_.empty() && pieces_.back().end == begin)
             pieces_.back().end = end;
         else

@@ -83,20 +83,22 @@ TEST(AssetWriterFaults, SaysWhyTheDiskRefusedAndLeavesNothing) {
             EXPECT_FALSE(lanes[0].input.append(lanes[0].buffers[0]));
         }
         const auto failure = failureOf([&] { writer.finish(); });
-        EXPECT_EQ(failure,
-                  std::pair(Error::Category::io, std::string("The copy can't be written: file too large.")));
+        EXPECT_EQ(failure, std::pair(Error::Category::io, "The copy can't be written in " +
+                                                              folder.path().string() + ": file too large."));
         EXPECT_TRUE(isEmpty(folder.path()));
     }
 }
 
 TEST(AssetWriterFaults, SaysThatTheFolderIsGone) {
-    const auto gone =
-        std::pair(Error::Category::io, std::string("The copy can't be written: no such file or directory."));
+    const auto gone = [](const std::filesystem::path& place) {
+        return std::pair(Error::Category::io,
+                         "The copy can't be written in " + place.string() + ": no such file or directory.");
+    };
     const test::TemporaryFolder folder;
     {
         AssetWriter writer(folder / "missing" / "copy.mov");
         (void)soundLanes(writer);
-        EXPECT_EQ(failureOf([&] { writer.start(); }), gone);
+        EXPECT_EQ(failureOf([&] { writer.start(); }), gone(folder / "missing"));
     }
     std::filesystem::create_directory(folder / "pulled");
     AssetWriter writer(folder / "pulled" / "copy.mov");
@@ -104,7 +106,7 @@ TEST(AssetWriterFaults, SaysThatTheFolderIsGone) {
     writer.start();
     std::filesystem::remove_all(folder / "pulled");
     (void)test::feed(lanes);
-    EXPECT_EQ(failureOf([&] { writer.finish(); }), gone);
+    EXPECT_EQ(failureOf([&] { writer.finish(); }), gone(folder / "pulled"));
 }
 
 TEST(AssetWriterFaults, StopsFromAnyThreadAtAnyTime) {

@@ -178,7 +178,7 @@ TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
     };
     fs::copy_file(zip_, folder_ / "before");
     events_.clear();
-    EXPECT_EQ(make(clips), "The zip can't be written: no such file or directory.");
+    EXPECT_EQ(make(clips), "The zip can't be written in " + place_.string() + ": no such file or directory.");
     EXPECT_THAT(events_, testing::Not(testing::Contains("A/59 0")));
     EXPECT_TRUE(content(zip_) == content(folder_ / "before"));
     EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
@@ -302,9 +302,11 @@ TEST_F(Assembly, SaysWhyThereIsNoZipAndLeavesNothing) {
         fs::rename(place_ / "Day 1", folder_ / "taken");
         throw PackError::cantOpen();
     };
-    EXPECT_EQ(make({clip("A"), clip("B/C")}), "The report can't be written: no such file or directory.");
-    EXPECT_THAT(events_,
-                testing::Contains("B/C: The copy's folder can't be made: no such file or directory."));
+    const std::string working = (place_ / "Day 1").string();
+    EXPECT_EQ(make({clip("A"), clip("B/C")}),
+              "The report can't be written in " + working + ": no such file or directory.");
+    EXPECT_THAT(events_, testing::Contains("B/C: The folder " + working +
+                                           "/B can't be made: no such file or directory."));
     EXPECT_EQ(content(zip_), earlier);
     EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
 }

@@ -72,7 +72,7 @@ TEST(PackError, DescribesItselfInOneSentence) {
               "The card is gone.");
     EXPECT_EQ(descriptionOf(std::filesystem::filesystem_error(
                   "rename", "a", std::make_error_code(std::errc::no_space_on_device))),
-              "No space left on device.");
+              "a: no space left on device.");
 }
 
 } // namespace

@@ -155,6 +155,8 @@ TEST_F(WholeFaults, ClipsThatCannotBeRead) {
     folder_.write("CARD/D empty.mp4");
     folder_.write("CARD/E text.mkv", "some text");
     folder_.write("CARD/F future.mxf", std::string(1000, '\0'));
+    folder_.write("CARD/I cut.mov", std::string("\0\0\1\0moov", 8));
+    folder_.write("CARD/J short.mov", std::string("\0\0\0\x18moov\0\0\0\x10mvhd\0\0\0\0\0\0\0\0", 24));
     fs::create_directory(card_ / "G folder.mov");
     addClip("H no timecode.mp4",
             {.container = test::Container::mp4, .timecode = std::nullopt, .sound = {{.codec = "aac"}}});
@@ -162,9 +164,9 @@ TEST_F(WholeFaults, ClipsThatCannotBeRead) {
     const auto result = run(command());
     EXPECT_EQ(result.exitCode, 1);
     const auto said = test::lines(result.out);
-    ASSERT_THAT(said, SizeIs(9)) << result.out;
+    ASSERT_THAT(said, SizeIs(11)) << result.out;
     EXPECT_THAT(said[0], StartsWith("CARD/A good.mov 01:00:00:00 50 frames"));
-    for (std::size_t i = 1; i < 8; ++i) {
+    for (std::size_t i = 1; i < 10; ++i) {
         EXPECT_THAT(said[i], HasSubstr(": not packed: "));
         EXPECT_THAT(said[i], EndsWith("."));
     }
@@ -172,14 +174,16 @@ TEST_F(WholeFaults, ClipsThatCannotBeRead) {
     EXPECT_THAT(said[7], EndsWith(": not packed: No timecode track."));
     const test::OpenedPack pack(zip_);
     EXPECT_THAT(pack.copies(), ElementsAre("CARD/A good"));
-    EXPECT_THAT(pack.report(), SizeIs(9));
+    EXPECT_THAT(pack.report(), SizeIs(11));
     EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
     EXPECT_THAT(test::lines(result.err),
                 ElementsAre("CARD/B locked: The file can't be read: permission denied.",
                             "CARD/D empty: The file is empty.",
                             "CARD/E text: The file is of a kind that can't be read here.",
                             "CARD/F future: The file is of a kind that can't be read here.",
-                            "CARD/G folder: The file can't be read: is a directory."));
+                            "CARD/G folder: The file can't be read: is a directory.",
+                            "CARD/I cut: The movie header (moov) ends too early.",
+                            "CARD/J short: The movie header (mvhd) ends too early."));
 }
 
 TEST_F(WholeFaults, PlacesThatGiveNoClips) {
