@@ -104,7 +104,8 @@ TEST(ClipTimecode, IsTheFirstSampleShownNotTheFirstStored) {
     EXPECT_EQ(start({{{0, 1}, second, 24}}), 124);
     EXPECT_EQ(start({{{0, 1}, second, 25}, {second, second, 0}}), 200);
     EXPECT_EQ(start({{{0, 1}, second, 30}, {second, second, 5}}), 205);
-    EXPECT_EQ(start({{{0, 1}, second, media::emptyEdit}, {second, second, 10}}), 110);
+    EXPECT_EQ(start({{{0, 1}, second, media::emptyEdit}, {second, second, 10}}), 85)
+        << "the second before the first frame shown counts back";
     EXPECT_EQ(start({{{0, 1}, second, 60}}), 235) << "an edit behind the last sample goes on counting";
 }
 
