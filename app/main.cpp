@@ -10,6 +10,7 @@
 #include "app/command_line.h"
 #include "app/console.h"
 #include "app/help.h"
+#include "app/inspect.h"
 #include "app/window_mode.h"
 #include "platform/process.h"
 
@@ -31,6 +32,8 @@ int run(int argc, char** argv) {
     CLI::Console console;
     if (has("--pack"))
         return CLI::pack(arguments, console);
+    if (has("--inspect"))
+        return CLI::inspect(arguments, console);
     if (has("--help") || has("-h"))
         return say(console, CLI::helpText);
     if (has("--version"))

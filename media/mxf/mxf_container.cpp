@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "media/bounds.h"
+#include "media/container_facts.h"
 #include "media/mxf/clip_tracks.h"
 #include "media/mxf/sound_reader.h"
 #include "media/mxf/timecode_source.h"
@@ -83,7 +84,7 @@ std::string hexadecimal(const Umid& id) {
     return text;
 }
 
-class MXFContainer final : public Container {
+class MXFContainer final : public Container, public ContainerFacts {
   public:
     explicit MXFContainer(std::shared_ptr<const io::ByteSource> source)
         : source_(std::move(source)), layout_(*source_) {
@@ -106,6 +107,9 @@ class MXFContainer final : public Container {
     [[nodiscard]] const std::vector<Track>& tracks() const override { return tracks_; }
     [[nodiscard]] const std::vector<MetadataItem>& metadata() const override { return items_; }
     [[nodiscard]] std::optional<Date> creationDate() const override { return date_; }
+
+    [[nodiscard]] std::string formatName() const override { return "MXF"; }
+    [[nodiscard]] std::string timecodeOrigin() const override { return timecodeOrigin_; }
 
     [[nodiscard]] std::unique_ptr<TrackReader> reader(std::size_t trackIndex) const override {
         const Track& track = tracks_.at(trackIndex);
@@ -146,12 +150,14 @@ class MXFContainer final : public Container {
 
     void addTimecode(const Metadata& metadata, const Clip& clip) {
         auto runs = timecodeRuns(metadata, clip);
+        const char* origin = runs.empty() ? "the first system item" : "the packages' timecode components";
         if (runs.empty()) {
             if (const auto run = systemItemTimecode(*source_, layout_, clip.tracks.front().bodySID))
                 runs.push_back(*run);
         }
         if (runs.empty())
             return;
+        timecodeOrigin_ = origin;
         const auto picture = std::ranges::find(clip.tracks, DataKind::picture, &ClipTrack::kind);
         timecode_.emplace(runs, picture != clip.tracks.end() ? endOf(*picture) : duration_);
         tracks_.push_back(timecode_->track());
@@ -192,6 +198,7 @@ class MXFContainer final : public Container {
     std::vector<Track> tracks_;
     std::vector<SoundPlace> places_; ///< by track, the timecode track excepted
     std::optional<quicktime::TimecodeTrack> timecode_;
+    std::string timecodeOrigin_;
     Time duration_;
     std::vector<MetadataItem> items_;
     std::optional<Date> date_;

@@ -6,6 +6,8 @@
 #include <iterator>
 #include <utility>
 
+#include "media/audio/format_name.h"
+#include "media/container_facts.h"
 #include "media/quicktime/camera/camera_facts.h"
 #include "media/quicktime/edit_list.h"
 #include "media/quicktime/frame_rate.h"
@@ -21,7 +23,7 @@ namespace {
 
 constexpr std::size_t topLevelWindow = 64; // the headers of `ftyp`, `wide` and `mdat` with one read
 
-class QuickTimeContainer final : public Container {
+class QuickTimeContainer final : public Container, public ContainerFacts {
   public:
     explicit QuickTimeContainer(std::shared_ptr<const io::ByteSource> source);
 
@@ -30,6 +32,8 @@ class QuickTimeContainer final : public Container {
     [[nodiscard]] const std::vector<MetadataItem>& metadata() const override { return metadata_; }
     [[nodiscard]] std::optional<Date> creationDate() const override { return creationDate_; }
     [[nodiscard]] std::unique_ptr<TrackReader> reader(std::size_t trackIndex) const override;
+    [[nodiscard]] std::string formatName() const override;
+    [[nodiscard]] std::string timecodeOrigin() const override { return timecodeOrigin_; }
 
   private:
     void addTrack(const TrackHeader& header, const MovieHeader& movie);
@@ -43,6 +47,7 @@ class QuickTimeContainer final : public Container {
     std::vector<Track> tracks_;
     std::vector<MovieTrack> movieTracks_;       ///< one a track of the file
     std::optional<TimecodeTrack> madeTimecode_; ///< the last track, where the file has none of timecode
+    std::string timecodeOrigin_;
     std::shared_ptr<SharedChunks> sharedChunks_;
     std::vector<MetadataItem> metadata_;
     std::optional<Date> creationDate_;
@@ -207,9 +212,20 @@ void QuickTimeContainer::addCameraTimecode(const MovieHeader& movie) {
     std::ranges::move(facts.items, std::back_inserter(metadata_));
     if (!facts.timecode)
         return;
+    timecodeOrigin_ = facts.timecodeOrigin;
     madeTimecode_.emplace(std::vector{*facts.timecode}, duration_);
     tracks_.push_back(madeTimecode_->track());
     tracks_.back().index = movieTracks_.size();
+}
+
+/// By the major brand (ISO/IEC 14496-12, 4.3); old movies have none.
+std::string QuickTimeContainer::formatName() const {
+    Window window(*source_, 0, source_->size(), topLevelWindow);
+    const auto first = BoxWalk(window, 0, source_->size(), BoxWalk::Level::file).next();
+    if (!first || first->type != fourCC("ftyp") || first->size() < 4)
+        return "QuickTime";
+    const FourCC brand = payload(window, *first, 4).u32();
+    return brand == fourCC("qt  ") ? "QuickTime" : "MPEG-4 (" + audio::formatName(brand) + ")";
 }
 
 std::unique_ptr<TrackReader> QuickTimeContainer::reader(std::size_t trackIndex) const {

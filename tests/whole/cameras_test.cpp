@@ -63,6 +63,10 @@ TEST(Cameras, TimecodeReadsRightFromTheirCopies) {
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const Row& row = rows[i];
         SCOPED_TRACE(row.first + " at " + std::to_string(row.timescale));
+        const std::string clip = folder / ("M4ROOT/CLIP/C" + std::to_string(1000 + i) + ".MP4");
+        EXPECT_THAT(test::lines(test::run(test::ferrowick({"--inspect", clip})).out),
+                    testing::Contains("  start " + row.start + ", from Sony's document " +
+                                      (i % 2 == 0 ? "in" : "beside") + " the clip"));
         const auto copy = pack.copy("M4ROOT/CLIP/C" + std::to_string(1000 + i));
         const test::Probe probe(copy);
         EXPECT_EQ(probe.timecode(), row.start);

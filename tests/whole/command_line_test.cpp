@@ -57,6 +57,32 @@ TEST(WholeCommandLine, SaysInASentenceWhyNoWindowOpens) {
     }
 }
 
+TEST(WholeCommandLine, ShowsWhatItUnderstandsOfAClip) {
+    const test::TemporaryFolder folder;
+    folder.write("cut.mov", std::string("\0\0\1\0moov", 8));
+    const auto clip = test::clip({.rate = "30000/1001",
+                                  .timecode = "10:11:12;13",
+                                  .metadata = {{"creation_time", "2026-03-04T05:06:07Z"}}});
+    const auto mxf = test::clip({.container = test::Container::mxf});
+    const auto result =
+        run(ferrowick({"--inspect", clip, mxf, folder / "cut.mov"}), {.workingFolder = folder.path()});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "");
+    const auto said = test::lines(result.out);
+    EXPECT_EQ(said.front(), clip.string());
+    EXPECT_THAT(said, testing::IsSupersetOf<std::string>(
+                          {"  recorded 2026-03-04 05:06:07 UTC", "  start 10:11:12;13, from track 3",
+                           "  track 1: picture, time scale 30000, 29.97 frames a second",
+                           "    in24, linear PCM, 48000 Hz, 1 channel, 24 bits, little-endian",
+                           "  start 01:00:00:00, from the packages' timecode components"}));
+    EXPECT_THAT(result.out, testing::ContainsRegex("  QuickTime, 2\\.[0-9]+ s \\(.*\n  MXF, 2\\.000 s"));
+    EXPECT_THAT(result.out, HasSubstr("    tmcd, base 30, frame 1001/30000 s, flags 1 (drop frame), "));
+    EXPECT_THAT(said,
+                testing::Contains(testing::ContainsRegex("^    edit of 2.* from 0.000 s .*: media from 0$")));
+    EXPECT_EQ(said.back(), "  can't be opened: The movie header (moov) ends too early.");
+    EXPECT_EQ(run(ferrowick({"--inspect"})).exitCode, 2);
+}
+
 TEST(WholeCommandLine, PrintsALineForEveryClip) {
     const test::TemporaryFolder folder;
     std::filesystem::create_directories(folder / "A001/CLIP");

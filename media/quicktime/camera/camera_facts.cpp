@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "media/quicktime/camera/panasonic_document.h"
 #include "media/quicktime/camera/reading.h"
@@ -64,19 +65,20 @@ auto unlessDamaged(Read read) -> decltype(read()) {
     }
 }
 
-/// Sony's documents, the embedded one first.
-std::vector<SonyDocument> sonyDocuments(const io::ByteSource& file, const MovieHeader& movie) {
+/// Sony's documents and where they stand, the embedded one first.
+std::vector<std::pair<const char*, SonyDocument>> sonyDocuments(const io::ByteSource& file,
+                                                                const MovieHeader& movie) {
     /// The camera's name for it, the same as some file systems show it, and what some people rename it to.
     constexpr std::array endings{"M01.XML", "M01.xml", "m01.xml", ".XML", ".xml"};
-    std::vector<SonyDocument> documents;
+    std::vector<std::pair<const char*, SonyDocument>> documents;
     for (const Box& meta : movie.metadataBoxes)
         if (auto document =
                 readSonyDocument(unlessDamaged([&] { return embeddedDocument(*movie.source, meta); })))
-            documents.push_back(std::move(*document));
+            documents.emplace_back("Sony's document in the clip", std::move(*document));
     for (const char* ending : endings)
         if (const auto bytes = file.companion(ending, largestDocument))
             if (auto document = readSonyDocument(*bytes)) {
-                documents.push_back(std::move(*document));
+                documents.emplace_back("Sony's document beside the clip", std::move(*document));
                 break;
             }
     return documents;
@@ -99,13 +101,16 @@ CameraFacts readCameraFacts(const std::shared_ptr<const io::ByteSource>& file, c
     if (!rate)
         return facts;
     std::vector<Reading> readings; // the first one counts, the others must agree
-    const auto add = [&](const std::optional<Reading>& reading) {
-        if (reading)
-            readings.push_back(*reading);
+    const auto add = [&](const char* origin, const std::optional<Reading>& reading) {
+        if (!reading)
+            return;
+        if (readings.empty())
+            facts.timecodeOrigin = origin;
+        readings.push_back(*reading);
     };
-    for (const SonyDocument& document : sonyDocuments(*file, movie)) {
+    for (const auto& [origin, document] : sonyDocuments(*file, movie)) {
         if (document.timecode)
-            add(checked(*document.timecode, *rate));
+            add(origin, checked(*document.timecode, *rate));
         const auto addItem = [&](const char* identifier, const std::string& text) {
             const bool isThere =
                 std::ranges::find(facts.items, identifier, &MetadataItem::identifier) != facts.items.end();
@@ -121,12 +126,14 @@ CameraFacts readCameraFacts(const std::shared_ptr<const io::ByteSource>& file, c
                track.formatDescriptions.front().mediaSubType == fourCC("rtmd");
     });
     if (metadata != tracks.end())
-        add(readRtmdSample(unlessDamaged([&] { return firstSample(file, movieTracks[metadata->index]); }),
+        add("the camera's metadata track",
+            readRtmdSample(unlessDamaged([&] { return firstSample(file, movieTracks[metadata->index]); }),
                            *rate));
     const auto panasonic = std::ranges::find(movie.metadata, "mdta/com.panasonic.Semi-Pro.metadata.xml",
                                              &MetadataItem::identifier);
     if (panasonic != movie.metadata.end() && panasonic->stringValue)
-        add(readPanasonicDocument(std::as_bytes(std::span(*panasonic->stringValue)), *rate));
+        add("Panasonic's document in the clip",
+            readPanasonicDocument(std::as_bytes(std::span(*panasonic->stringValue)), *rate));
     if (readings.empty() || !std::ranges::all_of(readings, [&](const Reading& reading) {
             return agree(readings.front(), reading);
         }))

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "media/container.h"
@@ -17,6 +18,7 @@ namespace media::quicktime::camera {
 
 struct CameraFacts {
     std::optional<TimecodeRun> timecode; ///< from the first picture shown; none where two places contradict
+    std::string timecodeOrigin;          ///< where the timecode stands, in words
     std::vector<MetadataItem> items;     ///< camera and UMID
 };
 
