@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
 #include "media/audio/codec.h"
@@ -71,8 +72,10 @@ class PCMStream final : public SoundStream {
             silentFrom_ = frame;
         }
         while (frame >= stored_.firstFrame + stored_.frameCount) {
-            if (!reader_->next(stored_))
+            if (!reader_->next(stored_)) {
+                silentFrom_ = std::numeric_limits<std::int64_t>::max(); // what is there takes a seek
                 return false;
+            }
             // Runs may overlap: what is asked for after the one before goes on in this one.
             silentFrom_ = std::min(frame, stored_.firstFrame);
         }
@@ -86,7 +89,7 @@ class PCMStream final : public SoundStream {
     std::optional<int> bits_;
     AudioStreamDescription format_;
     StoredSamples stored_;
-    std::int64_t silentFrom_ = 0; ///< from there to stored_ the media holds nothing
+    std::int64_t silentFrom_ = 0; ///< from there to stored_ the media holds nothing; nothing at the end
 };
 
 /// Packets of a compressed format. What they decode to is counted on from the first one's stated time, and

@@ -95,7 +95,7 @@ class Indexer {
             track.durations.add(content.durations);
             track.places.push_back({traf.headerBegin, base, time});
         }
-        track.end = content.end;
+        track.end = std::max(track.end, content.end);
         return content.dataEnd;
     }
 

@@ -59,17 +59,19 @@ class Reader final : public TrackReader {
             size += run_.offset - begin;
             time = run_.time;
             const std::uint64_t end = run_.offset;
+            if (pcm != nullptr) {
+                nextFrame_ = samples.firstFrame + static_cast<std::int64_t>(size / pcm->bytesPerFrame);
+                nextTime_ = time;
+            }
             if (clamped_ || !pull() || run_.time != time || run_.formatIndex != samples.formatIndex ||
-                (run_.offset != end && track_.mediaType == MediaType::timecode))
+                (run_.offset != end && track_.mediaType == MediaType::timecode) ||
+                (pcm != nullptr && frameAt(*pcm) != *nextFrame_))
                 break;
             begin = run_.offset;
         }
         readPieces(samples.mediaTime, time, size, samples.data);
-        if (pcm != nullptr) {
-            samples.frameCount = static_cast<std::int64_t>(size / pcm->bytesPerFrame);
-            nextFrame_ = samples.firstFrame + samples.frameCount;
-            nextTime_ = time;
-        }
+        if (pcm != nullptr)
+            samples.frameCount = *nextFrame_ - samples.firstFrame;
         return true;
     }
 
@@ -139,6 +141,7 @@ class Reader final : public TrackReader {
                 clamped_ = clamped_ || ticks(stated) != stated;
             }
         }
+        run_.opensFragment = run_.opensFragment && count == 0;
         run_.count -= count;
         run_.offset += count * run_.size;
         run_.time += static_cast<std::int64_t>(count) * run_.duration;
@@ -213,7 +216,7 @@ class Reader final : public TrackReader {
     /// stated time: writers stretch single samples' durations. Only a fragment says where it begins.
     [[nodiscard]] std::int64_t frameAt(const AudioStreamDescription& pcm) const {
         constexpr double tolerance = 0.005; // seconds, of jitter
-        if (nextFrame_ && (!run_.inFragment || run_.time == nextTime_))
+        if (nextFrame_ && !run_.opensFragment && (!run_.inFragment || run_.time == nextTime_))
             return *nextFrame_;
         const std::int64_t stated = framesAt({run_.time, track_.timescale}, pcm.sampleRate);
         const bool jitters =

@@ -73,7 +73,8 @@ class Recogniser {
     explicit Recogniser(const TimedMovie& movie)
         : channels_(movie.channels), run_(movie.codec == "mp4a" ? 4 : 1) {
         for (std::size_t i = 0; i + run_ <= movie.pcm.size() / channels_; ++i)
-            frames_[key(movie.pcm, i)] = static_cast<std::int64_t>(i);
+            if (const auto [mark, isNew] = frames_.try_emplace(key(movie.pcm, i), i); !isNew)
+                mark->second = -1; // more than one place
     }
     [[nodiscard]] std::int64_t find(const std::vector<std::int16_t>& pcm, std::size_t frame) const {
         if (frame + run_ > pcm.size() / channels_)
@@ -219,6 +220,22 @@ TEST(SoundInTime, FragmentsBeginWhereTheySay) {
         const std::vector<std::int16_t> pcm = soundOf(movie);
         const auto sound = std::find_if(pcm.begin(), pcm.end(), [](std::int16_t s) { return s != 0; });
         EXPECT_EQ(sound - pcm.begin(), 1940 * 2) << codec;
+        movie.movieTimescale = movie.timescale;
+        movie.packets.back().duration += 100;
+        movie.edits = {{movie.mediaEnd() - 1000, 1000}, {movie.mediaEnd() - 1000, 1000}};
+        expectInTime(movie, std::string(codec) + ", twice up to an end that states too much");
+    }
+}
+
+TEST(SoundInTime, FragmentsStateRoundedTimes) {
+    for (const char* codec : {"sowt", "alaw", "alac", "mp4a"}) {
+        TimedMovie movie = test::regularMovie(codec, 48'000, 2, 600, 40, true);
+        std::vector<std::int64_t> roundedUp;
+        for (TimedPacket& packet : movie.packets) {
+            roundedUp.push_back((packet.frames + 79) / 80);
+            packet.opensFragment = true;
+        }
+        expectInTime(withDurations(movie, roundedUp), codec);
     }
 }
 

@@ -153,7 +153,10 @@ void addSamples(MovieTrack& track, const TimedMovie& movie, const TimedPacket& p
 } // namespace
 
 std::int64_t TimedMovie::mediaEnd() const {
-    return packets.back().start + packets.back().duration;
+    std::int64_t end = 0;
+    for (const TimedPacket& packet : packets)
+        end = std::max(end, packet.start + packet.duration);
+    return end;
 }
 
 Bytes TimedMovie::file() const {
