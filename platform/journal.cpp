@@ -260,10 +260,15 @@ Journal::Journal(const fs::path& folder) {
         if (!isTaken || attempt == mostAttempts)
             return;
     }
-    const Host host = Host::own();
-    std::string texts(magic);
-    texts.append(1, '\0').append("boot ").append(host.boot);
-    note(texts.append(1, '\0').append("machine"), host.name);
+    try {
+        const Host host = Host::own();
+        std::string texts(magic);
+        texts.append(1, '\0').append("boot ").append(host.boot);
+        note(texts.append(1, '\0').append("machine"), host.name);
+    } catch (...) {
+        remove();
+        throw;
+    }
 }
 
 Journal::~Journal() {
@@ -278,7 +283,11 @@ void Journal::remove() noexcept {
 }
 
 void Journal::noteIdentity(const fs::path& path) noexcept {
-    note("identity", identity(AT_FDCWD, path.c_str()));
+    try {
+        note("identity", identity(AT_FDCWD, path.c_str()));
+    } catch (const std::bad_alloc&) {
+        return; // a folder that is not known by more than its hidden name
+    }
 }
 
 void Journal::note(std::string_view kind, std::string_view text) noexcept {

@@ -102,6 +102,18 @@ ssize_t moved(Kind kind, std::size_t size, Call call) {
     return call(what == shortened && size > 1 ? size / 2 : size);
 }
 
+/// Whether the allocation by this caller fails. Libraries that crash for want of memory get theirs.
+bool refused(const void* caller) {
+    if (!counting.load(std::memory_order_relaxed))
+        return false;
+    Dl_info library{};
+    if (::dladdr(caller, &library) != 0 && library.dli_fname != nullptr)
+        for (const char* const fragile : {"/libicu", "/libav", "/libminizip"})
+            if (std::strstr(library.dli_fname, fragile) != nullptr)
+                return false;
+    return fault(Allocate) > 0;
+}
+
 struct Setup {
     Setup() {
         const auto text = [](const char* name) {
@@ -275,22 +287,22 @@ void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 void* malloc(std::size_t size) {
-    return fault(Allocate) > 0 ? nullptr : __libc_malloc(size);
+    return refused(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
 }
 void* calloc(std::size_t count, std::size_t size) {
-    return fault(Allocate) > 0 ? nullptr : __libc_calloc(count, size);
+    return refused(__builtin_return_address(0)) ? nullptr : __libc_calloc(count, size);
 }
 void* realloc(void* memory, std::size_t size) {
-    return fault(Allocate) > 0 ? nullptr : __libc_realloc(memory, size);
+    return refused(__builtin_return_address(0)) ? nullptr : __libc_realloc(memory, size);
 }
 void* memalign(std::size_t alignment, std::size_t size) {
-    return fault(Allocate) > 0 ? nullptr : __libc_memalign(alignment, size);
+    return refused(__builtin_return_address(0)) ? nullptr : __libc_memalign(alignment, size);
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
-    return memalign(alignment, size);
+    return refused(__builtin_return_address(0)) ? nullptr : __libc_memalign(alignment, size);
 }
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-    *memory = memalign(alignment, size);
+    *memory = refused(__builtin_return_address(0)) ? nullptr : __libc_memalign(alignment, size);
     return *memory != nullptr ? 0 : ENOMEM;
 }
 
