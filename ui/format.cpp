@@ -3,10 +3,20 @@
 
 #include <QCoreApplication>
 #include <QLocale>
-#include <QRegularExpression>
 #include <QTextDocument>
+#include <QTimeZone>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <unicode/dtptngen.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
 
 namespace Format {
 
@@ -18,6 +28,51 @@ QString translated(const char* text) {
 
 bool fits(double value) {
     return std::abs(value) < 0x1p62; // false for what is not a number
+}
+
+/// The locale of dates, which the user may have set apart from the language (LC_TIME).
+std::string dateLocale() {
+    const QLocale locale;
+    if (locale == QLocale::system())
+        for (const char* variable : {"LC_ALL", "LC_TIME", "LANG"})
+            if (const char* name = std::getenv(variable); name != nullptr && *name != '\0') {
+                const std::string plain = std::string(name).substr(0, std::string_view(name).find('.'));
+                return plain == "C" || plain == "POSIX" ? "en" : plain;
+            }
+    return locale.bcp47Name().toStdString();
+}
+
+/// A format with these fields (Unicode Technical Standard 35, "Date Format Patterns") in the locale's own
+/// order, Gregorian. Made once for each locale: that takes longer than a frame.
+const icu::SimpleDateFormat* formatFor(const char* fields, const std::string& name) {
+    static std::map<std::pair<std::string, std::string>, std::unique_ptr<icu::SimpleDateFormat>> formats;
+    auto& format = formats[{fields, name}];
+    if (format)
+        return format.get();
+    UErrorCode error = U_ZERO_ERROR;
+    icu::Locale locale = icu::Locale::createCanonical(name.c_str());
+    locale.setKeywordValue("calendar", "gregorian", error);
+    const std::unique_ptr<icu::DateTimePatternGenerator> patterns(
+        icu::DateTimePatternGenerator::createInstance(locale, error));
+    if (U_FAILURE(error) != 0)
+        return nullptr;
+    const icu::UnicodeString pattern = patterns->getBestPattern(icu::UnicodeString(fields), error);
+    auto made = std::make_unique<icu::SimpleDateFormat>(pattern, locale, error);
+    if (U_FAILURE(error) != 0)
+        return nullptr;
+    made->adoptTimeZone(icu::TimeZone::createTimeZone(
+        icu::UnicodeString::fromUTF8(QTimeZone::systemTimeZoneId().toStdString())));
+    format = std::move(made);
+    return format.get();
+}
+
+QString formatted(const char* fields, qint64 sinceEpoch) {
+    const icu::SimpleDateFormat* format = formatFor(fields, dateLocale());
+    if (format == nullptr)
+        return QDateTime::fromMSecsSinceEpoch(sinceEpoch).date().toString(Qt::ISODate);
+    icu::UnicodeString text;
+    format->format(static_cast<UDate>(sinceEpoch), text);
+    return QString(reinterpret_cast<const QChar*>(text.getBuffer()), text.length());
 }
 
 } // namespace
@@ -50,23 +105,29 @@ QString rate(double framesPerSecond) {
 }
 
 QString date(const QDateTime& date) {
-    return QLocale().toString(date, QLocale::ShortFormat);
+    return formatted("yMdjm", date.toMSecsSinceEpoch());
 }
 
 QString date(std::chrono::system_clock::time_point date) {
     const auto sinceEpoch = std::chrono::floor<std::chrono::milliseconds>(date.time_since_epoch());
-    return Format::date(QDateTime::fromMSecsSinceEpoch(sinceEpoch.count()));
+    return formatted("yMdjm", sinceEpoch.count());
 }
 
 QString dateForName(const QDate& date) {
-    // The locale's long date without its weekday, the month abbreviated.
-    const QLocale locale;
-    QString format = locale.dateFormat(QLocale::LongFormat);
-    static const QRegularExpression weekday(QStringLiteral("[,،、]?\\s*'?[^\\s'dMy]*'?\\s*dddd?[,،.]?\\s*"));
-    format.replace(weekday, QString());
-    format.replace(QStringLiteral("MMMM"), QStringLiteral("MMM"));
-    QString text = locale.toString(date, format.trimmed());
-    return text.replace(QLatin1Char('/'), QLatin1Char('-'));
+    const QTime noon(12, 0);
+    QString name;
+    for (const QChar sign : formatted("yMMMd", QDateTime(date, noon).toMSecsSinceEpoch())) {
+        if (sign.category() == QChar::Other_Format)
+            continue; // marks of direction
+        if (sign.isSpace())
+            name += QLatin1Char(' ');
+        else
+            name += QStringLiteral("/\\:*?\"<>|").contains(sign) ? QLatin1Char('-') : sign;
+    }
+    name = name.trimmed();
+    while (name.endsWith(QLatin1Char('.'))) // ".zip" follows
+        name.chop(1);
+    return name;
 }
 
 QString timeLeft(std::optional<double> seconds) {

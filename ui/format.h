@@ -13,10 +13,10 @@ namespace Format {
 [[nodiscard]] QString length(double seconds);
 /// Frames per second with up to three decimals.
 [[nodiscard]] QString rate(double framesPerSecond);
-/// Numeric date and time of day.
+/// Day, month, four-digit year and time of day in numbers, in the order of the user's locale for dates.
 [[nodiscard]] QString date(const QDateTime& date);
 [[nodiscard]] QString date(std::chrono::system_clock::time_point date);
-/// Day, abbreviated month and year, fit for a file's name: "Nov 16, 2026".
+/// Day, abbreviated month and year, fit for a file's name anywhere: "Nov 16, 2026".
 [[nodiscard]] QString dateForName(const QDate& date);
 /// What an export still takes: "About 4 min left".
 [[nodiscard]] QString timeLeft(std::optional<double> seconds);
