@@ -2,6 +2,7 @@
 #include "model/export_place.h"
 
 #include <algorithm>
+#include <limits>
 #include <system_error>
 
 namespace {
@@ -19,6 +20,10 @@ ExportPlace exportPlace(const std::filesystem::path& zip,
     ExportPlace place;
     std::error_code error;
     place.hasFolder = is_directory(zip.parent_path(), error);
+    if (place.hasFolder)
+        if (const auto room = space(zip.parent_path(), error); !error)
+            place.freeSpace = static_cast<std::int64_t>(
+                std::min<std::uintmax_t>(room.available, std::numeric_limits<std::int64_t>::max()));
     const auto status = std::filesystem::status(zip, error);
     place.isFolder = is_directory(status);
     place.exists = exists(status);

@@ -2,14 +2,16 @@
 // What stands where a pack is to be saved.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <vector>
 
 struct ExportPlace {
-    bool hasFolder = false; ///< the folder to save in is there
-    bool isFolder = false;  ///< what has the zip's name is a folder
-    bool exists = false;    ///< something has the zip's name
+    bool hasFolder = false;                ///< the folder to save in is there
+    bool isFolder = false;                 ///< what has the zip's name is a folder
+    bool exists = false;                   ///< something has the zip's name
+    std::optional<std::int64_t> freeSpace; ///< bytes that the user can fill there, where the disk tells
     /// The one of the given folders that the place lies in, whatever links lead there.
     std::optional<std::filesystem::path> within;
 };

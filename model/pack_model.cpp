@@ -4,6 +4,7 @@
 #include <QLocale>
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <numeric>
 #include <unordered_set>
 #include <utility>
@@ -266,12 +267,24 @@ QString PackModel::summary() const {
     return tr("%1, %2", "clips, size").arg(count, byteCount(size));
 }
 
-QString PackModel::spaceMessage(ScratchAudio mode) const {
+std::int64_t PackModel::estimatedSize(ScratchAudio mode) const {
     std::vector<ClipHeader> headers;
     for (const auto& row : rows_)
         if (row->isPackable())
             headers.push_back(*row->header());
-    const QString size = byteCount(Pack::estimatedSize(headers, mode));
+    return Pack::estimatedSize(headers, mode);
+}
+
+QString PackModel::spaceWarning(ScratchAudio mode, std::int64_t freeSpace) const {
+    const std::int64_t size = estimatedSize(mode);
+    if (size <= freeSpace / 2)
+        return {};
+    const QString needed = byteCount(size > std::numeric_limits<std::int64_t>::max() / 2 ? size : 2 * size);
+    return tr("Only %1 are free there. Making the pack may need %2.").arg(byteCount(freeSpace), needed);
+}
+
+QString PackModel::spaceMessage(ScratchAudio mode) const {
+    const QString size = byteCount(estimatedSize(mode));
     return (mode == ScratchAudio::lossless
                 ? tr("Each clip's timecode and scratch audio, in the same folders: up to %1. "
                      "Making it needs twice that free on the disk.")

@@ -113,6 +113,8 @@ class PackModel : public QObject {
     [[nodiscard]] const std::optional<QString>& failure() const noexcept { return failure_; }
     /// What the save panel says of the pack's size in this mode.
     [[nodiscard]] QString spaceMessage(ScratchAudio mode) const;
+    /// Says that the pack in this mode may not fit into so many free bytes; empty where it does.
+    [[nodiscard]] QString spaceWarning(ScratchAudio mode, std::int64_t freeSpace) const;
 
     /// Looks at a place for a pack, and tells later what is there: never where the disk does not answer.
     void lookAt(const std::filesystem::path& zip, std::function<void(const ExportPlace&)> tell);
@@ -148,6 +150,7 @@ class PackModel : public QObject {
     struct Export;
     struct Ended;
 
+    [[nodiscard]] std::int64_t estimatedSize(ScratchAudio mode) const;
     void addFound(Found& discovery);
     void noticePlaces(const std::vector<std::filesystem::path>& asked, bool isNew, bool isKnown,
                       const std::vector<Pack::Place>& places);

@@ -37,12 +37,17 @@ std::filesystem::path typedPath(QString typed) {
 ExportPanel::ExportPanel(PackModel& model, QSettings& settings, QWidget* parent)
     : QDialog(parent), model_(model), settings_(settings), message_(*new QLabel(this)),
       name_(*new QLineEdit(this)), place_(*new QLineEdit(this)), audio_(*new QComboBox(this)),
-      problem_(*new QLabel(this)) {
+      space_(*new QLabel(this)), problem_(*new QLabel(this)) {
     setObjectName(QStringLiteral("exportPanel"));
     setWindowTitle(tr("Export"));
     setAttribute(Qt::WA_DeleteOnClose);
     addFields();
 
+    constexpr std::chrono::milliseconds typed(300);
+    asking_.setSingleShot(true);
+    asking_.setInterval(typed);
+    connect(&asking_, &QTimer::timeout, this, &ExportPanel::askForSpace);
+    connect(&place_, &QLineEdit::textChanged, &asking_, qOverload<>(&QTimer::start));
     constexpr std::chrono::milliseconds calm(100); // headers come by the hundred
     updating_.setSingleShot(true);
     updating_.setInterval(calm);
@@ -79,23 +84,28 @@ void ExportPanel::addFields() {
     audio_.setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     connect(&audio_, &QComboBox::currentIndexChanged, this,
             [this] { model_.setAudio(static_cast<ScratchAudio>(audio_.currentData().toInt())); });
+    space_.setObjectName(QStringLiteral("spaceWarning"));
     problem_.setObjectName(QStringLiteral("panelProblem"));
-    problem_.setWordWrap(true);
-    problem_.setTextFormat(Qt::PlainText);
-    problem_.hide();
     QPalette colours = palette();
     colours.setColor(QPalette::WindowText, Icons::orange(palette()));
-    problem_.setPalette(colours);
+    for (QLabel* label : {&space_, &problem_}) {
+        label->setWordWrap(true);
+        label->setTextFormat(Qt::PlainText);
+        label->setPalette(colours);
+        label->hide();
+    }
     for (QLineEdit* field : {&name_, &place_})
         connect(field, &QLineEdit::textEdited, &problem_, &QWidget::hide);
 
-    auto* const choose = new QPushButton(tr("&Choose…"), this);
+    auto* const choose = new QPushButton(tr("C&hoose…"), this); // "C" is Cancel's
     choose->setObjectName(QStringLiteral("choosePlace"));
     choose->setAutoDefault(false); // Return exports, wherever the focus is
     connect(choose, &QPushButton::clicked, this, &ExportPanel::choose);
     auto* const placeRow = new QHBoxLayout;
     placeRow->addWidget(&place_, 1);
     placeRow->addWidget(choose);
+    setTabOrder(&place_, choose);
+    setTabOrder(choose, &audio_);
     auto* const form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     form->addRow(tr("&Name:"), &name_);
@@ -104,7 +114,7 @@ void ExportPanel::addFields() {
     form->addRow(tr("&Scratch Audio:"), &audio_);
 
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
-    export_ = buttons->addButton(tr("Export"), QDialogButtonBox::AcceptRole);
+    export_ = buttons->addButton(tr("&Export"), QDialogButtonBox::AcceptRole);
     export_->setObjectName(QStringLiteral("panelExport"));
     export_->setDefault(true);
     connect(buttons, &QDialogButtonBox::accepted, this, &ExportPanel::accept);
@@ -115,6 +125,7 @@ void ExportPanel::addFields() {
     column->setSpacing(gap);
     column->addWidget(&message_);
     column->addLayout(form);
+    column->addWidget(&space_);
     column->addWidget(&problem_);
     column->addStretch(1);
     column->addWidget(buttons);
@@ -125,6 +136,25 @@ void ExportPanel::addFields() {
 void ExportPanel::updateMessage() {
     message_.setText(model_.spaceMessage(model_.audio()));
     audio_.setCurrentIndex(audio_.findData(static_cast<int>(model_.audio())));
+    const QString warning = freeSpace_ ? model_.spaceWarning(model_.audio(), *freeSpace_) : QString();
+    space_.setText(warning);
+    space_.setVisible(!warning.isEmpty());
+}
+
+/// One question at a time: what is typed meanwhile is asked about after the answer.
+void ExportPanel::askForSpace() {
+    if (std::exchange(asked_, true))
+        return;
+    const std::filesystem::path zip = typedZip();
+    model_.lookAt(zip, [panel = QPointer(this), zip](const ExportPlace& place) {
+        if (!panel)
+            return;
+        panel->asked_ = false;
+        if (zip.parent_path() != panel->typedZip().parent_path())
+            return panel->askForSpace();
+        panel->freeSpace_ = place.freeSpace;
+        panel->updateMessage();
+    });
 }
 
 /// Shows the first of these folders that is there and not an added one, as far as nobody has typed another.

@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QTimer>
 #include <functional>
+#include <optional>
 
 #include "model/pack_model.h"
 
@@ -17,7 +18,8 @@ class QPushButton;
 
 /// The choice of sound is the model's at once, also when the panel is cancelled. Opens on the folder of the
 /// last export, else on Documents or the home folder, never in a folder that was added. Asks before the pack
-/// replaces a file or goes into an added folder; a name without ".zip" gets it.
+/// replaces a file or goes into an added folder, warns when there may be too little room for it; a name
+/// without ".zip" gets it.
 class ExportPanel : public QDialog {
     Q_OBJECT
 
@@ -32,6 +34,7 @@ class ExportPanel : public QDialog {
   private:
     void addFields();
     void updateMessage();
+    void askForSpace();
     void suggest(std::vector<std::filesystem::path> folders);
     void setPlace(const std::filesystem::path& folder);
     void choose();
@@ -47,10 +50,14 @@ class ExportPanel : public QDialog {
     QLineEdit& name_;
     QLineEdit& place_;
     QComboBox& audio_;
+    QLabel& space_;
     QLabel& problem_;
     QPushButton* export_ = nullptr;
     std::filesystem::path folder_;    ///< that `place_` shows, as long as nobody has typed there
     std::filesystem::path agreedZip_; ///< that the desktop's dialog has asked about already
     QPointer<FileChooser> chooser_;
     QTimer updating_;
+    QTimer asking_;      ///< for the free space, once nobody types any more
+    bool asked_ = false; ///< and not answered: a disk may never do
+    std::optional<std::int64_t> freeSpace_;
 };

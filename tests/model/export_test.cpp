@@ -261,6 +261,9 @@ TEST_F(ExportTest, SaysHowMuchSpaceThePackTakes) {
                                         "Making it needs twice that free on the disk.");
     EXPECT_EQ(model().spaceMessage(ScratchAudio::lossless), text.arg(QStringLiteral("up to 1.4 MB")));
     EXPECT_EQ(model().spaceMessage(ScratchAudio::compressed), text.arg(QStringLiteral("about 80 KB")));
+    EXPECT_EQ(model().spaceWarning(ScratchAudio::lossless, 3'000'000), QString());
+    EXPECT_EQ(model().spaceWarning(ScratchAudio::lossless, 2'000'000),
+              QStringLiteral("Only 2 MB are free there. Making the pack may need 2.9 MB."));
 }
 
 TEST_F(ExportTest, PacksARealCard) {
