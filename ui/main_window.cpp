@@ -247,6 +247,7 @@ bool MainWindow::stopToQuit() {
                     model_.packing() ? tr("An export is running.") : tr("An export is about to start."),
                     QMessageBox::NoButton, this);
     box.setObjectName(QStringLiteral("quitQuestion"));
+    box.setInformativeText(tr("If you quit, no pack is saved."));
     const auto* const stop = box.addButton(tr("Stop and Quit"), QMessageBox::DestructiveRole);
     QPushButton* const keep = box.addButton(tr("Keep Exporting"), QMessageBox::RejectRole);
     box.setDefaultButton(keep);

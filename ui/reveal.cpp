@@ -1,15 +1,59 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/reveal.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDesktopServices>
+#include <QMessageBox>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QStringList>
+#include <chrono>
 
+#include "model/text.h"
 #include "ui/desktop_call.h"
 #include "ui/paths.h"
 
-void reveal(const std::vector<std::filesystem::path>& paths, QObject* context) {
+namespace {
+
+/// With the place, for those who know another way there.
+void sayNone(const std::filesystem::path& folder, QWidget* window) {
+    auto* const box = new QMessageBox(QMessageBox::Information, window->windowTitle(),
+                                      QCoreApplication::translate("Reveal", "No file manager can be opened."),
+                                      QMessageBox::Close, window);
+    box->setObjectName(QStringLiteral("noFileManager"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    box->setInformativeText(
+        QCoreApplication::translate("Reveal", "The place is %1").arg(text(folder.native())));
+    box->open();
+}
+
+/// The desktop's opener tells by its exit code that it knows no program; the toolkit does not wait for that.
+void openFolder(const std::filesystem::path& folder, QWidget* window) {
+    const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+    if (opener.isEmpty()) {
+        if (!QDesktopServices::openUrl(fileURL(folder)))
+            sayNone(folder, window);
+        return;
+    }
+    auto* const process = new QProcess(window);
+    const auto begin = std::chrono::steady_clock::now();
+    QObject::connect(process, &QProcess::finished, window, [=](int code, QProcess::ExitStatus) {
+        process->deleteLater();
+        // Where it stays with the file manager, a late code is the file manager's own.
+        constexpr std::chrono::seconds prompt(10);
+        if (code != 0 && std::chrono::steady_clock::now() - begin < prompt)
+            sayNone(folder, window);
+    });
+    process->start(opener, {QString::fromLatin1(fileURL(folder).toEncoded())});
+}
+
+} // namespace
+
+void reveal(const std::vector<std::filesystem::path>& paths, QWidget* window) {
     if (paths.empty())
         return;
     QStringList urls;
@@ -19,9 +63,9 @@ void reveal(const std::vector<std::filesystem::path>& paths, QObject* context) {
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << urls << QString();
-    callDesktop(QDBusConnection::sessionBus(), call, context,
-                [folder = fileURL(paths.front().parent_path())](const QDBusMessage& answer) {
+    callDesktop(QDBusConnection::sessionBus(), call, window,
+                [folder = paths.front().parent_path(), window](const QDBusMessage& answer) {
                     if (answer.type() == QDBusMessage::ErrorMessage)
-                        QDesktopServices::openUrl(folder);
+                        openFolder(folder, window);
                 });
 }

@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <vector>
 
-class QObject;
+class QWidget;
 
 /// Opens the file manager with these files and folders selected, all at once; where none offers that
-/// (org.freedesktop.FileManager1), opens the folder of the first. Returns at once; `context` lives until the
-/// answer or makes it not matter.
-void reveal(const std::vector<std::filesystem::path>& paths, QObject* context);
+/// (org.freedesktop.FileManager1), opens the folder of the first; where nothing opens that, says
+/// so before `window`. Returns at once.
+void reveal(const std::vector<std::filesystem::path>& paths, QWidget* window);
