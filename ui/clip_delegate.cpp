@@ -83,6 +83,14 @@ void ClipDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     bar.initFrom(option.widget);
     bar.state |= QStyle::State_Horizontal | QStyle::State_Enabled;
     bar.direction = option.direction;
+    if ((option.state & QStyle::State_Selected) != 0) {
+        // On the selection's colour a bar of the same colour would not be seen.
+        const QColor ground = option.palette.color(QPalette::Highlight);
+        bar.palette.setColor(QPalette::Highlight, option.palette.color(QPalette::HighlightedText));
+        constexpr int darker = 130;
+        for (const auto role : {QPalette::Base, QPalette::Window, QPalette::Button})
+            bar.palette.setColor(role, ground.darker(darker));
+    }
     QRect rect = option.rect.adjusted(margin + cellPadding, 5, -margin - cellPadding, -5);
     rect.setWidth(qMin(rect.width(), widest));
     bar.rect = QStyle::visualRect(option.direction, option.rect, rect);

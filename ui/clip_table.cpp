@@ -3,12 +3,12 @@
 
 #include <QAccessible>
 #include <QAction>
-#include <QActionGroup>
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QMenu>
 #include <QPainter>
+#include <QScrollBar>
 #include <QStyle>
 #include <algorithm>
 #include <utility>
@@ -19,9 +19,6 @@
 
 namespace {
 
-constexpr QLatin1String columnsKey("columns");
-constexpr int nameColumn = static_cast<int>(ClipColumn::name);
-
 /// Titles stand over their columns' texts.
 class PaddedHeader : public QHeaderView {
   public:
@@ -30,8 +27,7 @@ class PaddedHeader : public QHeaderView {
   protected:
     void initStyleOptionForIndex(QStyleOptionHeader* option, int section) const override {
         QHeaderView::initStyleOptionForIndex(option, section);
-        if (section != nameColumn)
-            option->text = QChar(QChar::Nbsp) + option->text + QChar(QChar::Nbsp);
+        option->text = QChar(QChar::Nbsp) + option->text + QChar(QChar::Nbsp);
     }
 };
 
@@ -63,6 +59,8 @@ ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
 
     remove_->setShortcuts({QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)});
     remove_->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+    reveal_->setShortcut(Qt::CTRL | Qt::Key_R);
+    reveal_->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     addActions({remove_, reveal_});
     connect(remove_, &QAction::triggered, this, [this] { model_.remove(meantClips()); });
     connect(reveal_, &QAction::triggered, this, [this] {
@@ -107,133 +105,6 @@ ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
 ClipTable::~ClipTable() {
     if (keeping_.isActive())
         keepColumns();
-}
-
-void ClipTable::setUpColumns() {
-    const int margin = 2 * (style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1) +
-                       2 * style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, this) +
-                       2 * ClipDelegate::cellPadding;
-    widths_ = columnWidths(font(), margin);
-    header()->setSectionsMovable(true);
-    header()->setFirstSectionMovable(false);
-    header()->setSectionResizeMode(QHeaderView::Interactive);
-    header()->setMinimumSectionSize(std::ranges::min(widths_, {}, &ColumnWidth::least).least);
-    header()->setStretchLastSection(true);
-    for (int column = 0; column < clipColumnCount; ++column)
-        header()->resizeSection(column, widths_[static_cast<std::size_t>(column)].ideal);
-    restoreColumns();
-    // Each launch begins in the file browser's order, to which the third click on a header leads back.
-    header()->setSortIndicatorClearable(true);
-    header()->setSortIndicator(-1, Qt::AscendingOrder);
-    setSortingEnabled(true);
-    updateStretch();
-
-    keeping_.setSingleShot(true);
-    keeping_.setInterval(500);
-    connect(&keeping_, &QTimer::timeout, this, &ClipTable::keepColumns);
-    connect(header(), &QHeaderView::sectionMoved, this, [this] {
-        updateStretch();
-        keeping_.start();
-    });
-    connect(header(), &QHeaderView::sectionResized, this, [this](int column, int, int width) {
-        limitWidth(column, width);
-        // Only what the user does by hand is a choice: the last column also follows the window.
-        if (QApplication::mouseButtons() != Qt::NoButton && header()->underMouse())
-            keeping_.start();
-    });
-    header()->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(header(), &QWidget::customContextMenuRequested, this, [this](const QPoint& position) {
-        QMenu menu(this);
-        addColumnSwitches(menu);
-        menu.exec(header()->mapToGlobal(position));
-    });
-}
-
-void ClipTable::restoreColumns() {
-    const QByteArray state = settings_.value(columnsKey).toByteArray();
-    if (state.isEmpty() || !header()->restoreState(state))
-        return;
-    // The font, or the settings file, may not be the one of then.
-    header()->setSectionHidden(nameColumn, false);
-    if (header()->visualIndex(nameColumn) != 0)
-        header()->moveSection(header()->visualIndex(nameColumn), 0);
-    header()->setSectionsMovable(true);
-    header()->setFirstSectionMovable(false);
-    for (int column = 0; column < clipColumnCount; ++column)
-        if (!header()->isSectionHidden(column))
-            limitWidth(column, header()->sectionSize(column));
-}
-
-void ClipTable::keepColumns() {
-    settings_.setValue(columnsKey, header()->saveState());
-}
-
-void ClipTable::limitWidth(int column, int width) {
-    const ColumnWidth& limits = widths_[static_cast<std::size_t>(column)];
-    // A hidden column has no width.
-    const int allowed = width == 0 ? 0 : std::clamp(width, limits.least, limits.most);
-    if (allowed != width)
-        header()->resizeSection(column, allowed);
-}
-
-/// Until the user has set the columns, the name gets a share of what the window has to spare; the last column
-/// takes the rest.
-void ClipTable::resizeEvent(QResizeEvent* event) {
-    QTreeView::resizeEvent(event);
-    if (settings_.contains(columnsKey) || keeping_.isActive())
-        return;
-    int spare = viewport()->width();
-    for (const ColumnWidth& width : widths_)
-        spare -= width.ideal;
-    const ColumnWidth& name = widths_[static_cast<std::size_t>(nameColumn)];
-    header()->resizeSection(nameColumn, name.ideal + std::max(0, spare / 4));
-}
-
-/// The last column takes what is left of the window, if it may grow so wide.
-void ClipTable::updateStretch() {
-    int last = nameColumn;
-    for (int place = 0; place < clipColumnCount; ++place)
-        if (const int column = header()->logicalIndex(place); !header()->isSectionHidden(column))
-            last = column;
-    header()->setStretchLastSection(widths_[static_cast<std::size_t>(last)].most == QWIDGETSIZE_MAX);
-}
-
-void ClipTable::addColumnSwitches(QMenu& menu) {
-    for (int column = 0; column < clipColumnCount; ++column) {
-        if (column == nameColumn)
-            continue;
-        QAction* const show = menu.addAction(title(static_cast<ClipColumn>(column)));
-        show->setCheckable(true);
-        show->setChecked(!header()->isSectionHidden(column));
-        connect(show, &QAction::toggled, this, [this, column](bool shown) {
-            header()->setSectionHidden(column, !shown);
-            if (shown && header()->sectionSize(column) == 0)
-                header()->resizeSection(column, widths_[static_cast<std::size_t>(column)].ideal);
-            updateStretch();
-            keepColumns();
-        });
-    }
-}
-
-void ClipTable::addOrders(QMenu& menu) {
-    auto* const group = new QActionGroup(&menu);
-    const auto add = [&](const QString& text, int column) {
-        QAction* const order = menu.addAction(text);
-        order->setCheckable(true);
-        order->setActionGroup(group);
-        order->setChecked(header()->sortIndicatorSection() == column);
-        // As with clicks: the same one again turns the order round.
-        connect(order, &QAction::triggered, this, [this, column] {
-            const bool again = header()->sortIndicatorSection() == column;
-            const bool wasAscending = header()->sortIndicatorOrder() == Qt::AscendingOrder;
-            header()->setSortIndicator(column,
-                                       again && wasAscending ? Qt::DescendingOrder : Qt::AscendingOrder);
-        });
-    };
-    add(tr("Folder Order"), -1);
-    menu.addSeparator();
-    for (int column = 0; column < clipColumnCount; ++column)
-        add(title(static_cast<ClipColumn>(column)), column);
 }
 
 /// Expansion and selection as the model says, also of lines that have just come.
@@ -366,7 +237,58 @@ void ClipTable::keyPressEvent(QKeyEvent* event) {
         event->ignore();
         return;
     }
+    // Not every platform makes an event of this key.
+    if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
+        QContextMenuEvent asked(QContextMenuEvent::Keyboard, viewport()->rect().center(),
+                                viewport()->mapToGlobal(viewport()->rect().center()));
+        contextMenuEvent(&asked);
+        return;
+    }
     QTreeView::keyPressEvent(event);
+}
+
+void ClipTable::resizeEvent(QResizeEvent* event) {
+    QTreeView::resizeEvent(event);
+    fitColumns();
+}
+
+/// Bands and selections go on behind the last column.
+void ClipTable::drawRow(QPainter* painter, const QStyleOptionViewItem& option,
+                        const QModelIndex& index) const {
+    QTreeView::drawRow(painter, option, index);
+    const int end = header()->length() - header()->offset();
+    const int height = option.rect.height();
+    if (end >= viewport()->width() || height <= 0)
+        return;
+    const QRect rest = QStyle::visualRect(layoutDirection(), viewport()->rect(),
+                                          QRect(end, option.rect.y(), viewport()->width() - end, height));
+    const bool odd = (option.rect.y() + verticalScrollBar()->value()) / height % 2 != 0;
+    const auto group = isActiveWindow() ? QPalette::Active : QPalette::Inactive;
+    painter->fillRect(rest, palette().brush(group, selectionModel()->isSelected(index) ? QPalette::Highlight
+                                                   : odd ? QPalette::AlternateBase
+                                                         : QPalette::Base));
+}
+
+/// The arrow of a selected folder has the colour of the text beside it.
+void ClipTable::drawBranches(QPainter* painter, const QRect& rect, const QModelIndex& index) const {
+    if (!selectionModel()->isSelected(index) || lines_.rowCount(index) == 0)
+        return QTreeView::drawBranches(painter, rect, index);
+    QStyleOption arrow;
+    arrow.initFrom(this);
+    const QColor colour = palette().color(QPalette::HighlightedText);
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        arrow.palette.setColor(role, colour);
+    painter->fillRect(
+        rect, palette().brush(isActiveWindow() ? QPalette::Active : QPalette::Inactive, QPalette::Highlight));
+    constexpr int side = 9;
+    const QRect cell =
+        isRightToLeft() ? QRect(rect.left(), rect.top(), indentation(), rect.height())
+                        : QRect(rect.right() + 1 - indentation(), rect.top(), indentation(), rect.height());
+    arrow.rect = QRect(cell.center().x() - side / 2, cell.center().y() - side / 2, side, side);
+    style()->drawPrimitive(isExpanded(index) ? QStyle::PE_IndicatorArrowDown
+                           : isRightToLeft() ? QStyle::PE_IndicatorArrowLeft
+                                             : QStyle::PE_IndicatorArrowRight,
+                           &arrow, painter, this);
 }
 
 void ClipTable::showEvent(QShowEvent* event) {

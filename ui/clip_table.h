@@ -31,7 +31,7 @@ class ClipTable : public QTreeView {
     /// Shows the clips with problems only.
     [[nodiscard]] QAction* onlyProblemsAction() const { return onlyProblems_; }
     void selectAll() override;
-    /// Fills a menu with one switch for each column that can be hidden.
+    /// Fills a menu with one switch for each column that can be hidden, and the way back to the first layout.
     void addColumnSwitches(QMenu& menu);
     /// Fills a menu with the orders that clicks on the header give.
     void addOrders(QMenu& menu);
@@ -48,13 +48,17 @@ class ClipTable : public QTreeView {
     void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
                      const QList<int>& roles) override;
     void paintEvent(QPaintEvent* event) override;
+    void drawRow(QPainter* painter, const QStyleOptionViewItem& option,
+                 const QModelIndex& index) const override;
+    void drawBranches(QPainter* painter, const QRect& rect, const QModelIndex& index) const override;
 
   private:
     void setUpColumns();
     void restoreColumns();
     void keepColumns();
     void limitWidth(int column, int width);
-    void updateStretch();
+    void fitColumns();
+    void resetColumns();
     void followModel();
     void updateActions();
     void goToProblem(bool forward);
@@ -71,6 +75,8 @@ class ClipTable : public QTreeView {
     QAction* previousProblem_;
     QAction* onlyProblems_;
     QTimer keeping_;
+    int statusWidth_ = 0; ///< that the user wants at least
+    bool fitting_ = false;
     int changesSincePaint_ = 0;
     bool following_ = false; ///< what changes comes from the model
 };

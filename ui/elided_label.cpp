@@ -10,25 +10,17 @@
 
 #include "ui/format.h"
 
-ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent) : QFrame(parent), mode_(mode) {
+ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent) : QLabel(parent), mode_(mode) {
+    setTextFormat(Qt::PlainText);
     setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
 }
 
-void ElidedLabel::setText(const QString& text) {
-    if (text == text_)
-        return;
-    text_ = text;
-    setAccessibleName(text);
-    updateGeometry();
-    update();
-}
-
 QString ElidedLabel::shownText() const {
-    return fontMetrics().elidedText(text_, mode_, width());
+    return fontMetrics().elidedText(text(), mode_, width());
 }
 
 QSize ElidedLabel::sizeHint() const {
-    return {fontMetrics().horizontalAdvance(text_) + 1, fontMetrics().height()};
+    return {fontMetrics().horizontalAdvance(text()) + 1, fontMetrics().height()};
 }
 
 QSize ElidedLabel::minimumSizeHint() const {
@@ -47,9 +39,9 @@ void ElidedLabel::paintEvent(QPaintEvent*) {
 
 bool ElidedLabel::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip)
-        return QFrame::event(event);
-    if (shownText() != text_)
-        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), Format::toolTip(text_), this);
+        return QLabel::event(event);
+    if (shownText() != text())
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), Format::toolTip(text()), this);
     else
         QToolTip::hideText();
     return true;

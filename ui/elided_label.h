@@ -2,16 +2,14 @@
 // One line of text that is cut to the room there is; the whole text is its tooltip then.
 #pragma once
 
-#include <QFrame>
+#include <QLabel>
 
-class ElidedLabel : public QFrame {
+class ElidedLabel : public QLabel {
     Q_OBJECT
 
   public:
     explicit ElidedLabel(Qt::TextElideMode mode, QWidget* parent = nullptr);
 
-    [[nodiscard]] const QString& text() const { return text_; }
-    void setText(const QString& text);
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
 
@@ -22,6 +20,5 @@ class ElidedLabel : public QFrame {
   private:
     [[nodiscard]] QString shownText() const;
 
-    QString text_;
     Qt::TextElideMode mode_;
 };

@@ -4,7 +4,6 @@
 #include <QDesktopServices>
 #include <QEvent>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QPainter>
 #include <QProgressBar>
 #include <QStyle>
@@ -16,24 +15,20 @@
 #include "ui/elided_label.h"
 #include "ui/format.h"
 #include "ui/icons.h"
+#include "ui/link_button.h"
 
 namespace {
 
 constexpr int iconSide = 16;
 constexpr int barSteps = 1000;
-constexpr QLatin1String revealLink("reveal");
 constexpr QLatin1String formatsLink("https://support.apple.com/kb/DL2100");
-
-QString link(QLatin1String target, const QString& title) {
-    return QStringLiteral("<a href=\"%1\">%2</a>").arg(target, title.toHtmlEscaped());
-}
 
 } // namespace
 
 StatusBar::StatusBar(PackModel& model, QWidget* parent)
     : QWidget(parent), model_(model), icon_(*new QLabel(this)),
       text_(*new ElidedLabel(Qt::ElideMiddle, this)), bar_(*new QProgressBar(this)), time_(*new QLabel(this)),
-      link_(*new QLabel(this)), remarkIcon_(*new QLabel(this)),
+      link_(*new LinkButton(this)), remarkIcon_(*new QLabel(this)),
       remark_(*new ElidedLabel(Qt::ElideRight, this)) {
     setObjectName(QStringLiteral("statusBar"));
     setAccessibleName(tr("Status"));
@@ -46,16 +41,19 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     text_.setFont(withEqualDigits(text_.font()));
     time_.setFont(withEqualDigits(time_.font()));
     bar_.setTextVisible(false);
-    bar_.setFixedSize(220, 14);
+    // Gives way before the texts do.
+    bar_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    bar_.setFixedHeight(14);
+    bar_.setMinimumWidth(24);
+    bar_.setMaximumWidth(220);
     bar_.setAccessibleName(tr("Progress"));
     icon_.setFixedSize(iconSide, iconSide);
     remarkIcon_.setFixedSize(iconSide, iconSide);
-    link_.setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-    connect(&link_, &QLabel::linkActivated, this, [this](const QString& target) {
-        if (target != revealLink)
-            QDesktopServices::openUrl(QUrl(target));
-        else if (model_.saved())
+    connect(&link_, &QPushButton::clicked, this, [this] {
+        if (model_.saved())
             Q_EMIT revealed({model_.saved()->url});
+        else
+            QDesktopServices::openUrl(QUrl(formatsLink));
     });
 
     auto* row = new QHBoxLayout(this);
@@ -67,7 +65,7 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
          {static_cast<QWidget*>(&icon_), static_cast<QWidget*>(&text_), static_cast<QWidget*>(&bar_),
           static_cast<QWidget*>(&time_), static_cast<QWidget*>(&link_), static_cast<QWidget*>(&remarkIcon_),
           static_cast<QWidget*>(&remark_)})
-        row->addWidget(part, 0, Qt::AlignVCenter);
+        row->addWidget(part, part == &bar_ ? 1000 : 0, Qt::AlignVCenter);
     row->addStretch(1);
     // The same height whatever is shown: the table above must not jump.
     const int tallest = std::max({bar_.sizeHint().height(), text_.sizeHint().height(), iconSide});
@@ -132,11 +130,11 @@ void StatusBar::refresh() {
         showText(tr("Saved “%1”, %2. Send it to Olvane.")
                      .arg(fileName(model_.saved()->url), byteCount(model_.saved()->size)),
                  Look::plain);
-        link_.setText(link(revealLink, tr("Show in Finder")));
+        link_.setText(tr("Show in Finder"));
         link_.show();
     } else if (model_.cantOpen()) {
         showText(tr("This Mac can't open MXF files yet."), Look::plain);
-        link_.setText(link(formatsLink, tr("Get Apple's Pro Video Formats")));
+        link_.setText(tr("Get Apple's Pro Video Formats"));
         link_.show();
     } else {
         showText(model_.summary(), Look::secondary);

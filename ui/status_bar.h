@@ -8,6 +8,7 @@
 #include "model/pack_model.h"
 
 class ElidedLabel;
+class LinkButton;
 class QLabel;
 class QProgressBar;
 
@@ -41,7 +42,7 @@ class StatusBar : public QWidget {
     ElidedLabel& text_;
     QProgressBar& bar_;
     QLabel& time_;
-    QLabel& link_;
+    LinkButton& link_;
     QLabel& remarkIcon_;
     ElidedLabel& remark_;
     QTimer refreshing_;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The whole way of a card through the real window, by a person's means: drops, clicks and keys.
+#include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
 #include <QHeaderView>
@@ -86,11 +87,74 @@ TEST_F(RoadTest, FromAnEmptyWindowToASavedPack) {
     runChecked({"unzip", "-tqq", zip});
 
     FakeService files("org.freedesktop.FileManager1", QVariant());
-    Q_EMIT part<QLabel>("statusLink").linkActivated(QStringLiteral("reveal"));
+    table.setFocus();
+    QTest::keyClick(&table, Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), &part<QWidget>("statusLink"));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
     ASSERT_TRUE(eventually([&] { return files.calls.size() == 1; }));
     EXPECT_EQ(files.calls[0].first, "ShowItems");
     EXPECT_EQ(files.calls[0].second[0].toStringList(),
               QStringList{QString::fromLatin1(fileURL(zip).toEncoded())});
+}
+
+TEST_F(RoadTest, SaysWhereTheFileIsWhenNoFileManagerOpens) {
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    auto& table = part<ClipTable>("clipTable");
+    table.setCurrentIndex(table.model()->index(0, 0));
+    folder.write("xdg-open"); // not a program
+    const QByteArray programs = qgetenv("PATH");
+    qputenv("PATH", QByteArray::fromStdString(folder.path().native()));
+    QTest::keyClick(&table, Qt::Key_R, Qt::ControlModifier);
+    auto& box = dialog<QMessageBox>("noFileManager");
+    qputenv("PATH", programs);
+    EXPECT_THAT(box.informativeText().toStdString(), testing::HasSubstr(folder.path().native()));
+    QTest::keyClick(&box, Qt::Key_Escape);
+    EXPECT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
+}
+
+TEST_F(RoadTest, AScreenReaderIsToldWhatEverythingIs) {
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    const auto told = [](QObject* object) {
+        const QAccessibleInterface* part = QAccessible::queryAccessibleInterface(object);
+        return std::pair(part->role(), part->text(QAccessible::Name).toStdString());
+    };
+    ASSERT_TRUE(eventually([this] { return statusText().starts_with("3 clips"); }));
+    const std::tuple<const char*, QAccessible::Role, std::string> parts[] = {
+        {"clipTable", QAccessible::Tree, "Clips"},
+        {"addFolders", QAccessible::PushButton, "Add Folders"},
+        {"exportButton", QAccessible::PushButton, "Export…"},
+        {"statusText", QAccessible::StaticText, statusText()},
+        {"statusBarProgress", QAccessible::ProgressBar, "Progress"},
+    };
+    for (const auto& [name, role, text] : parts)
+        EXPECT_EQ(told(&part<QWidget>(name)), std::pair(role, text)) << name;
+    auto* const table =
+        QAccessible::queryAccessibleInterface(&part<ClipTable>("clipTable"))->tableInterface();
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->rowCount(), 5);
+    EXPECT_EQ(table->cellAt(2, 0)->text(QAccessible::Name), QStringLiteral("C1"));
+    EXPECT_EQ(table->cellAt(2, 7)->text(QAccessible::Name), QStringLiteral("Ready"));
+    auto& bar = part<QProgressBar>("statusBarProgress");
+    bar.setRange(0, 1000);
+    bar.setValue(250);
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(&bar)->valueInterface()->currentValue().toInt(), 250);
+
+    // Every field and button of the panel has a name and can be reached by Tab; a choice is its value, with
+    // its label as a relation.
+    click(part<QPushButton>("exportButton"));
+    auto& panel = dialog("exportPanel");
+    EXPECT_LE(panel.width(), 800);
+    EXPECT_LE(panel.height(), 500);
+    std::vector<std::string> names;
+    for (int step = 0; step < 6; ++step) {
+        names.push_back(told(QApplication::focusWidget()).second);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    }
+    EXPECT_THAT(names, ElementsAre("Name:", "Place:", "Choose…", "Lossless", "Export", "Cancel"));
+    QTest::keyClick(&panel, Qt::Key_Escape);
+    EXPECT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
 }
 
 TEST_F(RoadTest, DeletesRevealsAndHidesByKeyboard) {
@@ -182,7 +246,7 @@ TEST_F(RoadTest, ColumnsKeepTheirLimitsAndAreRemembered) {
     header.moveSection(header.visualIndex(length), 6);
     QMenu menu;
     part<ClipTable>("clipTable").addColumnSwitches(menu);
-    EXPECT_EQ(menu.actions().size(), clipColumnCount - 1);
+    EXPECT_EQ(menu.actions().size(), clipColumnCount - 1 + 2);
     menu.actions()[fps - 1]->toggle();
     EXPECT_TRUE(header.isSectionHidden(fps));
 
@@ -191,6 +255,16 @@ TEST_F(RoadTest, ColumnsKeepTheirLimitsAndAreRemembered) {
     EXPECT_TRUE(restored.isSectionHidden(fps));
     EXPECT_EQ(restored.visualIndex(length), 6);
     EXPECT_EQ(restored.sectionSize(length), 40);
+    QMenu again;
+    part<ClipTable>("clipTable").addColumnSwitches(again);
+    again.actions().back()->trigger();
+    window->show();
+    ASSERT_TRUE(eventually([this] { return window->isActiveWindow(); }));
+    EXPECT_FALSE(restored.isSectionHidden(fps));
+    EXPECT_EQ(restored.visualIndex(length), length);
+    EXPECT_EQ(restored.sectionSize(length), widest);
+    EXPECT_EQ(restored.sectionSize(0), 220);
+    EXPECT_EQ(restored.length(), part<ClipTable>("clipTable").viewport()->width()) << "Status has the rest";
 }
 
 TEST_F(RoadTest, TwentyCardsLeaveNothingBehind) {
@@ -229,6 +303,7 @@ TEST_F(RoadTest, ClosingDuringAnExportAsksOnce) {
         QTimer::singleShot(0, window.get(), [&, text] {
             auto& box = dialog<QMessageBox>("quitQuestion");
             EXPECT_EQ(box.text(), QStringLiteral("An export is running."));
+            EXPECT_EQ(box.informativeText(), QStringLiteral("If you quit, no pack is saved."));
             asked = true;
             for (QAbstractButton* button : box.buttons())
                 if (button->text().remove(QLatin1Char('&')) == QLatin1String(text))

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Takes pictures of the window in each of its states. The clips and the pace of the work are made up; the
 // window, its model and the screen are real.
+#include <QAction>
 #include <QApplication>
 #include <QDir>
 #include <QDragEnterEvent>
+#include <QHeaderView>
 #include <QMimeData>
 #include <QScreen>
 #include <QSettings>
@@ -201,8 +203,13 @@ int main(int argc, char** argv) {
         return 2;
     if (words.contains(QStringLiteral("--dark")))
         QApplication::setPalette(darkPalette());
-    if (words.contains(QStringLiteral("--right-to-left")))
-        QApplication::setLayoutDirection(Qt::RightToLeft);
+    const auto valueOf = [&](const char* option) {
+        const qsizetype place = words.indexOf(QLatin1String(option));
+        return place > 0 ? words.value(place + 1) : QString();
+    };
+    if (const QString name = valueOf("--locale"); !name.isEmpty())
+        QLocale::setDefault(QLocale(name));
+    QApplication::setLayoutDirection(QLocale().textDirection());
 
     const QTemporaryDir settingsFolder;
     QSettings settings(settingsFolder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
@@ -210,6 +217,8 @@ int main(int argc, char** argv) {
     Pace packing;
     PackModel model(settings, operations(reading, packing));
     MainWindow window(model, settings);
+    if (const int width = valueOf("--width").toInt(); width > 0)
+        window.resize(width, window.height());
     window.show();
     if (!QTest::qWaitForWindowActive(&window))
         return 1;
@@ -236,6 +245,9 @@ int main(int argc, char** argv) {
     auto& table = *window.findChild<ClipTable*>();
     table.setCurrentIndex(table.model()->index(0, 0, table.model()->index(0, 0, table.model()->index(0, 0))));
     photographer.take("selected");
+    table.onlyProblemsAction()->trigger();
+    photographer.take("problems");
+    table.onlyProblemsAction()->trigger();
     window.exportPack();
     photographer.take("save");
     for (QWidget* panel : window.findChildren<QWidget*>(QStringLiteral("exportPanel")))
@@ -248,9 +260,16 @@ int main(int argc, char** argv) {
     QTest::qWait(2'500);
     packing.allow(5);
     QTest::qWait(1'100);
+    table.selectAll();
     photographer.take("exporting");
+    table.clearSelection();
+    photographer.take("exporting-more");
     packing.allow(manySteps);
     photographer.take("saved");
+    model.setAudio(ScratchAudio::none);
+    table.header()->setSortIndicator(static_cast<int>(ClipColumn::status), Qt::AscendingOrder);
+    window.findChild<QWidget*>(QStringLiteral("statusLink"))->setFocus(Qt::TabFocusReason);
+    photographer.take("sorted");
     model.pack("/media/out/full.zip");
     photographer.take("failure");
     return 0;
