@@ -201,6 +201,7 @@ PathSet ClipTable::selectedIDs() const {
 
 void ClipTable::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) {
     QTreeView::selectionChanged(selected, deselected);
+    viewport()->update(); // the base class leaves the arrows out where lines run from right to left
     if (std::exchange(following_, true))
         return;
     model_.setSelection(selectedIDs());

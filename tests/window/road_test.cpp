@@ -153,6 +153,13 @@ TEST_F(RoadTest, AScreenReaderIsToldWhatEverythingIs) {
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }
     EXPECT_THAT(names, ElementsAre("Name:", "Place:", "Choose…", "Lossless", "Export", "Cancel"));
+    // Nothing can be stored there.
+    auto& place = part<QLineEdit>("packPlace");
+    place.selectAll();
+    QTest::keyClicks(&place, QStringLiteral("/proc"));
+    auto& warning = part<QLabel>("spaceWarning");
+    EXPECT_TRUE(eventually([&] { return warning.isVisible(); }));
+    EXPECT_THAT(warning.text().toStdString(), testing::StartsWith("Only 0 bytes are free there. "));
     QTest::keyClick(&panel, Qt::Key_Escape);
     EXPECT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
 }
