@@ -17,18 +17,6 @@ namespace {
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
-std::vector<std::string> names(const fs::path& folder) {
-    std::vector<std::string> result;
-    for (const auto& entry : fs::directory_iterator(folder))
-        result.push_back(entry.path().filename().string());
-    return result;
-}
-
-std::string content(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 /// What an earlier zip begins with, which is as far as anyone looks.
 constexpr const char* earlier = "PK\3\4 earlier";
 
@@ -99,7 +87,7 @@ TEST_F(Assembly, PacksEveryClipIntoOneZip) {
     EXPECT_THAT(entries(),
                 ElementsAre("Day 1/", "Day 1/A001/", "Day 1/A001/CLIP/", "Day 1/A001/CLIP/C1.mov",
                             "Day 1/A001/CLIP/C2.mov", "Day 1/top.mov", "Day 1/Ferrowick Report.csv"));
-    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
+    EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, PacksAReportWithoutClips) {
@@ -127,13 +115,13 @@ TEST_F(Assembly, LosesNoneOfTheClipsWithOnePath) {
               "saved");
     test::runChecked({"unzip", "-q", zip_.string(), "-d", (folder_ / "out").string()});
     const fs::path out = folder_ / "out/Day 1";
-    EXPECT_EQ(content(out / "A/C3.mov"), "C3.mov");
-    EXPECT_EQ(content(out / "A/C3 2.mov"), "C3.mp4");
-    EXPECT_EQ(content(out / "A/C4.mov/C5.mov"), "C5.mov");
-    EXPECT_EQ(content(out / "A/C4 2.mov"), "C4.mov");
+    EXPECT_EQ(test::contents(out / "A/C3.mov"), "C3.mov");
+    EXPECT_EQ(test::contents(out / "A/C3 2.mov"), "C3.mp4");
+    EXPECT_EQ(test::contents(out / "A/C4.mov/C5.mov"), "C5.mov");
+    EXPECT_EQ(test::contents(out / "A/C4 2.mov"), "C4.mov");
     EXPECT_THAT(events_, testing::IsSupersetOf({"A/C3: Can't read this clip.", "A/C3 packed", "A/C3 2 packed",
                                                 "A/c3: Can't read this clip."}));
-    const std::string report = content(out / "Ferrowick Report.csv");
+    const std::string report = test::contents(out / "Ferrowick Report.csv");
     for (const char* part :
          {"A,C3,C3.braw,,", "Not packed: Can't read this clip.\nA,C3,C3.mov,", ",a note\nA,C3,C3.mp4,",
           ",a note; copy named C3 2\nA,c3,c3.braw,,", ",a note; copy named C4 2\n"})
@@ -163,7 +151,7 @@ TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
         clips.push_back(clip("A/" + std::to_string(number)));
     std::size_t most = 0;
     write_ = [&](const PackClip&, const fs::path& to, auto&&...) {
-        most = std::max(most, names(to.parent_path()).size());
+        most = std::max(most, test::names(to.parent_path()).size());
         return PackResult{};
     };
     EXPECT_EQ(make(clips), "saved");
@@ -180,8 +168,8 @@ TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
     events_.clear();
     EXPECT_EQ(make(clips), "The zip can't be written in " + place_.string() + ": no such file or directory.");
     EXPECT_THAT(events_, testing::Not(testing::Contains("A/59 0")));
-    EXPECT_TRUE(content(zip_) == content(folder_ / "before"));
-    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
+    EXPECT_TRUE(test::contents(zip_) == test::contents(folder_ / "before"));
+    EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, StopsBetweenClipsAndInsideOne) {
@@ -197,8 +185,8 @@ TEST_F(Assembly, StopsBetweenClipsAndInsideOne) {
     cancelled_ = false;
     EXPECT_EQ(make({clip("1"), clip("2 inside"), clip("3")}), "Stopped.");
     EXPECT_THAT(events_, ElementsAre("1 0", "1 packed", "2 inside 0"));
-    EXPECT_EQ(content(zip_), earlier);
-    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
+    EXPECT_EQ(test::contents(zip_), earlier);
+    EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, TellsOfProgressInHundredthsAtLeast) {
@@ -253,8 +241,8 @@ TEST_F(Assembly, ReplacesOnlyZipsAndEmptyFiles) {
         zip_ = name;
         EXPECT_EQ(make({precious}), "The zip can't be saved " + why + ".");
     }
-    EXPECT_EQ(content(precious.source), "A");
-    EXPECT_EQ(content(folder_ / "B.mov"), movie);
+    EXPECT_EQ(test::contents(precious.source), "A");
+    EXPECT_EQ(test::contents(folder_ / "B.mov"), movie);
     EXPECT_TRUE(events_.empty());
 
     // What comes there while the pack is made is no more ours to replace.
@@ -264,7 +252,7 @@ TEST_F(Assembly, ReplacesOnlyZipsAndEmptyFiles) {
         return PackResult{};
     };
     EXPECT_EQ(make({precious}), "The zip can't be saved over late.zip: it is not a zip.");
-    EXPECT_EQ(content(zip_), "notes");
+    EXPECT_EQ(test::contents(zip_), "notes");
 }
 
 TEST_F(Assembly, KeepsLinksAndPermissions) {
@@ -286,8 +274,8 @@ TEST_F(Assembly, KeepsLinksAndPermissions) {
         fs::remove(place_ / "between");
         fs::remove(zip_);
     }
-    EXPECT_THAT(names(folder_ / "store"), UnorderedElementsAre("empty", "no entries", "to come"));
-    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
+    EXPECT_THAT(test::names(folder_ / "store"), UnorderedElementsAre("empty", "no entries", "to come"));
+    EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, SaysWhyThereIsNoZipAndLeavesNothing) {
@@ -307,8 +295,8 @@ TEST_F(Assembly, SaysWhyThereIsNoZipAndLeavesNothing) {
               "The report can't be written in " + working + ": no such file or directory.");
     EXPECT_THAT(events_, testing::Contains("B/C: The folder " + working +
                                            "/B can't be made: no such file or directory."));
-    EXPECT_EQ(content(zip_), earlier);
-    EXPECT_THAT(names(place_), ElementsAre("Day 1.zip"));
+    EXPECT_EQ(test::contents(zip_), earlier);
+    EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
 }
 
 TEST_F(Assembly, ChoosesAWorkingFolderThatIsNobodys) {
@@ -322,7 +310,7 @@ TEST_F(Assembly, ChoosesAWorkingFolderThatIsNobodys) {
     EXPECT_EQ(Pack::folder(place_ / longest), place_ / (longest.substr(2) + " 2"));
     EXPECT_EQ(make({clip("A")}), "saved");
     EXPECT_EQ(entries().front(), "Day 1/");
-    EXPECT_EQ(content(place_ / "Day 1/mine.txt"), "mine");
+    EXPECT_EQ(test::contents(place_ / "Day 1/mine.txt"), "mine");
 }
 
 TEST(EstimatedSize, AddsUpWhatTheCopiesWillHold) {

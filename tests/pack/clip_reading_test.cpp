@@ -13,12 +13,9 @@
 namespace {
 
 TEST(HeaderProbe, FillsTheTable) {
-    test::ClipDescription description;
-    description.sound.resize(2);
-    description.sound[1].codec = "aac";
-    description.sound[1].channels = 2;
-    description.metadata = {{"creation_time", "2026-03-01T22:15:00Z"}};
-    const ClipHeader header = Pack::header(test::clip(description));
+    const ClipHeader header =
+        Pack::header(test::clip({.sound = {{}, {.codec = "aac", .channels = 2}},
+                                 .metadata = {{"creation_time", "2026-03-01T22:15:00Z"}}}));
     ASSERT_TRUE(header.timecode);
     EXPECT_EQ(header.range(), "01:00:00:00 – 01:00:02:00");
     EXPECT_NEAR(header.duration, 2, 1e-9);
@@ -34,10 +31,7 @@ TEST(HeaderProbe, FillsTheTable) {
 }
 
 TEST(HeaderProbe, LeavesOutWhatTheClipDoesNotTell) {
-    test::ClipDescription description;
-    description.picture = false;
-    description.timecode.reset();
-    const ClipHeader header = Pack::header(test::clip(description));
+    const ClipHeader header = Pack::header(test::clip({.picture = false, .timecode = std::nullopt}));
     EXPECT_FALSE(header.fps);
     EXPECT_FALSE(header.resolution);
     EXPECT_FALSE(header.timecode);

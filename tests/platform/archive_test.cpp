@@ -33,14 +33,6 @@ for entry in archive.infolist():
                             {.workingFolder = {}, .environment = {{"PYTHONIOENCODING", "utf-8"}}});
 }
 
-/// Names of what is in a folder, hidden ones too.
-std::vector<std::string> names(const fs::path& folder) {
-    std::vector<std::string> result;
-    for (const auto& entry : fs::directory_iterator(folder))
-        result.push_back(entry.path().filename().string());
-    return result;
-}
-
 TEST(Archive, HoldsTheWholeFolderUnderItsName) {
     const test::TemporaryFolder folder;
     const std::string media(3'000'000, 'm');
@@ -70,7 +62,7 @@ TEST(Archive, HoldsTheWholeFolderUnderItsName) {
     test::runChecked({"zip", "-qr", "other.zip", "Day 1"}, {.workingFolder = folder.path()});
     test::runChecked({"zipcmp", "-tq", zip.string(), (folder / "other.zip").string()});
     fs::remove(folder / "other.zip");
-    EXPECT_THAT(names(folder.path()), testing::UnorderedElementsAre("Day 1", "Day 1.zip"));
+    EXPECT_THAT(test::names(folder.path()), testing::UnorderedElementsAre("Day 1", "Day 1.zip"));
 }
 
 TEST(Archive, KeepsModificationTimesInEveryTimeZone) {
@@ -168,7 +160,7 @@ TEST(Archive, LeavesTheEarlierOneAndNothingElseWhenItFails) {
     EXPECT_EQ(errorOf(zip), std::errc::no_such_file_or_directory);
 
     EXPECT_EQ(fs::file_size(zip), 7U);
-    EXPECT_THAT(names(folder.path()), testing::UnorderedElementsAre("Pack", "Pack.zip", "folder.zip"));
+    EXPECT_THAT(test::names(folder.path()), testing::UnorderedElementsAre("Pack", "Pack.zip", "folder.zip"));
 }
 
 } // namespace

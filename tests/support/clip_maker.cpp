@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
+#include <sstream>
 
 #include <unistd.h>
 
@@ -65,21 +67,18 @@ std::string spread(int channels) {
 }
 
 std::string sampleFormat(const SoundDescription& sound) {
-    if (sound.codec == "alac") {
+    if (sound.codec == "alac")
         return sound.bits == 24 ? "s32p" : "s16p";
-    }
     return sound.bits == 24 ? "s32" : "s16";
 }
 
 Arguments soundOutput(const SoundDescription& sound, std::size_t index) {
     const std::string track = std::to_string(index);
     Arguments arguments{"-c:a:" + track, sound.codec, "-filter:a:" + track, spread(sound.channels)};
-    if (sound.bits != 0) {
+    if (sound.bits != 0)
         append(arguments, {"-sample_fmt:a:" + track, sampleFormat(sound)});
-    }
-    if (!sound.bitRate.empty()) {
+    if (!sound.bitRate.empty())
         append(arguments, {"-b:a:" + track, sound.bitRate});
-    }
     return arguments;
 }
 
@@ -95,19 +94,16 @@ Arguments muxing(const ClipDescription& description) {
         append(arguments, description.muxerOptions);
         return arguments;
     }
-    if (description.container != Container::mov) {
+    if (description.container != Container::mov)
         append(arguments, {"-f", "mp4", "-write_tmcd", description.timecode ? "1" : "0"});
-    }
     std::string movflags = description.metadataKeys ? "+use_metadata_tags" : "";
     movflags += description.fragmented ? "+frag_keyframe+empty_moov" : "";
     movflags += description.moovFirst ? "+faststart" : "";
-    if (!movflags.empty()) {
+    if (!movflags.empty())
         append(arguments, {"-movflags", movflags});
-    }
     append(arguments, {"-fflags", "+bitexact", "-strict", "-2"});
-    for (const auto& [name, value] : description.metadata) {
+    for (const auto& [name, value] : description.metadata)
         append(arguments, {"-metadata", name + "=" + value});
-    }
     append(arguments, description.muxerOptions);
     return arguments;
 }
@@ -124,45 +120,23 @@ std::string pictureSize(const ClipDescription& description) {
     }
 }
 
+Arguments words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
 Arguments pictureCoding(const ClipDescription& description) {
     switch (description.container) {
     case Container::mxf:
-        return {"-c:v", "mpeg2video", "-flags:v", "+bitexact", "-g", "12"};
+        return words("-c:v mpeg2video -flags:v +bitexact -g 12");
     case Container::mxfD10:
-        return {"-c:v",
-                "mpeg2video",
-                "-g",
-                "1",
-                "-b:v",
-                "30M",
-                "-minrate",
-                "30M",
-                "-maxrate",
-                "30M",
-                "-bufsize",
-                "1.2M",
-                "-rc_init_occupancy",
-                "1.2M",
-                "-intra_vlc",
-                "1",
-                "-non_linear_quant",
-                "1",
-                "-dc",
-                "10",
-                "-qmin",
-                "1",
-                "-qmax",
-                "12",
-                "-ps",
-                "1",
-                "-flags:v",
-                "+ildct+ilme+low_delay+bitexact",
-                "-pix_fmt",
-                "yuv422p"};
+        return words("-c:v mpeg2video -g 1 -b:v 30M -minrate 30M -maxrate 30M -bufsize 1.2M "
+                     "-rc_init_occupancy 1.2M -intra_vlc 1 -non_linear_quant 1 -dc 10 -qmin 1 -qmax 12 -ps 1 "
+                     "-flags:v +ildct+ilme+low_delay+bitexact -pix_fmt yuv422p");
     case Container::mxfOpAtom:
-        return {"-c:v", "dnxhd", "-b:v", "120M", "-pix_fmt", "yuv422p", "-flags:v", "+bitexact"};
+        return words("-c:v dnxhd -b:v 120M -pix_fmt yuv422p -flags:v +bitexact");
     default:
-        return {"-c:v", "mpeg4", "-flags:v", "+bitexact", "-g", "12"};
+        return words("-c:v mpeg4 -flags:v +bitexact -g 12");
     }
 }
 
@@ -177,25 +151,20 @@ Arguments recording(const ClipDescription& description) {
     }
     std::size_t index = 0;
     for (const SoundDescription& sound : description.sound) {
-        if (sound.offset != 0) {
+        if (sound.offset != 0)
             append(arguments, {"-itsoffset", std::to_string(sound.offset)});
-        }
         const double length = sound.duration != 0 ? sound.duration : description.duration;
         append(arguments, {"-f", "lavfi", "-t", std::to_string(length), "-i", source(sound, index++)});
     }
-    for (std::size_t input = 0; input < index + (picture ? 1 : 0); ++input) {
+    for (std::size_t input = 0; input < index + (picture ? 1 : 0); ++input)
         append(arguments, {"-map", std::to_string(input)});
-    }
-    if (picture) {
+    if (picture)
         append(arguments, pictureCoding(description));
-    }
     index = 0;
-    for (const SoundDescription& sound : description.sound) {
+    for (const SoundDescription& sound : description.sound)
         append(arguments, soundOutput(sound, index++));
-    }
-    if (description.timecode) {
+    if (description.timecode)
         append(arguments, {"-timecode", *description.timecode});
-    }
     append(arguments, muxing(description));
     return arguments;
 }
@@ -211,9 +180,8 @@ Arguments withoutPicture(const ClipDescription& description, const std::string& 
 /// FNV-1a over all arguments.
 std::uint64_t digest(const Arguments& arguments, std::uint64_t state = 0xcbf29ce484222325U) {
     for (const std::string& argument : arguments) {
-        for (const char c : argument) {
+        for (const char c : argument)
             state = (state ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
-        }
         state = (state ^ 0xffU) * 0x100000001b3U;
     }
     return state;
@@ -231,14 +199,12 @@ std::filesystem::path clip(const ClipDescription& description) {
     Arguments record = recording(description);
     const bool stripped = !description.picture && description.timecode && !isMXF(description.container);
     std::uint64_t key = digest(record);
-    if (stripped) {
+    if (stripped)
         key = digest(withoutPicture(description, {}), key);
-    }
     const std::filesystem::path folder = clipFolder();
     const std::filesystem::path finished = folder / (std::to_string(key) + ending);
-    if (std::filesystem::exists(finished)) {
+    if (std::filesystem::exists(finished))
         return finished;
-    }
     std::filesystem::create_directories(folder);
     // Several programs may make the same clip at once: each under a name of its own, the last rename wins.
     const std::string own = "making-" + std::to_string(getpid()) + "-" + std::to_string(key);

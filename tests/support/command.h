@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,9 +38,8 @@ class Process {
     [[nodiscard]] CommandResult wait();
 
   private:
-    class Pipe;
-    std::unique_ptr<Pipe> out_;
-    std::unique_ptr<Pipe> err_;
+    int out_ = -1;
+    int err_ = -1;
     int child_ = -1;
 };
 

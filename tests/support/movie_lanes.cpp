@@ -5,30 +5,17 @@
 #include <random>
 #include <thread>
 
-#include "media/io/byte_writer.h"
 #include "media/lane_crew.h"
+#include "tests/support/movie_builder.h"
 
 namespace test {
 
 Bytes timecodeEntry(const TimecodeEntry& entry) {
-    media::io::ByteWriter bytes;
-    bytes.box(entry.code, [&] {
-        bytes.zeros(6);
-        bytes.u16(entry.dataReference);
-        bytes.u32(0);
-        bytes.u32(entry.flags);
-        bytes.u32(entry.timescale);
-        bytes.u32(entry.frameDuration);
-        bytes.u8(entry.quanta);
-        bytes.u8(0);
-        if (!entry.reel.empty())
-            bytes.box(media::fourCC("name"), [&] {
-                bytes.u16(static_cast<std::uint16_t>(entry.reel.size()));
-                bytes.u16(0);
-                bytes.text(entry.reel);
-            });
-    });
-    return bytes.take();
+    const bool is64 = entry.code == media::fourCC("tc64");
+    Bytes bytes = timecodeEntry(entry.flags, entry.timescale, entry.frameDuration, entry.quanta,
+                                is64 ? "tc64" : "tmcd", entry.reel);
+    bytes[15] = static_cast<std::byte>(entry.dataReference);
+    return bytes;
 }
 
 media::Track timecodeTrack(const TimecodeEntry& entry, std::int64_t timescale,

@@ -121,6 +121,11 @@ void MXFTriplet::setBytes(std::uint16_t tag, const Bytes& bytes) {
         std::copy_n(bytes.begin(), number(value, at - 2, 2), value.begin() + static_cast<std::ptrdiff_t>(at));
 }
 
+Bytes MXFTriplet::bytesOf(std::uint16_t tag, std::size_t count) const {
+    const auto start = value.begin() + static_cast<std::ptrdiff_t>(property(tag));
+    return {start, start + static_cast<std::ptrdiff_t>(count)};
+}
+
 MXFFile::MXFFile(const Bytes& bytes) {
     for (std::size_t at = 0; at + 17 <= bytes.size();) {
         MXFTriplet triplet;
@@ -199,9 +204,16 @@ Bytes MXFFile::bytes() const {
 }
 
 void MXFFile::setAll(std::uint8_t kind, std::uint16_t tag, std::uint64_t content) {
+    for (MXFTriplet* set : sets(kind))
+        set->set(tag, content);
+}
+
+std::vector<MXFTriplet*> MXFFile::sets(std::uint8_t kind) {
+    std::vector<MXFTriplet*> found;
     for (MXFTriplet& triplet : triplets)
         if (triplet.isSet(kind))
-            triplet.set(tag, content);
+            found.push_back(&triplet);
+    return found;
 }
 
 void MXFFile::setLengthBytes(std::size_t lengthBytes) {

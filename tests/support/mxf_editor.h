@@ -3,6 +3,7 @@
 // the way to the files that ffmpeg can't make.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -45,6 +46,8 @@ struct MXFTriplet {
     /// Overwrites a property that is there, with a number of its own size.
     void set(std::uint16_t tag, std::uint64_t number);
     void setBytes(std::uint16_t tag, const Bytes& bytes);
+    /// `count` bytes of a property that is there, from its start.
+    [[nodiscard]] Bytes bytesOf(std::uint16_t tag, std::size_t count) const;
 };
 
 struct MXFFile {
@@ -61,10 +64,16 @@ struct MXFFile {
 
     /// Sets a property of every set of one kind, in every copy of the metadata.
     void setAll(std::uint8_t kind, std::uint16_t tag, std::uint64_t number);
+    /// The first triplet that a predicate picks: first(&MXFTriplet::isBody). And all of a set's kind.
+    template <typename Predicate>
+    [[nodiscard]] auto first(Predicate&& predicate) {
+        return std::ranges::find_if(triplets, predicate);
+    }
+    [[nodiscard]] std::vector<MXFTriplet*> sets(std::uint8_t kind);
     /// Removes what a predicate picks.
     template <typename Predicate>
     void remove(Predicate&& predicate) {
-        std::erase_if(triplets, predicate);
+        std::erase_if(triplets, std::bind_front(std::forward<Predicate>(predicate)));
     }
     /// Makes every length take `lengthBytes` bytes; fill shrinks so that essence keeps its places.
     void setLengthBytes(std::size_t lengthBytes);

@@ -38,13 +38,16 @@ class Probe {
 [[nodiscard]] std::string mediainfo(const std::filesystem::path& path, std::string_view kind,
                                     std::string_view field);
 
-/// One sound track (numbered from 0 over the sound tracks) as ffmpeg decodes it, interleaved, in one of
-/// ffmpeg's raw formats: s16le, s24le, s32le, f32le … With zeros in front when it starts after time zero.
+/// The sound tracks as ffmpeg decodes them, interleaved, in one of ffmpeg's raw formats: s16le, s24le, s32le,
+/// f32le … With zeros in front when they start after time zero.
+[[nodiscard]] std::vector<std::vector<std::byte>> decodeTracks(const std::filesystem::path& path,
+                                                               const std::string& format = "s32le");
+/// One of them, numbered from 0.
 [[nodiscard]] std::vector<std::byte> decodeTrack(const std::filesystem::path& path, std::size_t track,
                                                  const std::string& format = "s32le");
 
-/// The first channel of a sound track as numbers from -1 to 1.
-[[nodiscard]] std::vector<float> decodeChannel(const std::filesystem::path& path, std::size_t track);
+/// The sound tracks' first channels as numbers from -1 to 1.
+[[nodiscard]] std::vector<std::vector<float>> decodeChannels(const std::filesystem::path& path);
 
 /// By how many samples `b` is late against `a`: the peak of their cross-correlation within `reach` samples.
 [[nodiscard]] std::ptrdiff_t lag(std::span<const float> a, std::span<const float> b,

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A folder of a test's own, gone with everything in it when the test ends.
+// A folder of a test's own, gone with everything in it when the test ends; what is in folders and files.
 #pragma once
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include <stdlib.h>
 
@@ -45,5 +47,24 @@ class TemporaryFolder {
   private:
     std::filesystem::path path_;
 };
+
+[[nodiscard]] inline std::string contents(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+[[nodiscard]] inline std::vector<std::byte> bytesOf(const std::filesystem::path& file) {
+    const std::string text = contents(file);
+    const auto* const begin = reinterpret_cast<const std::byte*>(text.data());
+    return {begin, begin + text.size()};
+}
+
+/// The names in a folder, hidden ones too, sorted.
+[[nodiscard]] inline std::vector<std::string> names(const std::filesystem::path& folder) {
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        found.push_back(entry.path().filename().string());
+    std::ranges::sort(found);
+    return found;
+}
 
 } // namespace test

@@ -352,12 +352,12 @@ TEST_F(WholeFaults, NamesOfAnyBytes) {
 TEST_F(WholeFaults, TimecodeThatIsOddIsKeptOrRefused) {
     // Flagged drop frame at 25: no real rate, but cameras write it; numbers and flag stay.
     std::string movie = test::contents(test::clip({.timecode = "10:11:12:13"}));
-    const auto entry = test::timecodeBox(movie, {"mdia", "minf", "stbl", "stsd"}).offset + 16;
+    const auto entry = test::timecodeBox(movie, "stsd").offset + 16;
     movie.at(entry + 23) |= 1; // the low byte of the flags, 20 bytes into the sample description
     folder_.write("CARD/A flagged.mov", movie);
     // A sample of two bytes can't hold a frame number.
     movie = test::contents(test::clip({.timecode = "10:11:12:13"}));
-    const auto sizes = test::timecodeBox(movie, {"mdia", "minf", "stbl", "stsz"}).offset;
+    const auto sizes = test::timecodeBox(movie, "stsz").offset;
     movie.at(sizes + 15) = 2; // the low byte of the common sample size
     folder_.write("CARD/B short.mov", movie);
 
@@ -367,7 +367,7 @@ TEST_F(WholeFaults, TimecodeThatIsOddIsKeptOrRefused) {
                 ElementsAre(StartsWith("CARD/A flagged.mov 10:11:12;13 50 frames"),
                             "CARD/B short: not packed: No timecode track.", StartsWith("Saved ")));
     const std::string copy = test::contents(test::OpenedPack(zip_).copy("CARD/A flagged"));
-    const auto copied = test::timecodeBox(copy, {"mdia", "minf", "stbl", "stsd"}).offset + 16;
+    const auto copied = test::timecodeBox(copy, "stsd").offset + 16;
     EXPECT_EQ(copy.at(copied + 23) & 1, 1);
 }
 

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -16,63 +14,19 @@ namespace {
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts;
     std::istringstream stream(text);
-    for (std::string part; std::getline(stream, part, separator);) {
+    for (std::string part; std::getline(stream, part, separator);)
         parts.push_back(part);
-    }
-    if (!text.empty() && text.back() == separator) {
+    if (!text.empty() && text.back() == separator)
         parts.emplace_back();
-    }
     return parts;
-}
-
-std::size_t number(const std::string& movie, std::size_t offset) {
-    std::size_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        value = value << 8 | static_cast<unsigned char>(movie.at(offset + i));
-    }
-    return value;
-}
-
-/// The boxes of one name between two offsets.
-std::vector<BoxPlace> boxes(const std::string& movie, std::size_t begin, std::size_t end,
-                            const std::string& name) {
-    std::vector<BoxPlace> found;
-    while (begin + 8 <= end) {
-        std::size_t size = number(movie, begin);
-        if (size == 1) {
-            size = number(movie, begin + 8) << 32 | number(movie, begin + 12);
-        }
-        if (size < 8 || size > end - begin) {
-            throw std::runtime_error("a box runs past its parent");
-        }
-        if (movie.compare(begin + 4, 4, name) == 0) {
-            found.push_back({begin, size});
-        }
-        begin += size;
-    }
-    return found;
-}
-
-/// The box at the end of a way down, each name's first.
-std::optional<BoxPlace> descend(const std::string& movie, BoxPlace box,
-                                const std::vector<std::string>& names) {
-    for (const std::string& name : names) {
-        const auto inside = boxes(movie, box.offset + 8, box.offset + box.size, name);
-        if (inside.empty()) {
-            return std::nullopt;
-        }
-        box = inside.front();
-    }
-    return box;
 }
 
 } // namespace
 
 std::vector<std::string> ferrowick(const std::vector<std::string>& arguments) {
     std::vector<std::string> command;
-    if (geteuid() == 0) {
+    if (geteuid() == 0)
         command = {"setpriv", "--bounding-set", "-dac_override,-dac_read_search"};
-    }
     command.emplace_back(FERROWICK_PROGRAM);
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
@@ -83,9 +37,8 @@ OpenedPack::OpenedPack(const std::filesystem::path& zip) {
     runChecked({"python3", "-m", "zipfile", "-t", zip.string()});
     runChecked({"unzip", "-q", zip.string(), "-d", folder_.path().string()});
     const std::vector<std::string> top = names(folder_.path());
-    if (top.size() != 1) {
+    if (top.size() != 1)
         throw std::runtime_error("the archive does not stand under one name");
-    }
     root_ = folder_ / top.front();
 }
 
@@ -95,11 +48,9 @@ std::filesystem::path OpenedPack::copy(const std::string& packPath) const {
 
 std::vector<std::string> OpenedPack::copies() const {
     std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root_)) {
-        if (entry.path().extension() == ".mov") {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root_))
+        if (entry.path().extension() == ".mov")
             found.push_back(entry.path().lexically_relative(root_).replace_extension().string());
-        }
-    }
     std::ranges::sort(found);
     return found;
 }
@@ -115,44 +66,28 @@ std::vector<std::vector<std::string>> OpenedPack::report() const {
                    {.environment = {{"PYTHONIOENCODING", "utf-8"}}});
     std::vector<std::vector<std::string>> rows;
     std::istringstream stream(text);
-    for (std::string row; std::getline(stream, row, '\x1e');) {
+    for (std::string row; std::getline(stream, row, '\x1e');)
         rows.push_back(split(row, '\x1f'));
-    }
     return rows;
 }
 
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> result = split(text, '\n');
-    if (!result.empty() && result.back().empty()) {
+    if (!result.empty() && result.back().empty())
         result.pop_back();
-    }
     return result;
 }
 
-std::vector<std::string> names(const std::filesystem::path& folder) {
-    std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        found.push_back(entry.path().filename().string());
-    }
-    std::ranges::sort(found);
-    return found;
-}
-
-std::string contents(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-BoxPlace timecodeBox(const std::string& movie, const std::vector<std::string>& names) {
-    const auto moov = boxes(movie, 0, movie.size(), "moov").at(0);
-    for (const BoxPlace track : boxes(movie, moov.offset + 8, moov.offset + moov.size, "trak")) {
-        const auto handler = descend(movie, track, {"mdia", "hdlr"});
-        const auto box = descend(movie, track, names);
-        if (handler && box && movie.compare(handler->offset + 16, 4, "tmcd") == 0) {
-            return *box;
+BoxPlace timecodeBox(const std::string& movie, const std::string& name) {
+    for (auto at = movie.find("hdlr"); at != std::string::npos; at = movie.find("hdlr", at + 1))
+        if (movie.compare(at + 12, 4, "tmcd") == 0) {
+            const std::size_t offset = movie.find(name, at) - 4;
+            std::size_t size = 0;
+            for (std::size_t i = 0; i < 4; ++i)
+                size = size << 8 | static_cast<unsigned char>(movie.at(offset + i));
+            return {offset, size};
         }
-    }
-    throw std::runtime_error("no such box");
+    throw std::runtime_error("no timecode track");
 }
 
 } // namespace test

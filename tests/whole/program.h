@@ -38,17 +38,12 @@ class OpenedPack {
 /// A text's lines, without their line feeds.
 [[nodiscard]] std::vector<std::string> lines(const std::string& text);
 
-/// The names in a folder, sorted.
-[[nodiscard]] std::vector<std::string> names(const std::filesystem::path& folder);
-
-[[nodiscard]] std::string contents(const std::filesystem::path& file);
-
-/// Where in a movie's bytes a box of its first timecode track lies, by the names on the way from `trak` down:
-/// {"mdia", "minf", "stbl", "stsd"}. Throws std::runtime_error when there is none.
+/// Where in a movie's bytes a box of its timecode track lies that comes after the track's `hdlr`: "stsd",
+/// "stsz". Throws std::runtime_error when there is no such track.
 struct BoxPlace {
     std::size_t offset; ///< of the size field
     std::size_t size;
 };
-[[nodiscard]] BoxPlace timecodeBox(const std::string& movie, const std::vector<std::string>& names);
+[[nodiscard]] BoxPlace timecodeBox(const std::string& movie, const std::string& name);
 
 } // namespace test

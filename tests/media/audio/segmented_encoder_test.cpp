@@ -56,26 +56,6 @@ std::vector<std::byte> material(std::size_t frames, bool timecode) {
     return pcm;
 }
 
-/// Decoded 16-bit samples without the priming.
-std::vector<std::int16_t> decoded(const test::EncodedTrack& track) {
-    media::FormatDescription format;
-    format.audio.emplace();
-    format.audio->formatID = track.format.formatID;
-    format.audio->sampleRate = track.format.sampleRate;
-    format.audio->channelsPerFrame = track.format.channels;
-    format.decoderConfiguration = track.format.configuration;
-    const auto decoder = media::audio::makeDecoder(format, 16);
-    std::vector<std::byte> pcm;
-    for (const auto& packet : track.packets)
-        decoder->decode(packet, pcm);
-    decoder->finish(pcm);
-    std::vector<std::int16_t> samples;
-    for (std::size_t i = track.format.primingFrames * 4; i + 1 < pcm.size(); i += 2)
-        samples.push_back(
-            static_cast<std::int16_t>(std::to_integer<int>(pcm[i]) | std::to_integer<int>(pcm[i + 1]) << 8));
-    return samples;
-}
-
 /// Energy of the difference from the material, packet by packet.
 std::vector<double> errors(const std::vector<std::byte>& pcm, const std::vector<std::int16_t>& samples) {
     std::vector<double> energy(pcm.size() / (packetFrames * 4));
@@ -92,23 +72,21 @@ TEST(SegmentedEncoder, GivesTheSamePacketsForAnyNumberOfThreads) {
         SCOPED_TRACE(std::to_string(frames) + (timecode ? " with timecode" : ""));
         const auto pcm = material(frames, timecode);
         const auto one = test::encode(stereo(1), pcm);
-        EXPECT_EQ(one.packets, test::encode(stereo(2), pcm).packets);
-        EXPECT_EQ(one.packets, test::encode(stereo(5), pcm).packets);
+        EXPECT_EQ(one.packets, test::encode(stereo(3), pcm).packets);
         EXPECT_EQ(one.packets.size(), (frames + packetFrames - 1) / packetFrames + 1); // one of priming
-        EXPECT_GE(decoded(one).size(), frames * 2);
+        EXPECT_GE(test::decoded(one).size(), frames * 2);
     };
-    for (const bool timecode : {false, true})
-        check(3 * segmentFrames + 12'345, timecode);
+    check(3 * segmentFrames + 12'345, true);
     for (const std::size_t frames : {std::size_t{1}, packetFrames})
         check(frames, false);
-    for (const std::size_t over : {0, 1, 1'023, 1'024, 1'025, 2'047, 2'048, 9'000, 24 * 1'024 + 1})
+    for (const std::size_t over : {0, 1, 1'024, 2'047, 2'048, 24 * 1'024 + 1})
         check(segmentFrames + over, over > 2'047);
 }
 
 TEST(SegmentedEncoder, LeavesNoSeam) {
     for (const bool timecode : {false, true}) {
-        const auto pcm = material(3 * segmentFrames + 12'345, timecode);
-        const auto error = errors(pcm, decoded(test::encode(stereo(1), pcm)));
+        const auto pcm = material(2 * segmentFrames + 100'000, timecode);
+        const auto error = errors(pcm, test::decoded(test::encode(stereo(1), pcm)));
         // Around each join the error is what it is somewhere near, give or take its own variation.
         for (std::size_t join = 512; join + 60 < error.size(); join += 512) {
             const auto at = error.begin() + static_cast<std::ptrdiff_t>(join);

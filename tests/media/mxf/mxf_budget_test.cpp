@@ -47,15 +47,12 @@ class LongClip final : public media::io::ByteSource {
     enum class Index { none, variable };
 
     LongClip(std::uint64_t groups, Index index) : groups_(groups) {
-        test::ClipDescription description;
-        description.container = test::Container::mxf;
-        description.sound.assign(tracks, {});
-        MXFFile file(test::clip(description));
+        MXFFile file(test::clip(
+            {.container = test::Container::mxf, .sound = std::vector<test::SoundDescription>(tracks)}));
         const auto frames = static_cast<std::uint64_t>(groups * groupFrames);
         for (const std::uint8_t kind : Bytes{0x0f, 0x11, 0x14})
             file.setAll(kind, 0x0202, frames);
-        const auto essence =
-            std::ranges::find_if(file.triplets, [](const auto& triplet) { return triplet.isEssence(); });
+        const auto essence = file.first(&MXFTriplet::isEssence);
         std::vector<MXFTriplet> head(file.triplets.begin(), essence);
         std::vector<std::vector<MXFTriplet>> packages;
         for (auto triplet = essence; !triplet->isPartition(); ++triplet) {
@@ -75,9 +72,7 @@ class LongClip final : public media::io::ByteSource {
                 if (triplet.isEssence() && triplet.key[12] == 0x16 && slice == 0)
                     slice = group_.size() - start;
                 append(group_, bytesOf({triplet}));
-                if (triplet.key[12] != 0x04)
-                    append(group_, bytesOf({fillTo(group_.size())}));
-                else if (triplet.key[5] == 0x43)
+                if (triplet.key[12] != 0x04 || triplet.key[5] == 0x43)
                     append(group_, bytesOf({fillTo(group_.size())}));
             }
             Bytes entry(15);
@@ -85,11 +80,7 @@ class LongClip final : public media::io::ByteSource {
             test::setNumber(entry, 11, 4, slice);
             append(entries, entry);
         }
-        std::vector<MXFTriplet> footer;
-        for (const MXFTriplet& triplet : file.triplets)
-            if (triplet.isFooter())
-                footer.push_back(triplet);
-        std::uint64_t indexStart = 0;
+        std::vector<MXFTriplet> footer{*file.first(&MXFTriplet::isFooter)};
         for (MXFTriplet segment : file.triplets) {
             if (!segment.isIndex() || index == Index::none)
                 continue;
@@ -115,7 +106,6 @@ class LongClip final : public media::io::ByteSource {
             }
             break;
         }
-        indexStart = bytesOf(head).size() + groups * group_.size();
         if (index == Index::none)
             test::setNumber(footer.front().value, 48, 4, 0);
         std::vector<MXFTriplet> all = head;
@@ -124,9 +114,9 @@ class LongClip final : public media::io::ByteSource {
         // The editor writes head and tail as if nothing lay between them: move what comes after.
         const std::uint64_t shift = groups * group_.size();
         Bytes joined = bytesOf(all);
-        const std::size_t headBytes = indexStart - shift;
-        head_.assign(joined.begin(), joined.begin() + static_cast<std::ptrdiff_t>(headBytes));
-        tail_.assign(joined.begin() + static_cast<std::ptrdiff_t>(headBytes), joined.end());
+        const auto middle = joined.begin() + static_cast<std::ptrdiff_t>(bytesOf(head).size());
+        head_.assign(joined.begin(), middle);
+        tail_.assign(middle, joined.end());
         const auto shiftAt = [&](Bytes& bytes, std::size_t at) {
             test::setNumber(bytes, at, 8, test::number(bytes, at, 8) + shift);
         };

@@ -26,9 +26,8 @@ TEST(MXFSound, FormatsComeFromTheDescriptor) {
     const Bytes aiff{0x06, 0x0e, 0x2b, 0x34, 4, 1, 1, 1, 4, 2, 2, 1, 0x7e, 0, 0, 0};
     const auto describe = [&](const std::function<void(MXFTriplet&)>& edit) {
         const auto asset = edited("25", [&](MXFFile& file) {
-            for (MXFTriplet& triplet : file.triplets)
-                if (triplet.isSet(aes3Set))
-                    edit(triplet);
+            for (MXFTriplet* set : file.sets(aes3Set))
+                edit(*set);
         });
         const media::Track& track = asset.tracks(MediaType::audio).front();
         return *track.formatDescriptions.front().audio;
@@ -87,11 +86,9 @@ TEST(MXFSound, WhatCannotBeDecodedSaysWhy) {
     };
     const auto compression = [](std::uint8_t last) {
         return [last](MXFFile& file) {
-            for (MXFTriplet& triplet : file.triplets)
-                if (triplet.isSet(aes3Set))
-                    triplet.value.insert(
-                        triplet.value.end(),
-                        {0x3d, 0x06, 0, 16, 0x06, 0x0e, 0x2b, 0x34, 4, 1, 1, 1, 4, 2, 2, 2, 3, 2, last, 0});
+            for (MXFTriplet* set : file.sets(aes3Set))
+                set->value.insert(set->value.end(), {0x3d, 0x06, 0, 16, 0x06, 0x0e, 0x2b, 0x34, 4,    1,
+                                                     1,    1,    4, 2,  2,    2,    3,    2,    last, 0});
         };
     };
     EXPECT_EQ(reason(compression(0x1c)), "The clip's sound is Dolby E, which can't be decoded.");
@@ -99,29 +96,22 @@ TEST(MXFSound, WhatCannotBeDecodedSaysWhy) {
                   file.remove([](const MXFTriplet& other) {
                       return other.isSet(0x23) || other.isEssence() || other.isIndex();
                   });
-                  MXFTriplet storage;
-                  for (MXFTriplet& triplet : file.triplets)
-                      if (triplet.isSet(0x18))
-                          storage = triplet;
                   // Another essence container than that of any package.
-                  MXFTriplet data = storage;
+                  const auto storage = file.first([](const MXFTriplet& other) { return other.isSet(0x18); });
+                  MXFTriplet data = *storage;
                   data.key[14] = 0x23;
-                  data.value = Bytes(storage.value.begin(), storage.value.begin() + 20);
+                  data.value.resize(20);
                   data.value[19] ^= 1;
                   data.value.insert(data.value.end(), {0x3f, 0x07, 0, 4, 0, 0, 0, 9});
-                  file.triplets.insert(
-                      std::ranges::find_if(file.triplets,
-                                           [](const MXFTriplet& other) { return other.isSet(0x18); }),
-                      data);
+                  file.triplets.insert(storage, data);
               }),
               "The clip's sound is kept in other files.");
-    EXPECT_EQ(reason([](MXFFile& file) {
-                  for (MXFTriplet& triplet : file.triplets)
-                      if (triplet.isSet(aes3Set))
-                          triplet.setBytes(
-                              0x3004, {0x06, 0x0e, 0x2b, 0x34, 4, 1, 1, 7, 0x0d, 1, 3, 1, 2, 0x0b, 1, 0});
-              }),
-              "The clip's sound is encrypted.");
+    EXPECT_EQ(
+        reason([](MXFFile& file) {
+            for (MXFTriplet* set : file.sets(aes3Set))
+                set->setBytes(0x3004, {0x06, 0x0e, 0x2b, 0x34, 4, 1, 1, 7, 0x0d, 1, 3, 1, 2, 0x0b, 1, 0});
+        }),
+        "The clip's sound is encrypted.");
 }
 
 TEST(MXFSound, ChannelsOfD10MarkedInvalidAreSilent) {

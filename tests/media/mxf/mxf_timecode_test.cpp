@@ -18,56 +18,16 @@ using test::MXFTriplet;
 
 constexpr std::uint8_t sequenceSet = 0x0f, timecodeSet = 0x14, trackSet = 0x3b;
 
-struct TimecodeCase {
-    std::string name;
-    std::string rate;
-    std::function<void(MXFFile&)> edit;
-    std::vector<std::int64_t> frames;
-    std::uint32_t base = 25;
-    std::uint32_t timescale = 25, frameDuration = 1;
-    std::uint32_t flags = 2;
-    media::FourCC subType = media::fourCC("tmcd");
-};
-
-class MXFTimecode : public testing::TestWithParam<TimecodeCase> {};
-
-TEST_P(MXFTimecode, IsWhatTheFileSays) {
-    const TimecodeCase& expected = GetParam();
-    const media::Asset asset = edited(expected.rate, expected.edit);
-    const auto tracks = asset.tracks(MediaType::timecode);
-    ASSERT_EQ(tracks.size(), 1U);
-    const auto& format = tracks.front().get().formatDescriptions.front();
-    EXPECT_EQ(test::timecodesOf(asset, tracks.front()), expected.frames);
-    EXPECT_EQ(format.mediaSubType, expected.subType);
-    EXPECT_EQ(format.timecode->frameQuanta, expected.base);
-    EXPECT_EQ(format.timecode->flags, expected.flags);
-    EXPECT_EQ(format.timecode->timescale, expected.timescale);
-    EXPECT_EQ(format.timecode->frameDuration, expected.frameDuration);
-    EXPECT_EQ(tracks.front().get().end(), asset.duration());
-}
-
-/// Changes the timecode components; the first one is the material package's, the second the file package's.
-std::function<void(MXFFile&)> timecodes(const std::function<void(MXFTriplet&, int)>& edit) {
-    return [edit](MXFFile& file) {
-        int place = 0;
-        for (MXFTriplet& triplet : file.triplets)
-            if (triplet.isSet(timecodeSet))
-                edit(triplet, place++);
-    };
-}
-
 /// Splits the material package's timecode after ten frames, with a new number behind.
 void splitTimecode(MXFFile& file) {
     auto& all = file.triplets;
-    const auto first =
-        std::ranges::find_if(all, [](const MXFTriplet& other) { return other.isSet(timecodeSet); });
+    const auto first = file.first([](const MXFTriplet& other) { return other.isSet(timecodeSet); });
     MXFTriplet second = *first;
     first->set(0x0202, 10);
     second.set(0x0202, 40);
     second.set(0x1501, 500'000);
     second.value.at(second.property(0x3c0a) + 15) ^= 0xff;
-    const Bytes instance(second.value.begin() + static_cast<std::ptrdiff_t>(second.property(0x3c0a)),
-                         second.value.begin() + static_cast<std::ptrdiff_t>(second.property(0x3c0a)) + 16);
+    const Bytes instance = second.bytesOf(0x3c0a, 16);
     const auto sequence = std::find_if(std::make_reverse_iterator(first), all.rend(),
                                        [](const MXFTriplet& other) { return other.isSet(sequenceSet); });
     const std::size_t components = sequence->property(0x1001);
@@ -78,72 +38,69 @@ void splitTimecode(MXFFile& file) {
     all.insert(first, second);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, MXFTimecode,
-    testing::Values(
-        TimecodeCase{"asWritten", "25", [](MXFFile&) {}, {90'000}},
-        TimecodeCase{"twoComponents", "25", splitTimecode, {90'000, 500'000}},
-        TimecodeCase{"morethan32Bits",
-                     "25",
-                     timecodes([](MXFTriplet& component, int) { component.set(0x1501, 0x1'2345'6789); }),
-                     {0x1'2345'6789},
-                     25,
-                     25,
-                     1,
-                     2,
-                     media::fourCC("tc64")},
-        TimecodeCase{"base25At50",
-                     "50",
-                     timecodes([](MXFTriplet& component, int) { component.set(0x1502, 25); }),
-                     {180'000},
-                     25},
-        TimecodeCase{"base30At5994",
-                     "60000/1001",
-                     timecodes([](MXFTriplet& component, int) {
-                         component.set(0x1502, 30);
-                         component.set(0x1503, 1);
-                         component.set(0x1501, 107'892);
-                     }),
-                     {107'892},
-                     30,
-                     30'000,
-                     1001,
-                     3},
-        TimecodeCase{"base29At2997",
-                     "30000/1001",
-                     timecodes([](MXFTriplet& component, int) { component.set(0x1502, 29); }),
-                     {108'000},
-                     30,
-                     30'000,
-                     1001},
-        TimecodeCase{
-            "filePackageWhereMaterialIsZero",
-            "25",
-            timecodes([](MXFTriplet& component, int place) { component.set(0x1501, place == 0 ? 0 : 1234); }),
-            {1234}},
-        TimecodeCase{"trackInSamples",
-                     "25",
-                     [](MXFFile& file) {
-                         const auto track = std::ranges::find_if(
-                             file.triplets, [](const MXFTriplet& other) { return other.isSet(trackSet); });
-                         track->set(0x4b01, (std::uint64_t{48'000} << 32) | 1);
-                     },
-                     {90'000}},
-        TimecodeCase{"systemItem",
-                     "25",
-                     [](MXFFile& file) {
-                         file.remove([](const MXFTriplet& other) { return other.isSet(timecodeSet); });
-                     },
-                     {90'000}},
-        TimecodeCase{"systemItem5994",
-                     "60000/1001",
-                     [](MXFFile& file) {
-                         file.remove([](const MXFTriplet& other) { return other.isSet(timecodeSet); });
-                     },
-                     {216'000},
-                     60,
-                     60'000,
-                     1001}),
-    [](const auto& instance) { return instance.param.name; });
+/// Sets one property of all timecode components.
+std::function<void(MXFFile&)> all(std::uint16_t tag, std::uint64_t number) {
+    return [=](MXFFile& file) { file.setAll(timecodeSet, tag, number); };
+}
+
+void withoutTimecode(MXFFile& file) {
+    file.remove([](const MXFTriplet& other) { return other.isSet(timecodeSet); });
+}
+
+TEST(MXFTimecode, IsWhatTheFileSays) {
+    struct Case {
+        const char* name;
+        const char* rate;
+        std::function<void(MXFFile&)> edit;
+        std::vector<std::int64_t> frames;
+        std::uint32_t base = 25, timescale = 25, frameDuration = 1, flags = 2;
+        media::FourCC code = media::fourCC("tmcd");
+    };
+    const auto dropFrame = [](MXFFile& file) {
+        file.setAll(timecodeSet, 0x1502, 30);
+        file.setAll(timecodeSet, 0x1503, 1);
+        file.setAll(timecodeSet, 0x1501, 107'892);
+    };
+    const auto zeroInMaterial = [](MXFFile& file) { // the first component is the material package's
+        file.setAll(timecodeSet, 0x1501, 1234);
+        file.sets(timecodeSet).front()->set(0x1501, 0);
+    };
+    const auto trackInSamples = [](MXFFile& file) {
+        file.sets(trackSet).front()->set(0x4b01, (std::uint64_t{48'000} << 32) | 1);
+    };
+    for (const Case& c : std::vector<Case>{
+             {"as written", "25", [](MXFFile&) {}, {90'000}},
+             {"two components", "25", splitTimecode, {90'000, 500'000}},
+             {"more than 32 bits",
+              "25",
+              all(0x1501, 0x1'2345'6789),
+              {0x1'2345'6789},
+              25,
+              25,
+              1,
+              2,
+              media::fourCC("tc64")},
+             {"base 25 at 50", "50", all(0x1502, 25), {180'000}},
+             {"base 30 at 59.94", "60000/1001", dropFrame, {107'892}, 30, 30'000, 1001, 3},
+             {"base 29 at 29.97", "30000/1001", all(0x1502, 29), {108'000}, 30, 30'000, 1001},
+             {"file package's where the material's is zero", "25", zeroInMaterial, {1234}},
+             {"track in samples", "25", trackInSamples, {90'000}},
+             {"system item", "25", withoutTimecode, {90'000}},
+             {"system item at 59.94", "60000/1001", withoutTimecode, {216'000}, 60, 60'000, 1001},
+         }) {
+        SCOPED_TRACE(c.name);
+        const media::Asset asset = edited(c.rate, c.edit);
+        const auto tracks = asset.tracks(MediaType::timecode);
+        ASSERT_EQ(tracks.size(), 1U);
+        const auto& format = tracks.front().get().formatDescriptions.front();
+        EXPECT_EQ(test::timecodesOf(asset, tracks.front()), c.frames);
+        EXPECT_EQ(format.mediaSubType, c.code);
+        EXPECT_EQ(format.timecode->frameQuanta, c.base);
+        EXPECT_EQ(format.timecode->flags, c.flags);
+        EXPECT_EQ(format.timecode->timescale, c.timescale);
+        EXPECT_EQ(format.timecode->frameDuration, c.frameDuration);
+        EXPECT_EQ(tracks.front().get().end(), asset.duration());
+    }
+}
 
 } // namespace

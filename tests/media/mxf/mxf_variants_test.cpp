@@ -20,8 +20,6 @@ using test::MXFTriplet;
 using test::sourceOf;
 
 constexpr std::uint64_t unknown = UINT64_MAX;
-constexpr std::uint8_t sequenceSet = 0x0f, sourceClipSet = 0x11, timecodeSet = 0x14;
-
 /// Drop frame, rates out of step, more than one body partition: 22 seconds are three.
 test::ClipDescription longClip() {
     test::ClipDescription clip;
@@ -45,8 +43,7 @@ const Original& original() {
     static const Original made = [] {
         Original clip;
         clip.path = test::clip(longClip());
-        for (std::size_t i = 0; i < longClip().sound.size(); ++i)
-            clip.sound.push_back(test::decodeTrack(clip.path, i));
+        clip.sound = test::decodeTracks(clip.path);
         clip.duration = media::Asset(clip.path).duration();
         return clip;
     }();
@@ -65,11 +62,6 @@ void expectSameClip(const media::Asset& asset) {
     EXPECT_EQ(timecode.front().get().formatDescriptions.front().timecode->flags & 1, 1U);
 }
 
-void forgetLengths(MXFTriplet& triplet) {
-    if (triplet.isSet(sequenceSet) || triplet.isSet(sourceClipSet) || triplet.isSet(timecodeSet))
-        triplet.set(0x0202, unknown);
-}
-
 /// As a writer leaves it that can't go back: an open header without lengths and without the footer's place.
 void openHeader(MXFFile& file) {
     bool inHeader = true;
@@ -79,147 +71,105 @@ void openHeader(MXFFile& file) {
             triplet.key[14] = 1;
         if (triplet.isPartition())
             test::setNumber(triplet.value, 24, 8, 0);
-        if (inHeader)
-            forgetLengths(triplet);
+        for (const std::uint8_t set : Bytes{0x0f, 0x11, 0x14}) // sequence, source clip, timecode
+            if (inHeader && triplet.isSet(set))
+                triplet.set(0x0202, unknown);
     }
 }
 
 /// Gives the footer the header's copy of the metadata.
 void metadataInFooter(MXFFile& file) {
     std::vector<MXFTriplet> metadata;
-    for (const MXFTriplet& triplet : file.triplets)
-        if (triplet.isMetadata())
-            metadata.push_back(triplet);
-    const auto footer =
-        std::ranges::find_if(file.triplets, [](const MXFTriplet& other) { return other.isFooter(); });
-    file.triplets.insert(footer + 1, metadata.begin(), metadata.end());
+    std::ranges::copy_if(file.triplets, std::back_inserter(metadata), &MXFTriplet::isMetadata);
+    file.triplets.insert(file.first(&MXFTriplet::isFooter) + 1, metadata.begin(), metadata.end());
+}
+
+void openHeaderMetadataInFooter(MXFFile& file) {
+    metadataInFooter(file);
+    openHeader(file);
+}
+
+void metadataInFooterOnly(MXFFile& file) {
+    openHeaderMetadataInFooter(file);
+    file.triplets.erase(file.triplets.begin() + 1, file.first(&MXFTriplet::isBody));
 }
 
 void withoutIndex(MXFFile& file) {
-    file.remove([](const MXFTriplet& triplet) { return triplet.isIndex(); });
+    file.remove(&MXFTriplet::isIndex);
     for (MXFTriplet& triplet : file.triplets)
         if (triplet.isPartition())
             test::setNumber(triplet.value, 48, 4, 0);
 }
 
 void withoutRandomIndex(MXFFile& file) {
-    file.remove([](const MXFTriplet& triplet) { return triplet.isRandomIndex(); });
+    file.remove(&MXFTriplet::isRandomIndex);
 }
 
-/// The partitions as runs of triplets, to be put in another order.
-std::vector<std::vector<MXFTriplet>> partitionsOf(const MXFFile& file) {
-    std::vector<std::vector<MXFTriplet>> partitions;
-    for (const MXFTriplet& triplet : file.triplets) {
-        if (triplet.isPartition() || triplet.isRandomIndex())
-            partitions.emplace_back();
-        partitions.back().push_back(triplet);
-    }
-    return partitions;
-}
-
+/// The second and the third partition change places.
 void swapBodies(MXFFile& file) {
-    auto partitions = partitionsOf(file);
-    std::swap(partitions.at(1), partitions.at(2));
-    file.triplets.clear();
-    for (const auto& partition : partitions)
-        file.triplets.insert(file.triplets.end(), partition.begin(), partition.end());
+    auto& all = file.triplets;
+    const auto second = file.first(&MXFTriplet::isBody);
+    const auto third = std::find_if(second + 1, all.end(), std::mem_fn(&MXFTriplet::isPartition));
+    std::rotate(second, third, std::find_if(third + 1, all.end(), std::mem_fn(&MXFTriplet::isPartition)));
 }
 
 /// All index segments in one partition before all essence.
 void indexFirst(MXFFile& file) {
-    std::vector<MXFTriplet> moved;
-    for (const MXFTriplet& triplet : file.triplets) {
-        if (triplet.isFooter())
-            moved.insert(moved.begin(), triplet);
-        else if (triplet.isIndex())
-            moved.push_back(triplet);
-    }
+    std::vector<MXFTriplet> moved{*file.first(&MXFTriplet::isFooter)};
+    std::ranges::copy_if(file.triplets, std::back_inserter(moved), &MXFTriplet::isIndex);
     moved.front().key[13] = 3;
     withoutIndex(file);
     test::setNumber(moved.front().value, 48, 4, 2);
-    const auto body =
-        std::ranges::find_if(file.triplets, [](const MXFTriplet& other) { return other.isBody(); });
-    file.triplets.insert(body, moved.begin(), moved.end());
+    file.triplets.insert(file.first(&MXFTriplet::isBody), moved.begin(), moved.end());
 }
 
-struct Variant {
-    std::string name;
-    std::function<void(MXFFile&)> edit;
-};
-
-class MXFVariants : public testing::TestWithParam<Variant> {};
-
-TEST_P(MXFVariants, KeepSoundTimecodeAndLength) {
-    MXFFile file(original().path);
-    GetParam().edit(file);
-    expectSameClip(media::Asset(sourceOf(file.bytes())));
+void foreignTriplets(MXFFile& file) {
+    auto foreign = test::darkTriplet(40);
+    foreign.key = {0x80, 0x53, 0x08, 0x00, 0x36, 0x21, 0x08, 0x04};
+    const auto place = file.triplets.insert(file.first(&MXFTriplet::isPrimer) + 1, foreign);
+    file.triplets.insert(place, test::darkTriplet(100'000));
+    file.triplets.insert(file.first(&MXFTriplet::isBody) + 2, test::darkTriplet(0));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, MXFVariants,
-    testing::Values(Variant{"unchanged", [](MXFFile&) {}}, Variant{"withoutIndex", withoutIndex},
-                    Variant{"withoutRandomIndex", withoutRandomIndex},
-                    Variant{"withoutEither",
-                            [](MXFFile& file) {
-                                withoutIndex(file);
-                                withoutRandomIndex(file);
-                            }},
-                    Variant{"openHeaderMetadataInFooter",
-                            [](MXFFile& file) {
-                                metadataInFooter(file);
-                                openHeader(file);
-                            }},
-                    Variant{"metadataInFooterOnly",
-                            [](MXFFile& file) {
-                                metadataInFooter(file);
-                                openHeader(file);
-                                const auto body = std::ranges::find_if(
-                                    file.triplets, [](const MXFTriplet& other) { return other.isBody(); });
-                                file.triplets.erase(file.triplets.begin() + 1, body);
-                            }},
-                    Variant{"openHeaderWithoutRandomIndex",
-                            [](MXFFile& file) {
-                                metadataInFooter(file);
-                                openHeader(file);
-                                withoutRandomIndex(file);
-                            }},
-                    Variant{"lengthsNowhere", openHeader},
-                    Variant{"lengthsNowhereWithoutIndex",
-                            [](MXFFile& file) {
-                                openHeader(file);
-                                withoutIndex(file);
-                            }},
-                    Variant{"runIn", [](MXFFile& file) { file.runIn.assign(3'001, 0x06); }},
-                    Variant{"longLengths", [](MXFFile& file) { file.setLengthBytes(9); }},
-                    Variant{"swappedBodies", swapBodies}, Variant{"indexFirst", indexFirst},
-                    Variant{"foreignTriplets",
-                            [](MXFFile& file) {
-                                auto foreign = test::darkTriplet(40);
-                                foreign.key = {0x80, 0x53, 0x08, 0x00, 0x36, 0x21, 0x08, 0x04};
-                                auto& all = file.triplets;
-                                const auto primer = std::ranges::find_if(
-                                    all, [](const MXFTriplet& other) { return other.isPrimer(); });
-                                all.insert(all.insert(primer + 1, foreign), test::darkTriplet(100'000));
-                                const auto body = std::ranges::find_if(
-                                    all, [](const MXFTriplet& other) { return other.isBody(); });
-                                all.insert(body + 2, test::darkTriplet(0));
-                            }},
-                    Variant{"wrongRandomIndex",
-                            [](MXFFile& file) {
-                                MXFTriplet& pack = file.triplets.back();
-                                ASSERT_TRUE(pack.isRandomIndex());
-                                // No longer a triplet of its own kind to the editor, which would correct it.
-                                pack.key[8] = 0x0e;
-                                file.closing = [](Bytes& bytes) {
-                                    const std::size_t length = test::number(bytes, bytes.size() - 4, 4);
-                                    const std::size_t start = bytes.size() - length;
-                                    bytes.at(start + 8) = 0x0d;
-                                    for (std::size_t at = start + 17; at + 16 <= bytes.size(); at += 12)
-                                        test::setNumber(bytes, at + 4, 8,
-                                                        test::number(bytes, at + 4, 8) / 2 + 11);
-                                };
-                            }}),
-    [](const auto& instance) { return instance.param.name; });
+void wrongRandomIndex(MXFFile& file) {
+    ASSERT_TRUE(file.triplets.back().isRandomIndex());
+    // No longer a triplet of its own kind to the editor, which would correct it.
+    file.triplets.back().key[8] = 0x0e;
+    file.closing = [](Bytes& bytes) {
+        const std::size_t start = bytes.size() - test::number(bytes, bytes.size() - 4, 4);
+        bytes.at(start + 8) = 0x0d;
+        for (std::size_t at = start + 17; at + 16 <= bytes.size(); at += 12)
+            test::setNumber(bytes, at + 4, 8, test::number(bytes, at + 4, 8) / 2 + 11);
+    };
+}
+
+TEST(MXFVariants, KeepSoundTimecodeAndLength) {
+    using Edits = std::vector<std::function<void(MXFFile&)>>;
+    const std::vector<std::pair<const char*, Edits>> variants{
+        {"unchanged", {}},
+        {"without index", {withoutIndex}},
+        {"without random index", {withoutRandomIndex}},
+        {"without either", {withoutIndex, withoutRandomIndex}},
+        {"open header, metadata in the footer", {openHeaderMetadataInFooter}},
+        {"metadata in the footer only", {metadataInFooterOnly}},
+        {"open header without random index", {openHeaderMetadataInFooter, withoutRandomIndex}},
+        {"lengths nowhere", {openHeader}},
+        {"lengths nowhere, without index", {openHeader, withoutIndex}},
+        {"run-in", {[](MXFFile& file) { file.runIn.assign(3'001, 0x06); }}},
+        {"long lengths", {[](MXFFile& file) { file.setLengthBytes(9); }}},
+        {"swapped bodies", {swapBodies}},
+        {"index first", {indexFirst}},
+        {"foreign triplets", {foreignTriplets}},
+        {"wrong random index", {wrongRandomIndex}},
+    };
+    for (const auto& [name, edits] : variants) {
+        SCOPED_TRACE(name);
+        MXFFile file(original().path);
+        for (const auto& edit : edits)
+            edit(file);
+        expectSameClip(media::Asset(sourceOf(file.bytes())));
+    }
+}
 
 TEST(MXFCutOff, WholeFramesAreKeptWhereverTheFileEnds) {
     const Bytes whole = test::readFile(original().path);
@@ -251,10 +201,7 @@ TEST(MXFCutOff, WholeFramesAreKeptWhereverTheFileEnds) {
 }
 
 TEST(MXFCutOff, ClipWrappedSoundEndsWithTheFile) {
-    test::ClipDescription description;
-    description.container = test::Container::mxfOpAtom;
-    description.picture = false;
-    const auto path = test::clip(description);
+    const auto path = test::clip({.container = test::Container::mxfOpAtom, .picture = false});
     const auto pcm = test::decodeTrack(path, 0);
     Bytes bytes = test::readFile(path);
     bytes.resize(bytes.size() / 2);
