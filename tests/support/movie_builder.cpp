@@ -306,7 +306,7 @@ Bytes videoEntry(std::uint16_t width, std::uint16_t height) {
     return w.take();
 }
 
-void quickTimeMetadata(ByteWriter& w, std::string_view key, std::string_view value) {
+void quickTimeMetadata(ByteWriter& w, std::string_view key, std::string_view value, std::uint32_t type) {
     w.box(fourCC("meta"), [&] {
         w.fullBox(fourCC("hdlr"), 0, 0, [&] { w.zeros(22); });
         w.fullBox(fourCC("keys"), 0, 0, [&] {
@@ -317,7 +317,7 @@ void quickTimeMetadata(ByteWriter& w, std::string_view key, std::string_view val
         w.box(fourCC("ilst"), [&] {
             w.box(2, [&] {
                 w.box(fourCC("data"), [&] {
-                    w.u32(1);
+                    w.u32(type);
                     w.u32(0);
                     w.text(value);
                 });

@@ -80,8 +80,9 @@ struct FileLayout {
                                   std::string_view reel = {});
 [[nodiscard]] Bytes videoEntry(std::uint16_t width, std::uint16_t height);
 
-/// A `meta` box with one text behind a key of another name space.
-void quickTimeMetadata(media::io::ByteWriter& w, std::string_view key, std::string_view value);
+/// A `meta` box with one text (of type 1, UTF-8, or another) behind a key of another name space.
+void quickTimeMetadata(media::io::ByteWriter& w, std::string_view key, std::string_view value,
+                       std::uint32_t type = 1);
 
 /// A movie of one 16-bit mono track whose frames are the numbers from 0 on, big-endian, in chunks of the
 /// given lengths that lie one after the other.

@@ -177,12 +177,14 @@ TEST(WholeCommandLine, CarriesTheCamerasMetadataOver) {
                                                         {"com.example.applicationname", "Model, \"two\""},
                                                         {"com.example.package.material.packageid", umid}},
                                            .metadataKeys = true}),
-                               folder / "C1.mov");
-    ASSERT_EQ(run(ferrowick({"--pack", "Out.zip", "C1.mov"}), {.workingFolder = folder.path()}).exitCode, 0);
+                               folder / "Größe 日本.mov");
+    ASSERT_EQ(
+        run(ferrowick({"--pack", "Out.zip", "Größe 日本.mov"}), {.workingFolder = folder.path()}).exitCode,
+        0);
     const test::OpenedPack pack(folder / "Out.zip");
-    const test::Probe copy(pack.copy("C1"));
+    const test::Probe copy(pack.copy("Größe 日本"));
     const std::string prefix = "format.tags.org.ferrowick.clips.metadata.";
-    EXPECT_EQ(copy.field(prefix + "source"), "C1.mov");
+    EXPECT_EQ(copy.field(prefix + "source"), "Größe 日本.mov");
     EXPECT_EQ(copy.field(prefix + "camera"), "Maker Model, \"two\"");
     EXPECT_EQ(copy.field(prefix + "umid"), umid);
     EXPECT_EQ(pack.report().at(1).at(11), "Maker Model, \"two\"");

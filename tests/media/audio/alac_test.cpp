@@ -7,10 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/audio/alac/avx2.h"
-#include "media/audio/alac/channel_coder.h"
 #include "media/audio/alac/encoder.h"
-#include "media/audio/alac/pcm_split.h"
 #include "media/error.h"
 #include "tests/support/libav_lossless.h"
 #include "tests/support/sample_patterns.h"
@@ -20,7 +17,6 @@
 namespace {
 
 using media::audio::EncoderSettings;
-using media::audio::alac::ChannelJob;
 using media::audio::alac::Path;
 using test::Bytes;
 
@@ -217,60 +213,6 @@ TEST(AppleLossless, StopsWithRunsUnderWay) {
     const auto encoder = media::audio::alac::makeEncoder(settings);
     std::mt19937 random(3);
     encoder->encode(test::patternPCM(random, 500'000, 1, 24), [](auto, auto) {});
-}
-
-// The encoder's stages alone, where lanes of different kinds come together as streams rarely bring them.
-TEST(AppleLossless, PathsCodeChannelsAlike) {
-    if (!media::audio::alac::avx2Available())
-        GTEST_SKIP() << "no AVX2 here";
-    for (std::uint32_t seed = 0; seed < 1500; ++seed) {
-        std::mt19937 random(seed);
-        const std::size_t count = 1 + random() % 20, length = 16 * (1 + random() % 40);
-        std::vector<std::vector<std::int16_t>> samples;
-        std::vector<ChannelJob> jobs(count);
-        std::vector<Bytes> code(2 * count, Bytes(media::audio::alac::codeCapacity));
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::vector<std::int32_t> wide = test::samplePattern(random, length, 16);
-            samples.emplace_back(wide.begin(), wide.end());
-            jobs[i].residualBits = 16 + static_cast<int>(random() % 2);
-            for (std::int16_t& c : jobs[i].coefficients)
-                c = static_cast<std::int16_t>(static_cast<int>(random() % 7001) -
-                                              media::audio::alac::coefficientLimit);
-        }
-        std::vector<ChannelJob> portable = jobs;
-        for (std::size_t i = 0; i < count; ++i) {
-            jobs[i].samples = portable[i].samples = samples[i];
-            jobs[i].code = reinterpret_cast<std::uint8_t*>(code[2 * i].data());
-            portable[i].code = reinterpret_cast<std::uint8_t*>(code[2 * i + 1].data());
-        }
-        media::audio::alac::codeChannels(jobs);
-        media::audio::alac::codeChannelsPortable(portable);
-        for (std::size_t i = 0; i < count; ++i) {
-            ASSERT_EQ(jobs[i].usable, portable[i].usable) << "seed " << seed;
-            if (!jobs[i].usable)
-                continue;
-            ASSERT_EQ(jobs[i].codedBits, portable[i].codedBits) << "seed " << seed;
-            ASSERT_TRUE(
-                std::equal(code[2 * i].begin(),
-                           code[2 * i].begin() + static_cast<std::ptrdiff_t>((jobs[i].codedBits + 7) / 8),
-                           code[2 * i + 1].begin()))
-                << "seed " << seed;
-        }
-    }
-}
-
-TEST(AppleLossless, PathsSplitSamplesAlike) {
-    std::mt19937 random(11);
-    for (std::size_t count = 1; count < 300; ++count) {
-        Bytes pcm(3 * count);
-        std::generate(pcm.begin(), pcm.end(), [&] { return static_cast<std::byte>(random()); });
-        std::vector<std::int16_t> high(count), highPortable(count);
-        std::vector<std::uint8_t> low(count), lowPortable(count);
-        media::audio::alac::splitSamples(pcm, 24, high.data(), low.data());
-        media::audio::alac::splitSamplesPortable(pcm, 24, highPortable.data(), lowPortable.data());
-        ASSERT_EQ(high, highPortable);
-        ASSERT_EQ(low, lowPortable);
-    }
 }
 
 } // namespace

@@ -223,31 +223,11 @@ TEST(Metadata, DatesAreISO8601) {
         EXPECT_EQ(unixTime(parseDate(text)), -1) << text;
 }
 
-void metadataOfType(ByteWriter& w, std::string_view key, std::string_view value, std::uint32_t type) {
-    w.box(fourCC("meta"), [&] {
-        w.fullBox(fourCC("hdlr"), 0, 0, [&] { w.zeros(22); });
-        w.fullBox(fourCC("keys"), 0, 0, [&] {
-            w.u32(2);
-            w.box(fourCC("zzzz"), [&] { w.text("foreign"); });
-            w.box(fourCC("mdta"), [&] { w.text(key); });
-        });
-        w.box(fourCC("ilst"), [&] {
-            w.box(2, [&] {
-                w.box(fourCC("data"), [&] {
-                    w.u32(type);
-                    w.u32(0);
-                    w.text(value);
-                });
-            });
-        });
-    });
-}
-
 TEST(Metadata, HalfOfAPairSwallowsNothing) {
     using namespace std::string_view_literals;
     test::Movie movie = test::rampMovie();
     movie.moreMovieBoxes = [](ByteWriter& w) {
-        metadataOfType(w, "key", "\xD8\x3D\xDE\x00\xD8\x3D\0A\xDE\x00\0B\xD8\x3D"sv, 2);
+        test::quickTimeMetadata(w, "key", "\xD8\x3D\xDE\x00\xD8\x3D\0A\xDE\x00\0B\xD8\x3D"sv, 2);
     };
     const auto items = openContainer(media::io::memorySource(build(movie)))->metadata();
     ASSERT_EQ(items.size(), 1U);
