@@ -114,6 +114,19 @@ TEST(MXFSound, WhatCannotBeDecodedSaysWhy) {
         "The clip's sound is encrypted.");
 }
 
+TEST(MXFSound, ClipWrappedSoundMayLieInTwoElements) {
+    const auto path = test::clip({.container = test::Container::mxfOpAtom, .picture = false});
+    MXFFile file(path);
+    const auto first = file.first(&MXFTriplet::isEssence);
+    MXFTriplet second = *first;
+    const std::size_t cut = first->value.size() - 9'000;
+    second.value.erase(second.value.begin(), second.value.begin() + static_cast<std::ptrdiff_t>(cut));
+    first->value.resize(cut);
+    file.triplets.insert(first + 1, second);
+    const media::Asset asset(test::sourceOf(file.bytes()));
+    EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio).front()) == test::decodeTrack(path, 0));
+}
+
 TEST(MXFSound, ChannelsOfD10MarkedInvalidAreSilent) {
     test::ClipDescription description;
     description.container = test::Container::mxfD10;
