@@ -90,8 +90,8 @@ void ClipTable::limitWidth(int column, int width) {
         header()->resizeSection(column, allowed);
 }
 
-/// Status takes what is left of the window. Until the user has set the columns, the name gives way first
-/// where that is too little for a remark.
+/// Status takes what is left of the window. Until the user has set the columns, the name gives way
+/// where that makes room for a remark.
 void ClipTable::fitColumns() {
     if (std::exchange(fitting_, true))
         return;
@@ -105,8 +105,8 @@ void ClipTable::fitColumns() {
         taken -= header()->sectionSize(nameColumn);
         constexpr int remark = 28; // characters
         const int readable = remark * fontMetrics().averageCharWidth();
-        header()->resizeSection(nameColumn,
-                                std::clamp(viewport()->width() - taken - readable, name.least, name.ideal));
+        const int room = viewport()->width() - taken - readable;
+        header()->resizeSection(nameColumn, room < name.least ? name.ideal : std::min(room, name.ideal));
         taken += header()->sectionSize(nameColumn);
     }
     if (isShown(statusColumn))

@@ -171,6 +171,15 @@ TEST_F(RoadTest, DeletesRevealsAndHidesByKeyboard) {
     const QModelIndex clips = table.model()->index(0, 0, table.model()->index(0, 0));
     table.setCurrentIndex(table.model()->index(1, 0, clips));
     EXPECT_EQ(model().selection(), PathSet{folder / "A001/CLIP/C2.mov"});
+    QStringList offered;
+    QTimer::singleShot(0, window.get(), [&] {
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        for (const QAction* action : menu->actions())
+            offered << action->text();
+        menu->close();
+    });
+    QTest::keyClick(&table, Qt::Key_F10, Qt::ShiftModifier);
+    EXPECT_EQ(offered, (QStringList{QStringLiteral("Show in Finder"), QStringLiteral("Remove")}));
     QTest::keyClick(&table, Qt::Key_Delete);
     EXPECT_EQ(model().rows().size(), 2U);
     table.setCurrentIndex(clips);
