@@ -7,6 +7,7 @@
 #include <random>
 #include <tuple>
 
+#include "tests/support/camera_clips.h"
 #include "tests/support/packets.h"
 
 namespace test {
@@ -195,6 +196,8 @@ Bytes TimedMovie::file() const {
         };
     }
     movie.tracks = {track};
+    if (timecodePictures > 0)
+        addTimecodePerPicture(movie, 0, timecodePictures);
     ByteWriter out;
     out.raw(build(movie));
     for (std::size_t begin = 0, end = 0; fragmented && begin < packets.size(); begin = end) {

@@ -26,8 +26,9 @@ struct TimedMovie {
     bool fragmented = false;
     std::vector<TimedPacket> packets;
     std::vector<MovieEdit> edits{};
-    std::uint32_t statedMediaEnd = 0; ///< `mdhd`, ticks
-    std::vector<std::int16_t> pcm{};  ///< interleaved: what the packets decode to, one after the other
+    std::uint32_t statedMediaEnd = 0;   ///< `mdhd`, ticks
+    std::uint32_t timecodePictures = 0; ///< above 0: with a timecode track of as many, 60000/1001 a second
+    std::vector<std::int16_t> pcm{};    ///< interleaved: what the packets decode to, one after the other
 
     [[nodiscard]] std::int64_t mediaEnd() const; ///< ticks
     [[nodiscard]] Bytes file() const;

@@ -96,6 +96,9 @@ TEST(Cameras, CinemaRawLightOpens) {
     test::addTimecodePerPicture(movie, 215'784, pictures); // 01:00:00;00
     const test::TemporaryFolder folder;
     folder.write("A001/CLIP/A001C001.CRM", textOf(test::build(movie, {.brand = "crx "})));
+    constexpr std::int64_t half = pictures / 2 * 1'001;
+    movie.tracks.back().edits = {{half, -1}, {half, 0}}; // its timecode begins late
+    folder.write("A001/CLIP/A001C002.CRM", textOf(test::build(movie, {.brand = "crx "})));
     const auto zip = folder / "Day.zip";
     const auto result = test::run(test::ferrowick({"--pack", zip.string(), (folder / "A001").string()}));
     EXPECT_THAT(
@@ -105,6 +108,9 @@ TEST(Cameras, CinemaRawLightOpens) {
     const auto copy = pack.copy("A001/CLIP/A001C001");
     EXPECT_EQ(test::Probe(copy).timecode(), "01:00:00;00");
     EXPECT_EQ(test::mediainfo(copy, "Other", "TimeCode_LastFrame"), "01:00:00;59");
+    EXPECT_THAT(result.out, testing::HasSubstr("A001/CLIP/A001C002.mov 00:59:59;30 60 frames, 4 tracks"));
+    EXPECT_EQ(pack.report().at(2).at(3), "00:59:59;30");
+    EXPECT_EQ(pack.report().at(2).at(4), "01:00:00;30");
 }
 
 } // namespace
