@@ -46,6 +46,7 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     bar_.setFixedHeight(14);
     bar_.setMinimumWidth(24);
     bar_.setMaximumWidth(220);
+    remark_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     bar_.setAccessibleName(tr("Progress"));
     icon_.setFixedSize(iconSide, iconSide);
     remarkIcon_.setFixedSize(iconSide, iconSide);
@@ -65,7 +66,7 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
          {static_cast<QWidget*>(&icon_), static_cast<QWidget*>(&text_), static_cast<QWidget*>(&bar_),
           static_cast<QWidget*>(&time_), static_cast<QWidget*>(&link_), static_cast<QWidget*>(&remarkIcon_),
           static_cast<QWidget*>(&remark_)})
-        row->addWidget(part, part == &bar_ ? 1000 : 0, Qt::AlignVCenter);
+        row->addWidget(part, part == &bar_ || part == &remark_ ? 1000 : 0, Qt::AlignVCenter);
     row->addStretch(1);
     // The same height whatever is shown: the table above must not jump.
     const int tallest = std::max({bar_.sizeHint().height(), text_.sizeHint().height(), iconSide});
