@@ -40,7 +40,7 @@ struct Lane {
 };
 
 Lane& laneOf(std::uint32_t channels, int bits) {
-    static std::vector<std::unique_ptr<Lane>> lanes(8 * 3);
+    static std::vector<std::unique_ptr<Lane>> lanes(media::audio::alac::maxChannels * 3);
     auto& lane = lanes[(channels - 1) * 3 + static_cast<std::size_t>(bits / 8 - 2)];
     if (!lane)
         lane = std::make_unique<Lane>(channels, bits);
@@ -52,7 +52,7 @@ Lane& laneOf(std::uint32_t channels, int bits) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 3)
         return 0;
-    const std::uint32_t channels = 1 + data[0] % 8;
+    const std::uint32_t channels = 1 + data[0] % media::audio::alac::maxChannels;
     const int bits = 16 + 8 * (data[0] / 8 % 3);
     std::uint32_t hash = 0;
     for (std::size_t i = 0; i < size; ++i)

@@ -132,8 +132,8 @@ WriterInput& AssetWriter::addTimecodeInput(const Track& source) {
 }
 
 WriterInput& AssetWriter::addAudioInput(const audio::EncoderSettings& settings) {
-    return implementation_->add(makeEncodedLane(implementation_->sequencer, implementation_->spill,
-                                                audio::makeEncoder(settings), settings.channelLayoutTag));
+    return implementation_->add(
+        makeEncodedLane(implementation_->sequencer, implementation_->spill, audio::makeEncoder(settings)));
 }
 
 WriterInput& AssetWriter::addPassThroughInput(const AudioStreamDescription& format) {

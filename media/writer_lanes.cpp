@@ -173,8 +173,7 @@ class PassThroughLane final : public SoundLane {
     PassThroughLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
                     const AudioStreamDescription& format)
         : SoundLane(sequencer, spill, format.sampleRate), bytesPerFrame_(format.bytesPerFrame) {
-        track_.sampleEntry =
-            quicktime::pcmEntry(format, quicktime::channelLayoutTag(format.channelsPerFrame));
+        track_.sampleEntry = quicktime::pcmEntry(format);
     }
 
     quicktime::WrittenTrack& complete(const std::optional<Time>&) override {
@@ -192,9 +191,8 @@ class PassThroughLane final : public SoundLane {
 class EncodedLane final : public SoundLane {
   public:
     EncodedLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
-                std::unique_ptr<audio::Encoder> encoder, std::uint32_t layoutTag)
-        : SoundLane(sequencer, spill, encoder->format().sampleRate), encoder_(std::move(encoder)),
-          layoutTag_(layoutTag) {
+                std::unique_ptr<audio::Encoder> encoder)
+        : SoundLane(sequencer, spill, encoder->format().sampleRate), encoder_(std::move(encoder)) {
         sink_ = [this](std::span<const std::byte> packet, std::uint32_t frames) {
             const audio::EncodedFormat& format = encoder_->format();
             if (format.formatID == audioFormat::linearPCM)
@@ -209,10 +207,9 @@ class EncodedLane final : public SoundLane {
         if (format.formatID == audioFormat::linearPCM)
             track_.sampleEntry = quicktime::pcmEntry(
                 {format.sampleRate, audioFormat::linearPCM, pcmFlag::signedInteger | pcmFlag::packed,
-                 format.channels, format.bitsPerChannel, bytesPerFrame(format)},
-                layoutTag_);
+                 format.channels, format.bitsPerChannel, bytesPerFrame(format)});
         else
-            track_.sampleEntry = quicktime::soundEntry(format, layoutTag_);
+            track_.sampleEntry = quicktime::soundEntry(format);
         track_.hidesPriming = format.primingFrames > 0;
         show(framesIn_, format.primingFrames);
         return track_;
@@ -242,7 +239,6 @@ class EncodedLane final : public SoundLane {
 
     std::unique_ptr<audio::Encoder> encoder_;
     audio::PacketSink sink_;
-    std::uint32_t layoutTag_;
     std::int64_t framesIn_ = 0;
 };
 
@@ -306,9 +302,8 @@ std::unique_ptr<WriterLane> makeTimecodeLane(ChunkSequencer& sequencer, quicktim
 }
 
 std::unique_ptr<WriterLane> makeEncodedLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
-                                            std::unique_ptr<audio::Encoder> encoder,
-                                            std::uint32_t layoutTag) {
-    return std::make_unique<EncodedLane>(sequencer, spill, std::move(encoder), layoutTag);
+                                            std::unique_ptr<audio::Encoder> encoder) {
+    return std::make_unique<EncodedLane>(sequencer, spill, std::move(encoder));
 }
 
 std::unique_ptr<WriterLane> makePassThroughLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,

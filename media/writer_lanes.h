@@ -56,11 +56,9 @@ class WriterLane : public WriterInput {
 
 [[nodiscard]] std::unique_ptr<WriterLane> makeTimecodeLane(ChunkSequencer& sequencer,
                                                            quicktime::SpillFile& spill, const Track& source);
-/// `layoutTag` is the channel layout's, for the sample description.
 [[nodiscard]] std::unique_ptr<WriterLane> makeEncodedLane(ChunkSequencer& sequencer,
                                                           quicktime::SpillFile& spill,
-                                                          std::unique_ptr<audio::Encoder> encoder,
-                                                          std::uint32_t layoutTag);
+                                                          std::unique_ptr<audio::Encoder> encoder);
 [[nodiscard]] std::unique_ptr<WriterLane> makePassThroughLane(ChunkSequencer& sequencer,
                                                               quicktime::SpillFile& spill,
                                                               const AudioStreamDescription& format);

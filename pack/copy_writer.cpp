@@ -100,15 +100,6 @@ Depths depthsOf(const media::AudioStreamDescription& format) {
     return {32, 32};
 }
 
-/// CoreAudio channel layout tags: mono, stereo, else discrete channels in order.
-std::uint32_t channelLayoutTag(std::uint32_t channels) {
-    if (channels == 1)
-        return 0x640001;
-    if (channels == 2)
-        return 0x650002;
-    return 0x930000 | channels;
-}
-
 /// The text of the first item whose identifier ends with the key.
 std::string value(const media::Asset& asset, std::string_view key) {
     for (const media::MetadataItem& item : asset.metadata())
@@ -165,10 +156,11 @@ class Copy {
         settings.inputBits = depths.decode;
         settings.bitDepthHint = depths.encoder;
         settings.threads = threads;
-        settings.channelLayoutTag = channelLayoutTag(settings.channels);
         if (mode == ScratchAudio::compressed) {
             settings.formatID = media::audioFormat::aac;
             settings.bitRatePerChannel = compressedBitRate;
+            keptLossless_ =
+                keptLossless_ || !media::audio::isCompressible(settings.sampleRate, settings.channels);
         } else {
             settings.formatID = media::audioFormat::appleLossless;
         }
@@ -196,6 +188,8 @@ class Copy {
     }
 
     [[nodiscard]] const Timecode& timecode() const { return shared_.startTimecode->value(); }
+    /// Is there sound that should have been compressed and can't be?
+    [[nodiscard]] bool keptLossless() const { return keptLossless_; }
 
     /// The numbers, from 1, of the sound lanes with sound on them.
     [[nodiscard]] std::vector<std::int64_t> audible() const {
@@ -221,6 +215,7 @@ class Copy {
     media::AssetWriter writer_;
     Shared shared_;
     std::vector<std::unique_ptr<Lane>> lanes_;
+    bool keptLossless_ = false;
 };
 
 /// Lanes keep the cores busy by themselves; only a clip with fewer sound tracks than cores has some to spare.
@@ -237,14 +232,17 @@ void checkLength(double clipSeconds, const std::filesystem::path& copy) {
         throw PackError::lengthChanged(clipSeconds, copySeconds);
 }
 
-std::vector<std::string> notesOf(const PackResult& result, ScratchAudio mode) {
+std::vector<std::string> notesOf(const PackResult& result, ScratchAudio mode, bool keptLossless) {
     if (mode == ScratchAudio::none)
         return {"timecode only"};
     if (result.audioTracks == 0)
         return {"no scratch audio: sync by timecode only"};
+    std::vector<std::string> notes;
     if (result.audible.empty())
-        return {"scratch audio is silent: sync by timecode only"};
-    return {};
+        notes.emplace_back("scratch audio is silent: sync by timecode only");
+    if (keptLossless)
+        notes.emplace_back("kept lossless");
+    return notes;
 }
 
 } // namespace
@@ -266,6 +264,7 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
     result.camera = cameraOf(asset);
     result.umid = value(asset, "package.material.packageid");
 
+    bool keptLossless = false;
     {
         Copy copy(asset, to, progress, isCancelled);
         copy.setMetadata(platform::validUTF8(clip.source.filename().string()), result.camera, result.umid);
@@ -275,6 +274,7 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
         copy.run();
         result.timecode = copy.timecode();
         result.audible = copy.audible();
+        keptLossless = copy.keptLossless();
     }
     checkLength(result.duration, to);
 
@@ -287,7 +287,7 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
     result.frames = *frames;
     const auto size = std::filesystem::file_size(to, ignored);
     result.packSize = ignored ? 0 : static_cast<std::int64_t>(size);
-    result.notes = notesOf(result, audio);
+    result.notes = notesOf(result, audio, keptLossless);
     return result;
 }
 

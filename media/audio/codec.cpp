@@ -5,7 +5,6 @@
 #include <array>
 #include <cmath>
 
-#include "media/audio/alac/elements.h"
 #include "media/audio/alac/encoder.h"
 #include "media/audio/codecs/codec_module.h"
 #include "media/audio/pcm_encoder.h"
@@ -30,14 +29,6 @@ const CodecModule& codecModule() {
     return loaded;
 }
 
-/// The rates that AAC has an index for (ISO/IEC 14496-3, 1.6.3.4). At other rates the sound would have to be
-/// resampled, and no longer be aligned to the sample.
-bool isAACRate(double rate) {
-    constexpr std::array rates = {96000., 88200., 64000., 48000., 44100., 32000., 24000.,
-                                  22050., 16000., 12000., 11025., 8000.,  7350.};
-    return std::find(rates.begin(), rates.end(), rate) != rates.end();
-}
-
 std::unique_ptr<Encoder> makeAACEncoder(const EncoderSettings& settings) {
     const CodecModule& module = codecModule();
     if (settings.channels > 2)
@@ -59,12 +50,19 @@ std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format, int bits) 
     return codecModule().makeDecoder(format, bits);
 }
 
+bool isCompressible(double sampleRate, std::uint32_t channels) {
+    constexpr std::uint32_t mostChannels = 8;
+    constexpr std::array rates = {96000., 88200., 64000., 48000., 44100., 32000., 24000.,
+                                  22050., 16000., 12000., 11025., 8000.,  7350.};
+    return channels <= mostChannels && std::find(rates.begin(), rates.end(), sampleRate) != rates.end();
+}
+
 std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
     check(settings);
+    if (settings.formatID == audioFormat::aac && isCompressible(settings.sampleRate, settings.channels))
+        return makeAACEncoder(settings);
     if (settings.channels > alac::maxChannels)
         return makePCMEncoder(settings);
-    if (settings.formatID == audioFormat::aac && isAACRate(settings.sampleRate))
-        return makeAACEncoder(settings);
     return alac::makeEncoder(settings);
 }
 

@@ -34,26 +34,29 @@ class Decoder {
 
 /// What to encode. Input is interleaved little-endian signed PCM of `inputBits`.
 struct EncoderSettings {
-    FourCC formatID = audioFormat::appleLossless; ///< or audioFormat::aac
+    /// Or audioFormat::aac. Apple Lossless becomes linear PCM for more than two channels, whose order
+    /// programs that read it don't agree on.
+    FourCC formatID = audioFormat::appleLossless;
     double sampleRate = 0;
     std::uint32_t channels = 0;
     int inputBits = 0;    ///< 16, 24 or 32
     int bitDepthHint = 0; ///< Apple Lossless: significant bits, 16, 20, 24 or 32 (the high ones of the input)
-    int bitRatePerChannel = 0;          ///< AAC: bits per second
-    std::uint32_t channelLayoutTag = 0; ///< for the copy's `chan` box
-    int threads = 1; ///< how many may work on this stream; the packets are the same for any number
+    int bitRatePerChannel = 0; ///< AAC: bits per second
+    int threads = 1;           ///< how many may work on this stream; the packets are the same for any number
 };
 
 /// What an encoder made, for the sample description. Final after `finish`.
 struct EncodedFormat {
-    FourCC formatID =
-        0; ///< audioFormat::appleLossless, aac, or linearPCM where no packet format holds the channels
+    FourCC formatID = 0; ///< audioFormat::appleLossless, aac or linearPCM
     double sampleRate = 0;
     std::uint32_t channels = 0;
     std::uint32_t bitsPerChannel = 0;
-    std::uint32_t framesPerPacket = 0;    ///< 1 for linear PCM
-    std::uint32_t primingFrames = 0;      ///< decoded frames before the first one that went in
-    std::uint32_t bitRate = 0;            ///< AAC: bits per second in all
+    std::uint32_t framesPerPacket = 0; ///< 1 for linear PCM
+    std::uint32_t primingFrames = 0;   ///< decoded frames before the first one that went in
+    std::uint32_t bitRate = 0;         ///< AAC: bits per second in all
+    /// AAC of more than two channels: the places that decoders give them in this order, as bits of a WAVE
+    /// channel mask; else 0.
+    std::uint32_t channelMask = 0;
     std::vector<std::byte> configuration; ///< AudioSpecificConfig or Apple Lossless magic cookie
 };
 
@@ -71,6 +74,10 @@ class Encoder {
     virtual void finish(const PacketSink& sink) = 0;
     [[nodiscard]] virtual const EncodedFormat& format() const = 0;
 };
+
+/// Does AAC take such sound? It has up to 8 channels and a table of rates (ISO/IEC 14496-3, 1.6.3.4). At
+/// others the sound would have to be resampled, and no longer be aligned to the sample: it stays lossless.
+[[nodiscard]] bool isCompressible(double sampleRate, std::uint32_t channels);
 
 /// Throws Error (unsupported) when no encoder takes the settings.
 [[nodiscard]] std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings);

@@ -25,14 +25,26 @@ struct Entry {
     std::uint32_t bytesPerSample = 2;
     std::uint32_t bitsPerChannel = 0; ///< version 2, linear PCM
     std::uint32_t formatFlags = 0;    ///< version 2
+    std::uint32_t channelMask = 0;    ///< 0: the layout goes by the number of channels
 };
 
 bool needsVersion2(const Entry& entry) {
     return entry.sampleRate > largestShortRate || std::floor(entry.sampleRate) != entry.sampleRate;
 }
 
+/// Core Audio's channel layout tags: a mask that follows, mono, stereo, else discrete channels in order.
+std::uint32_t layoutTag(const Entry& entry) {
+    if (entry.channelMask != 0)
+        return 0x10000;
+    if (entry.channels == 1)
+        return 0x640001;
+    if (entry.channels == 2)
+        return 0x650002;
+    return 0x930000 | entry.channels;
+}
+
 template <typename Extensions>
-std::vector<std::byte> write(const Entry& entry, std::uint32_t layoutTag, Extensions&& extensions) {
+std::vector<std::byte> write(const Entry& entry, Extensions&& extensions) {
     const bool version2 = needsVersion2(entry) || entry.code == audioFormat::linearPCM;
     io::ByteWriter bytes;
     bytes.box(entry.code, [&] {
@@ -63,8 +75,8 @@ std::vector<std::byte> write(const Entry& entry, std::uint32_t layoutTag, Extens
         }
         extensions(bytes);
         bytes.fullBox(fourCC("chan"), 0, 0, [&] {
-            bytes.u32(layoutTag);
-            bytes.u32(0); // no bitmap
+            bytes.u32(layoutTag(entry));
+            bytes.u32(entry.channelMask);
             bytes.u32(0); // no descriptions
         });
     });
@@ -118,23 +130,16 @@ std::uint32_t losslessDepthFlag(std::uint32_t bits) {
 
 } // namespace
 
-std::uint32_t channelLayoutTag(std::uint32_t channels) {
-    if (channels == 1)
-        return 0x640001;
-    if (channels == 2)
-        return 0x650002;
-    return 0x930000 | channels;
-}
-
-std::vector<std::byte> soundEntry(const audio::EncodedFormat& format, std::uint32_t layoutTag) {
+std::vector<std::byte> soundEntry(const audio::EncodedFormat& format) {
     Entry entry;
     entry.sampleRate = format.sampleRate;
     entry.channels = format.channels;
     entry.framesPerPacket = format.framesPerPacket;
+    entry.channelMask = format.channelMask;
     if (format.formatID == audioFormat::appleLossless) {
         entry.code = fourCC("alac");
         entry.formatFlags = losslessDepthFlag(format.bitsPerChannel);
-        return write(entry, layoutTag, [&](io::ByteWriter& bytes) {
+        return write(entry, [&](io::ByteWriter& bytes) {
             wave(bytes, entry.code,
                  [&] { bytes.fullBox(fourCC("alac"), 0, 0, [&] { bytes.raw(format.configuration); }); });
         });
@@ -142,7 +147,7 @@ std::vector<std::byte> soundEntry(const audio::EncodedFormat& format, std::uint3
     if (format.formatID == audioFormat::aac) {
         entry.code = fourCC("mp4a");
         entry.bytesPerPacket = entry.bytesPerFrame = 2;
-        return write(entry, layoutTag, [&](io::ByteWriter& bytes) {
+        return write(entry, [&](io::ByteWriter& bytes) {
             wave(bytes, entry.code, [&] {
                 bytes.box(fourCC("mp4a"), [&] { bytes.u32(0); });
                 elementaryStream(bytes, format);
@@ -152,7 +157,7 @@ std::vector<std::byte> soundEntry(const audio::EncodedFormat& format, std::uint3
     throw Error(Error::Category::unsupported, "The sound is in a format that can't be written here.");
 }
 
-std::vector<std::byte> pcmEntry(const AudioStreamDescription& format, std::uint32_t layoutTag) {
+std::vector<std::byte> pcmEntry(const AudioStreamDescription& format) {
     const bool bigEndian = (format.formatFlags & pcmFlag::bigEndian) != 0;
     const std::uint32_t width =
         format.channelsPerFrame > 0 ? format.bytesPerFrame / format.channelsPerFrame : 0;
@@ -177,7 +182,7 @@ std::vector<std::byte> pcmEntry(const AudioStreamDescription& format, std::uint3
             entry.code = bigEndian ? fourCC("twos") : fourCC("sowt");
     }
     const bool needsByteOrder = entry.code != audioFormat::linearPCM && width != 2;
-    return write(entry, layoutTag, [&](io::ByteWriter& bytes) {
+    return write(entry, [&](io::ByteWriter& bytes) {
         if (needsByteOrder)
             wave(bytes, entry.code,
                  [&] { bytes.box(fourCC("enda"), [&] { bytes.u16(bigEndian ? 0 : 1); }); });

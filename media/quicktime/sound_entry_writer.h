@@ -8,15 +8,12 @@
 
 namespace media::quicktime {
 
-/// CoreAudio channel layout tags: mono, stereo, else discrete channels in order.
-[[nodiscard]] std::uint32_t channelLayoutTag(std::uint32_t channels);
-
 /// The description of an encoded track, whole with its size word. Throws Error for codecs that it does not
 /// know.
-[[nodiscard]] std::vector<std::byte> soundEntry(const audio::EncodedFormat& format, std::uint32_t layoutTag);
+[[nodiscard]] std::vector<std::byte> soundEntry(const audio::EncodedFormat& format);
 
 /// The description of linear PCM as it lies in the file: integer or floating point, either byte order. Throws
 /// Error when the channels don't lie interleaved.
-[[nodiscard]] std::vector<std::byte> pcmEntry(const AudioStreamDescription& format, std::uint32_t layoutTag);
+[[nodiscard]] std::vector<std::byte> pcmEntry(const AudioStreamDescription& format);
 
 } // namespace media::quicktime

@@ -172,7 +172,7 @@ TEST(AssetWriterFaults, AnEncoderThatFailsEndsAllLanes) {
     const test::TemporaryFolder folder;
     media::quicktime::SpillFile spill(folder.path());
     media::ChunkSequencer sequencer([](std::size_t, const media::Chunk&) {});
-    const auto failing = media::makeEncodedLane(sequencer, spill, std::make_unique<FailingEncoder>(), 0);
+    const auto failing = media::makeEncodedLane(sequencer, spill, std::make_unique<FailingEncoder>());
     const auto other = media::makePassThroughLane(sequencer, spill, monoFloat);
     EXPECT_FALSE(test::feed({{*failing, test::soundBuffers(Bytes(std::size_t{rate} * 2 * 60), 2, rate)},
                              {*other, test::soundBuffers(Bytes(std::size_t{rate} * 4 * 60), 4, rate)}}));

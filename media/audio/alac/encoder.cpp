@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "media/audio/alac/elements.h"
 #include "media/audio/alac/packet_coder.h"
 #include "media/audio/ordered_workers.h"
 #include "media/error.h"
@@ -120,7 +119,7 @@ class AppleLosslessEncoder final : public Encoder {
         };
     }
 
-    /// The 24 bytes that decoders read, and the channel layout where more than two channels need one.
+    /// The 24 bytes that decoders read.
     void setCookie() {
         const double seconds = static_cast<double>(frames_) / format_.sampleRate;
         const double bitRate = frames_ == 0 ? 0 : static_cast<double>(bytes_) * 8 / seconds;
@@ -136,12 +135,6 @@ class AppleLosslessEncoder final : public Encoder {
         cookie.u32(static_cast<std::uint32_t>(largestPacket_));
         cookie.u32(static_cast<std::uint32_t>(std::min(bitRate, 4294967295.0)));
         cookie.u32(static_cast<std::uint32_t>(std::lround(format_.sampleRate)));
-        if (format_.channels > 2)
-            cookie.box(fourCC("chan"), [&] {
-                cookie.u32(0);
-                cookie.u32(layoutTagOf(format_.channels));
-                cookie.zeros(8);
-            });
         format_.configuration = cookie.take();
     }
 

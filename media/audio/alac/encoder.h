@@ -9,7 +9,7 @@
 
 namespace media::audio::alac {
 
-/// Takes 1 to maxChannels channels of 16, 24 or 32 bits. The stream's bit depth is that of the input whatever
+/// Takes one or two channels of 16, 24 or 32 bits. The stream's bit depth is that of the input whatever
 /// the hint says: 20 bits in 24 would lose the low four of samples that use them. The bytes are the same
 /// whatever the path and the number of threads. Throws Error (unsupported).
 [[nodiscard]] std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings,

@@ -10,7 +10,6 @@
 
 #include "media/audio/alac/analysis.h"
 #include "media/audio/alac/channel_coder.h"
-#include "media/audio/alac/elements.h"
 #include "media/audio/codec.h"
 
 namespace media::audio::alac {
@@ -18,6 +17,9 @@ namespace media::audio::alac {
 class BitWriter;
 
 enum class Path { fastest, portable };
+
+/// The format holds up to eight, but in an order of its own, which programs undo in different ways.
+inline constexpr std::uint32_t maxChannels = 2;
 
 class PacketCoder {
   public:
@@ -39,27 +41,25 @@ class PacketCoder {
         std::uint32_t frames = 0;
         bool silent = false;
         std::size_t firstJob = 0;
+        Mixing mixing;
         const std::uint8_t* low = nullptr;
     };
 
     void reserve(std::size_t packets);
     void prepare(Packet& packet, std::size_t slot);
     [[nodiscard]] std::span<const std::byte> assemble(const Packet& packet, std::span<const ChannelJob> jobs,
-                                                      std::span<const Mixing> mixings, int shiftBytes);
-    void putUncompressed(BitWriter& out, const Packet& packet, std::span<const std::uint8_t> channels);
-    void putLowBytes(BitWriter& out, const Packet& packet, const Element& element, int shiftBytes);
+                                                      int shiftBytes);
+    void putUncompressed(BitWriter& out, const Packet& packet, std::size_t firstChannel, std::size_t count);
     [[nodiscard]] std::vector<std::byte> silentPacket();
 
     std::uint32_t channels_;
     std::size_t bytes_; ///< of a sample
     Path path_;
-    std::span<const Element> elements_;
 
     std::vector<Packet> run_;
-    std::vector<std::int16_t> high_;   ///< per packet: channels in their places
-    std::vector<std::uint8_t> low_;    ///< per packet: the bytes below, channels in their places
-    std::vector<std::int16_t> planes_; ///< per packet and channel, in element order; unused for mono
-    std::vector<Mixing> mixings_;      ///< per packet and element
+    std::vector<std::int16_t> high_;   ///< per packet: channels interleaved
+    std::vector<std::uint8_t> low_;    ///< per packet: the bytes below, channels interleaved
+    std::vector<std::int16_t> planes_; ///< per packet and channel; unused for mono
     std::vector<ChannelJob> jobs_;     ///< of the packets that are not silent
     std::vector<std::uint8_t> code_;   ///< per job
     std::vector<std::uint8_t> gathered_;

@@ -30,8 +30,10 @@ void fill(const std::byte* from, std::size_t frames, std::size_t channels, AVFra
     }
 }
 
-/// Channel layouts whose AAC channels are all whole ones (a low-frequency channel would lose its treble) and
-/// come out of decoders in the order in which they went in.
+/// Channel layouts whose AAC channels are all whole ones (a low-frequency channel would lose its treble), and
+/// which the encoder describes in the stream element by element (ISO/IEC 14496-3, 4.4.1.1): decoders put such
+/// channels out as they come. The layouts that have a number of their own begin with the centre, and only
+/// some decoders put it back behind left and right.
 AVChannelLayout aacLayout(std::uint32_t channels) {
     switch (channels) {
     case 1:
@@ -39,11 +41,11 @@ AVChannelLayout aacLayout(std::uint32_t channels) {
     case 2:
         return AV_CHANNEL_LAYOUT_STEREO;
     case 3:
-        return AV_CHANNEL_LAYOUT_SURROUND;
+        return AV_CHANNEL_LAYOUT_2_1;
     case 4:
-        return AV_CHANNEL_LAYOUT_4POINT0;
+        return AV_CHANNEL_LAYOUT_QUAD;
     case 5:
-        return AV_CHANNEL_LAYOUT_5POINT0_BACK;
+        return AV_CHANNEL_LAYOUT_5POINT0;
     case 6:
         return AV_CHANNEL_LAYOUT_HEXAGONAL;
     case 7:
@@ -79,6 +81,8 @@ EncodedFormat formatOf(const AVCodecContext& context, const EncoderSettings& set
     format.framesPerPacket = static_cast<std::uint32_t>(context.frame_size);
     format.primingFrames = static_cast<std::uint32_t>(context.initial_padding);
     const auto* const extradata = reinterpret_cast<const std::byte*>(context.extradata);
+    if (settings.channels > 2)
+        format.channelMask = static_cast<std::uint32_t>(context.ch_layout.u.mask);
     format.configuration.assign(extradata, extradata + context.extradata_size);
     return format;
 }

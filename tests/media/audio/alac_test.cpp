@@ -67,33 +67,17 @@ Bytes decodeByLibav(const Stream& stream) {
     return pcm;
 }
 
-/// By our own decoder, with the channels put from the format's order into the input's.
-Bytes decodeByUs(const Stream& stream, int bits) {
-    static const std::array<std::vector<std::size_t>, 8> places{{{0},
-                                                                 {0, 1},
-                                                                 {2, 0, 1},
-                                                                 {2, 0, 1, 3},
-                                                                 {2, 0, 1, 3, 4},
-                                                                 {2, 0, 1, 4, 5, 3},
-                                                                 {2, 0, 1, 4, 5, 6, 3},
-                                                                 {2, 6, 7, 0, 1, 4, 5, 3}}};
+Bytes decodeByUs(const Stream& stream) {
     Bytes pcm;
     for (const Bytes& packet : stream.packets)
         test::decodeStrictly(stream.format.configuration, packet, pcm);
-    Bytes ordered(pcm.size());
-    const std::size_t channels = stream.format.channels, width = static_cast<std::size_t>(bits) / 8;
-    for (std::size_t i = 0; i < pcm.size() / width; ++i)
-        std::copy_n(pcm.begin() + static_cast<std::ptrdiff_t>(i * width), width,
-                    ordered.begin() +
-                        static_cast<std::ptrdiff_t>(
-                            (i / channels * channels + places[channels - 1][i % channels]) * width));
-    return ordered;
+    return pcm;
 }
 
-void expectExact(const Stream& stream, const Bytes& pcm, int bits) {
+void expectExact(const Stream& stream, const Bytes& pcm) {
     ASSERT_NO_THROW({
         ASSERT_TRUE(decodeByLibav(stream) == pcm) << "libavcodec's decoder";
-        ASSERT_TRUE(decodeByUs(stream, bits) == pcm) << "the strict decoder";
+        ASSERT_TRUE(decodeByUs(stream) == pcm) << "the strict decoder";
     });
 }
 
@@ -107,7 +91,7 @@ Bytes cat(std::initializer_list<Bytes> parts) {
 TEST(AppleLossless, ReturnsEverySampleOfShortStreams) {
     for (std::uint32_t seed = 0; seed < 12'000 / test::slowdown; ++seed) {
         std::mt19937 random(seed);
-        const std::size_t channels = random() % 3 != 0 ? 1 + random() % 2 : 1 + random() % 8;
+        const std::size_t channels = 1 + random() % 2;
         const int bits = std::array{16, 24, 24, 32}[random() % 4];
         // Whole vector steps as often as odd lengths.
         const std::size_t frames = random() % 2 == 0 ? 1 + random() % 300 : 16 * (1 + random() % 20);
@@ -115,7 +99,7 @@ TEST(AppleLossless, ReturnsEverySampleOfShortStreams) {
         const Stream stream = encode(settingsOf(channels, bits), pcm);
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << channels << " channels of " << bits
                                         << " bits, " << frames << " frames");
-        expectExact(stream, pcm, bits);
+        expectExact(stream, pcm);
         ASSERT_TRUE(encode(settingsOf(channels, bits), pcm, Path::portable).packets == stream.packets);
         if (HasFatalFailure())
             return;
@@ -125,15 +109,15 @@ TEST(AppleLossless, ReturnsEverySampleOfShortStreams) {
 TEST(AppleLossless, ReturnsEverySampleOfLongStreamsHoweverTheyCome) {
     for (std::uint32_t seed = 0; seed < 120 / test::slowdown; ++seed) {
         std::mt19937 random(seed);
-        const std::size_t channels = random() % 2 == 0 ? 1 : 1 + random() % 8;
+        const std::size_t channels = 1 + random() % 2;
         const int bits = std::array{16, 24, 24, 32}[random() % 4];
         Bytes pcm;
-        for (std::size_t part = 0; part < 1 + 40 / (channels * channels); ++part)
+        for (std::size_t part = 0; part < 1 + 30 / channels; ++part)
             pcm = cat({pcm, test::patternPCM(random, 1000 + random() % 5000, channels, bits)});
         EncoderSettings settings = settingsOf(channels, bits);
         const Stream stream = encode(settings, pcm);
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << channels << " channels of " << bits);
-        expectExact(stream, pcm, bits);
+        expectExact(stream, pcm);
         EXPECT_TRUE(encode(settings, pcm, Path::portable, 1 + random() % 9000).packets == stream.packets);
         settings.threads = 2 + static_cast<int>(random() % 3);
         EXPECT_TRUE(encode(settings, pcm, Path::fastest, 5000).packets == stream.packets);
@@ -151,29 +135,28 @@ TEST(AppleLossless, PacketsHold4096FramesAndTheLastOneTheRest) {
 
 TEST(AppleLossless, CookieSaysWhatDecodersNeed) {
     std::mt19937 random(1);
-    const Stream stream = encode(settingsOf(6, 24), test::patternPCM(random, 9000, 6, 24));
+    const Stream stream = encode(settingsOf(2, 24), test::patternPCM(random, 9000, 2, 24));
     std::size_t largest = 0;
     for (const Bytes& packet : stream.packets)
         largest = std::max(largest, packet.size());
     const std::size_t rate = stream.size() * 8 * 48000 / 9000;
     const auto byte = [](std::size_t value) { return static_cast<std::byte>(value); };
     Bytes expected{byte(0),  byte(0),  byte(16), byte(0), byte(0), byte(24),
-                   byte(40), byte(10), byte(14), byte(6), byte(0), byte(255)};
+                   byte(40), byte(10), byte(14), byte(2), byte(0), byte(255)};
     for (const std::size_t number : {largest, rate, std::size_t{48000}})
         for (int shift = 24; shift >= 0; shift -= 8)
             expected.push_back(byte(number >> shift));
-    ASSERT_EQ(stream.format.configuration.size(), 48U); // with the layout of more than two channels
-    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), stream.format.configuration.begin()));
+    EXPECT_TRUE(stream.format.configuration == expected);
     EXPECT_EQ(stream.format.framesPerPacket, 4096U);
     EXPECT_EQ(stream.format.bitsPerChannel, 24U);
     EXPECT_EQ(stream.format.primingFrames, 0U);
 }
 
 TEST(AppleLossless, SilenceTakesAFewBytes) {
-    for (const std::size_t channels : {1U, 2U, 6U}) {
+    for (const std::size_t channels : {1U, 2U}) {
         const Stream stream = encode(settingsOf(channels, 24), Bytes(40'960 * 3 * channels));
         EXPECT_LT(stream.size(), 10 * 20 * channels);
-        expectExact(stream, Bytes(40'960 * 3 * channels), 24);
+        expectExact(stream, Bytes(40'960 * 3 * channels));
     }
 }
 
@@ -192,14 +175,14 @@ TEST(AppleLossless, KeepsAwayFromTheCodeThatDecodersReadDifferently) {
             pcm[4 * i] = pcm[4 * i + 1] = std::byte{0xFF};
         pcm[4 * 50 + 1] = std::byte{0x7F};
         const Stream stream = encode(settingsOf(2, 16), pcm);
-        expectExact(stream, pcm, 16);
+        expectExact(stream, pcm);
         EXPECT_EQ(std::to_integer<int>(stream.packets[0][2]) >> 1 & 1, 1) << "not uncompressed";
         EXPECT_TRUE(encode(settingsOf(2, 16), pcm, Path::portable).packets == stream.packets);
     }
 }
 
 TEST(AppleLossless, RefusesWhatTheFormatCannotHold) {
-    for (const auto& [channels, bits] : {std::pair{0, 16}, {9, 16}, {2, 20}, {2, 8}})
+    for (const auto& [channels, bits] : {std::pair{0, 16}, {3, 16}, {2, 20}, {2, 8}})
         EXPECT_THROW(
             (void)media::audio::alac::makeEncoder(settingsOf(static_cast<std::size_t>(channels), bits)),
             media::Error);

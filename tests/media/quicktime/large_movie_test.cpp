@@ -26,8 +26,8 @@ TEST(LargeMovie, HasWideOffsetsWhereItNeedsThem) {
         SpillFile spill(folder.path());
         WrittenTrack track(spill, media::MediaType::audio, 48'000);
         track.handler = media::fourCC("soun");
-        track.sampleEntry = pcmEntry(
-            {48'000, media::audioFormat::linearPCM, media::pcmFlag::signedInteger, 1, 16, 2}, 0x640001);
+        track.sampleEntry =
+            pcmEntry({48'000, media::audioFormat::linearPCM, media::pcmFlag::signedInteger, 1, 16, 2});
         track.edits = {{{0, 1}, {1, 1}, 0}};
         for (std::size_t half = 0; half < 2; ++half) {
             track.addChunk(output.position(), 24'000);
