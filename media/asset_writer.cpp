@@ -136,9 +136,10 @@ WriterInput& AssetWriter::addAudioInput(const audio::EncoderSettings& settings) 
         makeEncodedLane(implementation_->sequencer, implementation_->spill, audio::makeEncoder(settings)));
 }
 
-WriterInput& AssetWriter::addPassThroughInput(const AudioStreamDescription& format) {
-    return implementation_->add(
-        makePassThroughLane(implementation_->sequencer, implementation_->spill, format));
+WriterInput& AssetWriter::addPassThroughInput(const AudioStreamDescription& format,
+                                              std::vector<std::byte> sampleEntry) {
+    return implementation_->add(makePassThroughLane(implementation_->sequencer, implementation_->spill,
+                                                    format, std::move(sampleEntry)));
 }
 
 void AssetWriter::start() {

@@ -50,8 +50,9 @@ class AssetWriter {
     WriterInput& addTimecodeInput(const Track& source);
     /// Sound to be encoded; throws Error when no encoder takes these settings.
     WriterInput& addAudioInput(const audio::EncoderSettings& settings);
-    /// Linear PCM frames written unchanged.
-    WriterInput& addPassThroughInput(const AudioStreamDescription& format);
+    /// Linear PCM frames written unchanged, under the source's QuickTime sample description where it has one.
+    WriterInput& addPassThroughInput(const AudioStreamDescription& format,
+                                     std::vector<std::byte> sampleEntry = {});
 
     /// Creates the file. Throws Error.
     void start();

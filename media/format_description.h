@@ -83,7 +83,8 @@ struct FormatDescription {
     std::optional<AudioStreamDescription> audio;
     std::optional<VideoDimensions> video;
     std::optional<TimecodeDescription> timecode;
-    /// Timecode: the QuickTime sample description, whole with its size word, as it goes into a copy.
+    /// Timecode, and float sound of QuickTime movies: the QuickTime sample description, whole with its size
+    /// word, as it goes into a copy.
     std::vector<std::byte> sampleEntry;
     /// Compressed sound: what its decoder needs, bare of container headers. AAC: AudioSpecificConfig; Apple
     /// Lossless: the magic cookie (24 bytes or more); Opus: the payload of `dOps`; FLAC: the metadata blocks

@@ -16,10 +16,34 @@ namespace {
 /// Unwinds a lane whose sequence has stopped.
 struct Stopped {};
 
-std::int64_t mediaTimescale(double sampleRate) {
+/// The ticks of sound: as many a second as the rate is, or where that is no whole number a multiple.
+struct SoundClock {
+    std::int64_t ticksPerSecond = 0;
+    std::uint32_t ticksPerFrame = 1;
+};
+
+/// The least fraction that a rate means (48000 / 1.001 is 48000000 / 1001), by its continued fraction, as far
+/// as the media's time scale and a packet's duration hold it.
+SoundClock soundClock(double sampleRate) {
     if (!(sampleRate >= 1 && sampleRate <= 1e9))
         throw Error(Error::Category::unsupported, "The sound has a sample rate that can't be written.");
-    return std::llround(sampleRate);
+    constexpr double largestTimescale = std::numeric_limits<std::int32_t>::max();
+    constexpr double mostTicks = 1 << 20; // of a frame: 4,096 of them fit 32 bits
+    constexpr double precision = 1e-12;
+    double numerator = std::floor(sampleRate), earlierNumerator = 1;
+    double denominator = 1, earlierDenominator = 0;
+    for (double rest = sampleRate - numerator;
+         std::abs(numerator / denominator - sampleRate) > precision * sampleRate;) {
+        const double whole = std::floor(1 / rest);
+        rest = 1 / rest - whole;
+        const double nextNumerator = whole * numerator + earlierNumerator;
+        const double nextDenominator = whole * denominator + earlierDenominator;
+        if (nextNumerator > largestTimescale || nextDenominator >= mostTicks)
+            break;
+        earlierNumerator = std::exchange(numerator, nextNumerator);
+        earlierDenominator = std::exchange(denominator, nextDenominator);
+    }
+    return {static_cast<std::int64_t>(numerator), static_cast<std::uint32_t>(denominator)};
 }
 
 /// Timecode: every sample as it comes, in the source's own time scale.
@@ -121,9 +145,7 @@ class TimecodeLane final : public WriterLane {
 class SoundLane : public WriterLane {
   protected:
     SoundLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, double sampleRate)
-        : WriterLane(sequencer, spill, MediaType::audio, mediaTimescale(sampleRate)) {
-        track_.handler = fourCC("soun");
-    }
+        : SoundLane(sequencer, spill, soundClock(sampleRate)) {}
 
     /// Whole frames of linear PCM.
     void storeFrames(std::span<const std::byte> frames, std::uint32_t bytesPerFrame) {
@@ -134,7 +156,7 @@ class SoundLane : public WriterLane {
                 std::min<std::uint64_t>(samplesPerChunk_ - chunk_.samples, frames.size() / bytesPerFrame);
             const std::size_t bytes = static_cast<std::size_t>(count) * bytesPerFrame;
             addToChunk(frames.first(bytes), count);
-            track_.addFrames(count, bytesPerFrame);
+            track_.addFrames(count, bytesPerFrame, ticksPerFrame_);
             frames = frames.subspan(bytes);
             if (chunk_.samples == samplesPerChunk_)
                 pushChunk();
@@ -147,7 +169,7 @@ class SoundLane : public WriterLane {
         if (samplesPerChunk_ == 0)
             samplesPerChunk_ = samplesPerChunk(usualFrames, largestSize);
         addToChunk(packet, 1);
-        track_.addSample(io::checked<std::uint32_t>(packet.size()), frames);
+        track_.addSample(io::checked<std::uint32_t>(packet.size()), std::uint64_t{frames} * ticksPerFrame_);
         if (chunk_.samples == samplesPerChunk_)
             pushChunk();
     }
@@ -155,25 +177,37 @@ class SoundLane : public WriterLane {
     /// The edit that shows `frames` after the priming.
     void show(std::int64_t frames, std::int64_t primingFrames) {
         if (frames > 0)
-            track_.edits = {{{0, track_.timescale}, {frames, track_.timescale}, primingFrames}};
+            track_.edits = {{{0, track_.timescale},
+                             {io::checkedMultiply(frames, std::int64_t{ticksPerFrame_}), track_.timescale},
+                             primingFrames * ticksPerFrame_}};
     }
 
   private:
+    SoundLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, const SoundClock& clock)
+        : WriterLane(sequencer, spill, MediaType::audio, clock.ticksPerSecond),
+          ticksPerFrame_(clock.ticksPerFrame) {
+        track_.handler = fourCC("soun");
+    }
+
     [[nodiscard]] std::uint64_t samplesPerChunk(std::uint32_t frames, std::size_t bytes) {
-        const auto inSecond = static_cast<std::uint64_t>(track_.timescale) / std::max(frames, 1U);
+        const auto inSecond = static_cast<std::uint64_t>(track_.timescale) /
+                              (std::uint64_t{std::max(frames, 1U)} * ticksPerFrame_);
         const std::uint64_t inBytes = largestChunk() / std::max<std::size_t>(bytes, 1);
         return std::max<std::uint64_t>(1, std::min(inSecond, inBytes));
     }
 
+    std::uint32_t ticksPerFrame_;
     std::uint64_t samplesPerChunk_ = 0; ///< 0: not settled yet
 };
 
 class PassThroughLane final : public SoundLane {
   public:
     PassThroughLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
-                    const AudioStreamDescription& format)
+                    const AudioStreamDescription& format, std::vector<std::byte> sampleEntry)
         : SoundLane(sequencer, spill, format.sampleRate), bytesPerFrame_(format.bytesPerFrame) {
-        track_.sampleEntry = quicktime::pcmEntry(format);
+        track_.sampleEntry = quicktime::pcmEntry(format); // also refuses what can't be written
+        if (!sampleEntry.empty())
+            track_.sampleEntry = std::move(sampleEntry);
     }
 
     quicktime::WrittenTrack& complete(const std::optional<Time>&) override {
@@ -307,8 +341,9 @@ std::unique_ptr<WriterLane> makeEncodedLane(ChunkSequencer& sequencer, quicktime
 }
 
 std::unique_ptr<WriterLane> makePassThroughLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill,
-                                                const AudioStreamDescription& format) {
-    return std::make_unique<PassThroughLane>(sequencer, spill, format);
+                                                const AudioStreamDescription& format,
+                                                std::vector<std::byte> sampleEntry) {
+    return std::make_unique<PassThroughLane>(sequencer, spill, format, std::move(sampleEntry));
 }
 
 } // namespace media

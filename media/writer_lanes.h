@@ -59,8 +59,10 @@ class WriterLane : public WriterInput {
 [[nodiscard]] std::unique_ptr<WriterLane> makeEncodedLane(ChunkSequencer& sequencer,
                                                           quicktime::SpillFile& spill,
                                                           std::unique_ptr<audio::Encoder> encoder);
+/// `sampleEntry` is the source's sample description, if it has one.
 [[nodiscard]] std::unique_ptr<WriterLane> makePassThroughLane(ChunkSequencer& sequencer,
                                                               quicktime::SpillFile& spill,
-                                                              const AudioStreamDescription& format);
+                                                              const AudioStreamDescription& format,
+                                                              std::vector<std::byte> sampleEntry = {});
 
 } // namespace media

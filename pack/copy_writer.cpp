@@ -11,6 +11,7 @@
 #include "media/asset_writer.h"
 #include "media/lane_crew.h"
 #include "media/track_output.h"
+#include "pack/copy_check.h"
 #include "pack/header_probe.h"
 #include "pack/level_analysis.h"
 #include "pack/timecode_track.h"
@@ -143,9 +144,11 @@ class Copy {
     void addSound(const media::Track& track, ScratchAudio mode, int threads) {
         if (track.formatDescriptions.empty() || !track.formatDescriptions.front().audio)
             return;
+        sources_.emplace_back(track);
         const media::AudioStreamDescription& format = *track.formatDescriptions.front().audio;
         if (format.isFloat()) {
-            add(media::TrackOutput(asset_, track), writer_.addPassThroughInput(format));
+            add(media::TrackOutput(asset_, track),
+                writer_.addPassThroughInput(format, track.formatDescriptions.front().sampleEntry));
             return;
         }
         const Depths depths = depthsOf(format);
@@ -188,6 +191,8 @@ class Copy {
     }
 
     [[nodiscard]] const Timecode& timecode() const { return shared_.startTimecode->value(); }
+    /// The tracks that the copy's sound was made from, in its order.
+    [[nodiscard]] const auto& sources() const { return sources_; }
     /// Is there sound that should have been compressed and can't be?
     [[nodiscard]] bool keptLossless() const { return keptLossless_; }
 
@@ -215,6 +220,7 @@ class Copy {
     media::AssetWriter writer_;
     Shared shared_;
     std::vector<std::unique_ptr<Lane>> lanes_;
+    std::vector<std::reference_wrapper<const media::Track>> sources_; ///< of the sound lanes
     bool keptLossless_ = false;
 };
 
@@ -222,14 +228,6 @@ class Copy {
 int threadsPerTrack(std::size_t tracks) {
     const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
     return static_cast<int>(std::max<std::size_t>(1, cores / tracks));
-}
-
-/// Opens the finished copy and compares its length with the clip's.
-void checkLength(double clipSeconds, const std::filesystem::path& copy) {
-    constexpr double tolerance = 0.0005; // seconds
-    const double copySeconds = media::Asset(copy).duration().seconds();
-    if (std::abs(copySeconds - clipSeconds) > tolerance)
-        throw PackError::lengthChanged(clipSeconds, copySeconds);
 }
 
 std::vector<std::string> notesOf(const PackResult& result, ScratchAudio mode, bool keptLossless) {
@@ -275,8 +273,8 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
         result.timecode = copy.timecode();
         result.audible = copy.audible();
         keptLossless = copy.keptLossless();
+        checkLengths(media::Asset(to), asset, copy.sources());
     }
-    checkLength(result.duration, to);
 
     const double frameRate =
         videoTracks.empty() ? 0 : static_cast<float>(videoTracks.front().get().nominalFrameRate);

@@ -42,6 +42,19 @@ void cutTo(ClipTrack& track, std::int64_t stored, bool mayGrow) {
         track.segments.pop_back();
 }
 
+/// Does a track state more than is stored? Lengths that are counted in the units of another track, or in
+/// bytes of sound, may be a little off.
+bool isIncomplete(const ClipTrack& track, Time stored) {
+    Time stated;
+    for (const Segment& segment : track.segments) {
+        if (segment.start && segment.duration > 0)
+            stated =
+                std::max(stated, timeOf(io::checkedAdd(*segment.start, segment.duration), track.editRate));
+    }
+    constexpr double longestSlack = 0.001; // seconds
+    return (stated - stored).seconds() > std::max(longestSlack, 0.5 / track.editRate.value());
+}
+
 /// Frames a second: a picture stored field by field counts two units a frame.
 double frameRate(const ClipTrack& track) {
     double rate = track.editRate.value();
@@ -107,6 +120,8 @@ void settleLengths(Clip& clip, const FileLayout& layout,
     }
     for (std::size_t i = 0; i < clip.tracks.size(); ++i) {
         ClipTrack& track = clip.tracks[i];
+        if (stored[i] && isCutOff && layout.header().closed && isIncomplete(track, *stored[i]))
+            throw Error(Error::Category::endOfData, "The file ends too early.");
         if (stored[i])
             cutTo(track, unitsOf(*stored[i], track.editRate), isCutOff && !layout.header().closed);
         else if (!track.isExternal && !isDefinite(track, source->size()))

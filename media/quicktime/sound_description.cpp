@@ -333,6 +333,9 @@ SoundDescription readSoundDescription(const SampleEntry& entry, const TrackHeade
         describePCM(*pcm, fields, extensions, track, sound);
     else
         sound.layout = packetLayout(audio, fields, track);
+    // Entries of version 1 tables (ISO/IEC 14496-12) mean something else in a QuickTime movie.
+    if (audio.isFloat() && entry.tableVersion == 0 && code != fourCC("fpcm"))
+        sound.format.sampleEntry.assign(entry.bytes.begin(), entry.bytes.end());
     return sound;
 }
 

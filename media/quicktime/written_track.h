@@ -27,11 +27,11 @@ struct WrittenTrack {
         mediaDuration += duration;
     }
     /// Linear PCM: every frame is a sample.
-    void addFrames(std::uint64_t count, std::uint32_t bytesPerFrame) {
+    void addFrames(std::uint64_t count, std::uint32_t bytesPerFrame, std::uint32_t ticksPerFrame) {
         countSamples(count);
         frameSize = bytesPerFrame;
-        durations.append(1, count);
-        mediaDuration += count;
+        durations.append(ticksPerFrame, count);
+        mediaDuration += count * ticksPerFrame;
     }
     void addChunk(std::uint64_t offset, std::uint64_t samples) {
         chunkOffsets.append(offset);

@@ -76,7 +76,8 @@ TEST(MXFDamage, EndsSoon) {
 }
 
 TEST(MXFDamagedFiles, AnyCutIsASentenceOrAClip) {
-    const Bytes whole = test::readFile(test::clip({.container = test::Container::mxf}));
+    Bytes whole = test::readFile(test::clip({.container = test::Container::mxf}));
+    whole[14] = 3; // open: a recording that goes on, else no cut clip would open
     std::size_t opened = 0;
     for (std::size_t length = 0; length < 60'000; length += 61) {
         try {

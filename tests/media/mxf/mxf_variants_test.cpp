@@ -171,7 +171,27 @@ TEST(MXFVariants, KeepSoundTimecodeAndLength) {
     }
 }
 
-TEST(MXFCutOff, WholeFramesAreKeptWhereverTheFileEnds) {
+/// The first bytes of a file, whose header says that the recording goes on.
+Bytes unfinished(const Bytes& whole, std::size_t length) {
+    Bytes bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+    constexpr std::uint8_t openComplete = 3;
+    bytes.at(14) = openComplete;
+    return bytes;
+}
+
+/// Files that state what they no longer hold.
+void expectTooEarly(const Bytes& whole, std::size_t length) {
+    try {
+        (void)media::Asset(
+            sourceOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
+        ADD_FAILURE() << "nothing said of a file cut off at " << length;
+    } catch (const media::Error& error) {
+        EXPECT_EQ(error.category(), media::Error::Category::endOfData);
+        EXPECT_STREQ(error.what(), "The file ends too early.");
+    }
+}
+
+TEST(MXFCutOff, WholeFramesOfARecordingAreKeptWhereverTheFileEnds) {
     const Bytes whole = test::readFile(original().path);
     const MXFFile file(whole);
     // Where the content packages end: at the next system pack, or before the fill and pack of a partition.
@@ -187,8 +207,8 @@ TEST(MXFCutOff, WholeFramesAreKeptWhereverTheFileEnds) {
         const std::size_t length = whole.size() * share / 25 + share * 97;
         const auto frames = static_cast<std::int64_t>(std::ranges::upper_bound(ends, length) - ends.begin());
         SCOPED_TRACE(length);
-        const media::Asset asset(
-            sourceOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
+        expectTooEarly(whole, length);
+        const media::Asset asset(sourceOf(unfinished(whole, length)));
         EXPECT_EQ(asset.duration(), (media::Time{frames * 1001, 30000}));
         for (std::size_t i = 0; i < 3; ++i) {
             const auto pcm = test::soundOf(asset, asset.tracks(MediaType::audio)[i]);
@@ -203,9 +223,9 @@ TEST(MXFCutOff, WholeFramesAreKeptWhereverTheFileEnds) {
 TEST(MXFCutOff, ClipWrappedSoundEndsWithTheFile) {
     const auto path = test::clip({.container = test::Container::mxfOpAtom, .picture = false});
     const auto pcm = test::decodeTrack(path, 0);
-    Bytes bytes = test::readFile(path);
-    bytes.resize(bytes.size() / 2);
-    const media::Asset asset(sourceOf(bytes));
+    const Bytes bytes = test::readFile(path);
+    expectTooEarly(bytes, bytes.size() / 2);
+    const media::Asset asset(sourceOf(unfinished(bytes, bytes.size() / 2)));
     const auto part = test::soundOf(asset, asset.tracks(MediaType::audio).front());
     EXPECT_NEAR(asset.duration().seconds(), static_cast<double>(part.size()) / 4 / 48'000, 0.0005);
     EXPECT_GT(part.size(), pcm.size() / 3);

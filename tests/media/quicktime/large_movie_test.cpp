@@ -31,7 +31,7 @@ TEST(LargeMovie, HasWideOffsetsWhereItNeedsThem) {
         track.edits = {{{0, 1}, {1, 1}, 0}};
         for (std::size_t half = 0; half < 2; ++half) {
             track.addChunk(output.position(), 24'000);
-            track.addFrames(24'000, 2);
+            track.addFrames(24'000, 2, 1);
             output.append(std::span(pcm).subspan(half * 48'000, 48'000));
         }
         output.endMovieData();
