@@ -8,11 +8,11 @@
 
 namespace media {
 
-/// Frames in a second as a fraction: whole rates, n x 1000/1001 where a description could only come close to
-/// it, and the fixed-point numbers of sample descriptions as they are.
+/// Frames in a second as a fraction in lowest terms: whole rates, n x 1000/1001 where a description could
+/// only come close to it, else the least fraction that comes close.
 struct SampleRate {
-    std::int64_t frames = 0;
-    std::int64_t seconds = 1;
+    std::int64_t frames = 0;  ///< below 2^31, as a time scale must be
+    std::int64_t seconds = 1; ///< below 2^20: the ticks of a packet's frames fit 32 bits
 };
 
 /// `rate`: frames a second, above 0 and at most 1e9.

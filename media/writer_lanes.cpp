@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "media/quicktime/sound_entry_writer.h"
+#include "media/sample_rate.h"
 
 namespace media {
 
@@ -16,34 +17,11 @@ namespace {
 /// Unwinds a lane whose sequence has stopped.
 struct Stopped {};
 
-/// The ticks of sound: as many a second as the rate is, or where that is no whole number a multiple.
-struct SoundClock {
-    std::int64_t ticksPerSecond = 0;
-    std::uint32_t ticksPerFrame = 1;
-};
-
-/// The least fraction that a rate means (48000 / 1.001 is 48000000 / 1001), by its continued fraction, as far
-/// as the media's time scale and a packet's duration hold it.
-SoundClock soundClock(double sampleRate) {
+/// The clock of sound: a tick is a frame, or where the rate is no whole number a part of one.
+SampleRate soundClock(double sampleRate) {
     if (!(sampleRate >= 1 && sampleRate <= 1e9))
         throw Error(Error::Category::unsupported, "The sound has a sample rate that can't be written.");
-    constexpr double largestTimescale = std::numeric_limits<std::int32_t>::max();
-    constexpr double mostTicks = 1 << 20; // of a frame: 4,096 of them fit 32 bits
-    constexpr double precision = 1e-12;
-    double numerator = std::floor(sampleRate), earlierNumerator = 1;
-    double denominator = 1, earlierDenominator = 0;
-    for (double rest = sampleRate - numerator;
-         std::abs(numerator / denominator - sampleRate) > precision * sampleRate;) {
-        const double whole = std::floor(1 / rest);
-        rest = 1 / rest - whole;
-        const double nextNumerator = whole * numerator + earlierNumerator;
-        const double nextDenominator = whole * denominator + earlierDenominator;
-        if (nextNumerator > largestTimescale || nextDenominator >= mostTicks)
-            break;
-        earlierNumerator = std::exchange(numerator, nextNumerator);
-        earlierDenominator = std::exchange(denominator, nextDenominator);
-    }
-    return {static_cast<std::int64_t>(numerator), static_cast<std::uint32_t>(denominator)};
+    return exactRate(sampleRate);
 }
 
 /// Timecode: every sample as it comes, in the source's own time scale.
@@ -183,9 +161,9 @@ class SoundLane : public WriterLane {
     }
 
   private:
-    SoundLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, const SoundClock& clock)
-        : WriterLane(sequencer, spill, MediaType::audio, clock.ticksPerSecond),
-          ticksPerFrame_(clock.ticksPerFrame) {
+    SoundLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, const SampleRate& clock)
+        : WriterLane(sequencer, spill, MediaType::audio, clock.frames),
+          ticksPerFrame_(static_cast<std::uint32_t>(clock.seconds)) {
         track_.handler = fourCC("soun");
     }
 
