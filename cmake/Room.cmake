@@ -17,6 +17,18 @@ if(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
     # Release speed with line numbers: -O3 lets the compiler vectorise the sample loops.
     set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O3 -g1 -DNDEBUG")
 endif()
+# Clips are untrusted: what damage a fault can do is bounded by the build. No text relocations, no executable stack or
+# heap, a read-only table of addresses, checked copies, canaries on stacks, and branch targets marked where the processor
+# knows them.
+include(CheckPIESupported)
+check_pie_supported()
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fcf-protection=full FERROWICK_HAS_CF_PROTECTION)
+add_compile_options(-fstack-protector-strong $<$<BOOL:${FERROWICK_HAS_CF_PROTECTION}>:-fcf-protection=full>)
+add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+if(CMAKE_BUILD_TYPE MATCHES "^Rel" AND NOT FERROWICK_SANITIZE)
+    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)
+endif()
 if(FERROWICK_SANITIZE)
     add_compile_options(-fsanitize=${FERROWICK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${FERROWICK_SANITIZE})

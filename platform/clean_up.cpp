@@ -107,7 +107,7 @@ void makeFolder(const fs::path& path) {
 [[noreturn]] void endBySignal(int signal, const std::function<void()>& lastWords) {
     // With the lock of standard output held, no thread prints what it makes of files that vanish under it.
     // One that hangs in printing has the lock and keeps it.
-    (void)::ftrylockfile(stdout);
+    [[maybe_unused]] const int held = ::ftrylockfile(stdout);
     Leftovers& all = leftovers();
     const std::lock_guard untilTheEnd(all.lock);
     all.removeAll();
