@@ -9,9 +9,9 @@
 #include <memory>
 #include <vector>
 
-#include "media/asset.h"
 #include "media/audio/format_name.h"
-#include "media/container_facts.h"
+#include "media/open.h"
+#include "media/track/container_facts.h"
 #include "pack/clip_records.h"
 #include "pack/number_text.h"
 #include "pack/timecode_track.h"

@@ -9,6 +9,7 @@
 
 #include "app/command_line.h"
 #include "platform/module.h"
+#include "ui/module/window_entry.h"
 
 namespace {
 

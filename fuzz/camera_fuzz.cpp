@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <span>
 
-#include "media/quicktime/camera/panasonic_document.h"
-#include "media/quicktime/camera/rtmd.h"
-#include "media/quicktime/camera/sony_document.h"
+#include "media/quicktime/reader/camera/panasonic_document.h"
+#include "media/quicktime/reader/camera/rtmd.h"
+#include "media/quicktime/reader/camera/sony_document.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "media/asset.h"
+#include "media/open.h"
 #include "pack/clip_records.h"
 #include "pack/copy_writer.h"
 
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::filesystem::path copy = folder() / "copy.mov";
     std::atomic<int> buffers = 0;
     try {
-        const media::Asset asset(media::io::memorySource({bytes.begin(), bytes.end()}));
+        const media::Asset asset = media::openAsset(media::io::memorySource({bytes.begin(), bytes.end()}));
         (void)Pack::write(
             asset, {"clip.mov", "clip", static_cast<std::int64_t>(size)}, copy, audio, [](double) {},
             [&] { return ++buffers > mostBuffers; });

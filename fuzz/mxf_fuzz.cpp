@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "media/mxf/mxf_container.h"
+#include "media/track/format_description.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "media/error.h"
-#include "media/quicktime/quicktime_container.h"
+#include "media/base/error.h"
+#include "media/quicktime/reader/quicktime_container.h"
 
 namespace {
 

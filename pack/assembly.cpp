@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "media/error.h"
+#include "media/base/error.h"
 #include "pack/copy_names.h"
 #include "pack/growing_zip.h"
 #include "pack/report.h"

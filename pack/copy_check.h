@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-#include "media/asset.h"
+#include "media/track/asset.h"
 
 namespace Pack {
 

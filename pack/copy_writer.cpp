@@ -8,9 +8,10 @@
 #include <mutex>
 #include <thread>
 
-#include "media/asset_writer.h"
-#include "media/lane_crew.h"
-#include "media/track_output.h"
+#include "media/open.h"
+#include "media/quicktime/writer/asset_writer.h"
+#include "media/quicktime/writer/lane_crew.h"
+#include "media/track/track_output.h"
 #include "pack/copy_check.h"
 #include "pack/header_probe.h"
 #include "pack/level_analysis.h"
@@ -273,7 +274,7 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
         result.timecode = copy.timecode();
         result.audible = copy.audible();
         keptLossless = copy.keptLossless();
-        checkLengths(media::Asset(to), asset, copy.sources());
+        checkLengths(media::openAsset(to), asset, copy.sources());
     }
 
     const double frameRate =

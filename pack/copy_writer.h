@@ -5,7 +5,7 @@
 
 #include <functional>
 
-#include "media/asset.h"
+#include "media/track/asset.h"
 #include "pack/clip_records.h"
 
 namespace Pack {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "pack/header_probe.h"
 
+#include "media/open.h"
 #include "pack/timecode_track.h"
 #include "platform/file.h"
 
@@ -62,7 +63,7 @@ ClipHeader header(const std::filesystem::path& source) {
 
 media::Asset openClip(const std::filesystem::path& source) {
     try {
-        return media::Asset(source);
+        return media::openAsset(source);
     } catch (const media::Error& error) {
         throw PackError::cantOpen(error.what());
     }

@@ -2,7 +2,7 @@
 // Reads what a clip's header says, and nothing but the header and one timecode sample.
 #pragma once
 
-#include "media/asset.h"
+#include "media/open.h"
 #include "pack/clip_records.h"
 
 namespace Pack {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "pack/timecode_track.h"
 
-#include "media/io/byte_reader.h"
-#include "media/track_output.h"
+#include "media/base/byte_reader.h"
+#include "media/track/track_output.h"
 #include "pack/clip_records.h"
 
 namespace Pack {

@@ -4,8 +4,8 @@
 
 #include <optional>
 
-#include "media/asset.h"
-#include "media/sample_buffer.h"
+#include "media/track/asset.h"
+#include "media/track/sample_buffer.h"
 #include "pack/timecode.h"
 
 namespace Pack {

@@ -9,7 +9,7 @@
 #include "media/audio/codecs/codec_module.h"
 #include "media/audio/pcm_encoder.h"
 #include "media/audio/segmented_encoder.h"
-#include "media/error.h"
+#include "media/base/error.h"
 #include "platform/module.h"
 
 namespace media::audio {
@@ -46,8 +46,9 @@ void check(const EncoderSettings& settings) {
 
 } // namespace
 
-std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format, int bits) {
-    return codecModule().makeDecoder(format, bits);
+std::unique_ptr<Decoder> makeDecoder(const AudioStreamDescription& format,
+                                     std::span<const std::byte> configuration, int bits) {
+    return codecModule().makeDecoder(format, configuration, bits);
 }
 
 bool isCompressible(double sampleRate, std::uint32_t channels) {

@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "media/format_description.h"
+#include "media/audio/stream_description.h"
 
 namespace media::audio {
 
@@ -28,9 +28,11 @@ class Decoder {
     [[nodiscard]] virtual std::uint32_t channels() const = 0;
 };
 
-/// A decoder of `format` that delivers 16, 24 or 32 bits. Throws Error (unsupported) with a sentence that
-/// names the format when there is none.
-[[nodiscard]] std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format, int bits);
+/// A decoder of `format` that delivers 16, 24 or 32 bits; `configuration` is what the decoder needs besides,
+/// as `FormatDescription::decoderConfiguration` has it. Throws Error (unsupported) with a sentence that names
+/// the format when there is none.
+[[nodiscard]] std::unique_ptr<Decoder> makeDecoder(const AudioStreamDescription& format,
+                                                   std::span<const std::byte> configuration, int bits);
 
 /// What to encode. Input is interleaved little-endian signed PCM of `inputBits`.
 struct EncoderSettings {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "media/format_description.h"
+#include "media/audio/stream_description.h"
 
 namespace media::audio {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace media::audio {
 

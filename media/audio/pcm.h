@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "media/format_description.h"
+#include "media/audio/stream_description.h"
 
 namespace media::audio {
 

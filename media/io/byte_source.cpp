@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "media/error.h"
-#include "media/io/byte_reader.h"
+#include "media/base/byte_reader.h"
+#include "media/base/error.h"
 #include "platform/file.h"
 
 namespace media::io {

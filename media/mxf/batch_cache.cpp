@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace media::mxf {
 

@@ -2,8 +2,8 @@
 // A clip's tracks as the media layer describes them: times made definite, formats, edits.
 #pragma once
 
-#include "media/container.h"
 #include "media/mxf/measure.h"
+#include "media/track/container.h"
 
 namespace media::mxf {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "media/io/checked.h"
+#include "media/base/checked.h"
 
 namespace media::mxf {
 

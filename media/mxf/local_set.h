@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "media/base/time.h"
 #include "media/mxf/partition.h"
-#include "media/time.h"
 
 namespace media::mxf {
 

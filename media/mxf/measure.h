@@ -7,9 +7,9 @@
 #include <memory>
 #include <optional>
 
+#include "media/base/time.h"
 #include "media/mxf/clip.h"
 #include "media/mxf/essence.h"
-#include "media/time.h"
 
 namespace media::mxf {
 

@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <mutex>
 
-#include "media/bounds.h"
-#include "media/container_facts.h"
 #include "media/mxf/clip_tracks.h"
 #include "media/mxf/sound_reader.h"
 #include "media/mxf/timecode_source.h"
 #include "media/quicktime/timecode_track.h"
+#include "media/track/bounds.h"
+#include "media/track/container_facts.h"
 
 namespace media::mxf {
 

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "media/container.h"
+#include "media/track/container.h"
 
 namespace media::mxf {
 

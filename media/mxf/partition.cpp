@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "media/io/byte_reader.h"
+#include "media/base/byte_reader.h"
 
 namespace media::mxf {
 

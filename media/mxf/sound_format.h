@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "media/format_description.h"
 #include "media/mxf/clip.h"
+#include "media/track/format_description.h"
 
 namespace media::mxf {
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace media::mxf {
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "media/io/checked.h"
+#include "media/base/checked.h"
 
 namespace media::mxf {
 

@@ -4,8 +4,8 @@
 
 #include <memory>
 
-#include "media/container.h"
 #include "media/mxf/batch_cache.h"
+#include "media/track/container.h"
 
 namespace media::mxf {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "media/io/byte_reader.h"
+#include "media/base/byte_reader.h"
 #include "media/mxf/element_walker.h"
 #include "media/timecode/time_address.h"
 

@@ -8,9 +8,9 @@
 #include <span>
 #include <vector>
 
-#include "media/format_description.h"
-#include "media/io/byte_reader.h"
+#include "media/base/byte_reader.h"
 #include "media/io/byte_source.h"
+#include "media/track/format_description.h"
 
 namespace media::quicktime {
 

@@ -3,7 +3,8 @@
 
 #include <cmath>
 
-#include "media/io/byte_writer.h"
+#include "media/base/byte_reader.h"
+#include "media/base/byte_writer.h"
 
 namespace media::quicktime {
 

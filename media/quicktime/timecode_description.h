@@ -2,8 +2,9 @@
 // Timecode sample descriptions (QuickTime File Format, timecode media; `tc64` has the same layout).
 #pragma once
 
-#include "media/quicktime/sample_description.h"
+#include "media/quicktime/sample_entry.h"
 #include "media/timecode/timecode_run.h"
+#include "media/track/format_description.h"
 
 namespace media::quicktime {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "media/io/byte_writer.h"
+#include "media/base/byte_writer.h"
 #include "media/quicktime/timecode_description.h"
 
 namespace media::quicktime {

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include "media/container.h"
 #include "media/timecode/timecode_run.h"
+#include "media/track/container.h"
 
 namespace media::quicktime {
 

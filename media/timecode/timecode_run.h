@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "media/time.h"
+#include "media/base/time.h"
 
 namespace media {
 

@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include "media/error.h"
-#include "media/writer_lanes.h"
+#include "media/base/error.h"
+#include "media/quicktime/writer/writer_lanes.h"
 #include "tests/support/movie_lanes.h"
 #include "tests/support/temporary_folder.h"
 

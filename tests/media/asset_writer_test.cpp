@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "media/error.h"
+#include "media/base/error.h"
 #include "tests/support/command.h"
 #include "tests/support/movie_lanes.h"
 #include "tests/support/probe.h"

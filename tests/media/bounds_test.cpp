@@ -2,7 +2,8 @@
 // Timelines that no recording has are refused at once; long and odd ones that a recording can have are not.
 #include <gmock/gmock.h>
 
-#include "media/track_output.h"
+#include "media/open.h"
+#include "media/track/track_output.h"
 #include "tests/support/movie_builder.h"
 
 namespace {
@@ -34,7 +35,7 @@ std::string refusalOf(std::vector<test::MovieEdit> edits, double rate = 48'000,
     movie.tracks.resize(soundTracks, sound);
     movie.tracks.push_back(timecode);
     try {
-        const media::Asset asset(media::io::memorySource(build(movie)));
+        const media::Asset asset = media::openAsset(media::io::memorySource(build(movie)));
         return {};
     } catch (const media::Error& error) {
         return error.what();
@@ -66,7 +67,7 @@ TEST(Bounds, EndTablesThatLeadToTheSameBytesAgain) {
     track.offsets.assign(10'000, 0);
     track.sampleCount = 1'000'000;
     track.durations = {{1'000'000, 1}};
-    const media::Asset asset(media::io::memorySource(build(movie)));
+    const media::Asset asset = media::openAsset(media::io::memorySource(build(movie)));
     media::TrackOutput output(asset, asset.tracks(media::MediaType::audio).front(), 16);
     std::int64_t frames = 0;
     media::SampleBuffer buffer;

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/chunk_sequencer.h"
+#include "media/quicktime/writer/chunk_sequencer.h"
 
 namespace {
 

@@ -10,8 +10,9 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include "media/sample_rate.h"
-#include "media/track_output.h"
+#include "media/base/sample_rate.h"
+#include "media/open.h"
+#include "media/track/track_output.h"
 #include "tests/support/timed_movie.h"
 
 namespace {
@@ -24,7 +25,7 @@ std::vector<std::int16_t> soundOf(const TimedMovie& movie,
                                   std::size_t padding = 0) {
     test::Bytes file = movie.file();
     file.resize(file.size() + padding); // a file as small as ours would not be believed
-    const media::Asset asset(media::io::memorySource(std::move(file)));
+    const media::Asset asset = media::openAsset(media::io::memorySource(std::move(file)));
     media::TrackOutput output(asset, asset.tracks(media::MediaType::audio).front(), 16);
     EXPECT_EQ(output.channels(), movie.channels);
     std::vector<std::int16_t> pcm;

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/track_output.h"
+#include "media/track/track_output.h"
 #include "tests/support/fake_container.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "media/error.h"
+#include "media/base/error.h"
 #include "pack/assembly.h"
 #include "tests/support/command.h"
 #include "tests/support/temporary_folder.h"

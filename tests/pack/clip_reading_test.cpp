@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/track/format_description.h"
 #include "pack/header_probe.h"
 #include "pack/timecode_track.h"
 #include "tests/support/clip_maker.h"

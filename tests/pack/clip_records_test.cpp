@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/error.h"
+#include "media/base/error.h"
 #include "pack/clip_records.h"
 
 namespace {

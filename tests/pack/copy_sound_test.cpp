@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/open.h"
 #include "pack/copy_check.h"
 #include "pack/copy_writer.h"
 #include "tests/support/movie_boxes.h"
@@ -109,7 +110,7 @@ TEST(CopySound, IsAsLongAsTheEditsThatItWasMadeFrom) {
             if (one.data.size() > movie.data.size())
                 movie.data = std::move(one.data);
         }
-        return media::Asset(media::io::memorySource(test::build(movie)));
+        return media::openAsset(media::io::memorySource(test::build(movie)));
     };
     const media::Asset clip = assetOf({48'000, 24'000, 12'000});
     const auto sources = clip.tracks(media::MediaType::audio);

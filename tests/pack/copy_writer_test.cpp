@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "media/open.h"
 #include "pack/copy_writer.h"
 #include "pack/header_probe.h"
 #include "tests/support/clip_maker.h"
@@ -111,7 +112,7 @@ TEST(CopyWriter, StopsAtOnceAndRemovesThePartialCopy) {
 TEST(CopyWriter, SaysWhyAReadFailed) {
     const test::TemporaryFolder folder;
     const auto source = test::clip({.sound = {{}, {}, {}}});
-    const media::Asset asset(std::make_shared<FailingSource>(source, 300'000));
+    const media::Asset asset = media::openAsset(std::make_shared<FailingSource>(source, 300'000));
     try {
         (void)Pack::write(asset, packClip(source), folder / "copy.mov", ScratchAudio::lossless, noProgress,
                           goOn);
@@ -128,11 +129,11 @@ TEST(CopyWriter, ReadsTheSoundOnceAndThePictureNever) {
     const auto source = test::clip({.sound = {{}, {}}});
     const std::uint64_t soundBytes = 2 * 2 * 48'000 * 3;
 
-    const media::Asset probed(source);
+    const media::Asset probed = media::openAsset(source);
     (void)Pack::header(probed, source);
     const std::uint64_t headerBytes = probed.bytesRead();
 
-    const media::Asset asset(source);
+    const media::Asset asset = media::openAsset(source);
     (void)Pack::write(asset, packClip(source), folder / "copy.mov", ScratchAudio::lossless, noProgress, goOn);
     EXPECT_GE(asset.bytesRead(), soundBytes);
     EXPECT_LE(asset.bytesRead(), soundBytes * 11 / 10 + headerBytes);
@@ -146,7 +147,7 @@ TEST(CopyWriter, PacksTheTimecodeOfAHundredGigabytesAtOnce) {
     std::filesystem::resize_file(source, 100'000'000'000);
 
     const auto start = std::chrono::steady_clock::now();
-    const media::Asset asset(source);
+    const media::Asset asset = media::openAsset(source);
     (void)Pack::write(asset, packClip(source), folder / "copy.mov", ScratchAudio::none, noProgress, goOn);
     EXPECT_LT(asset.bytesRead(), 1024U * 1024);
     // People are promised 50 ms; ten times that here, for a loaded machine.

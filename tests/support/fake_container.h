@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "media/container.h"
+#include "media/track/container.h"
 
 namespace test {
 

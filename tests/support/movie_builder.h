@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "media/io/byte_writer.h"
+#include "media/base/byte_writer.h"
 
 namespace test {
 

@@ -5,7 +5,8 @@
 #include <random>
 #include <thread>
 
-#include "media/lane_crew.h"
+#include "media/quicktime/writer/lane_crew.h"
+#include "media/track/format_description.h"
 #include "tests/support/movie_builder.h"
 
 namespace test {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "media/asset_writer.h"
+#include "media/quicktime/writer/asset_writer.h"
 #include "tests/support/movie_boxes.h"
 
 namespace test {

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "media/track/format_description.h"
+
 namespace test {
 
 EncodedTrack encode(const media::audio::EncoderSettings& settings, const std::vector<std::byte>& pcm) {
@@ -45,7 +47,9 @@ std::vector<std::byte> decode(media::audio::Decoder& decoder,
 }
 
 std::vector<std::int16_t> decoded(const EncodedTrack& track) {
-    const auto pcm = decode(*media::audio::makeDecoder(formatOf(track), 16), track.packets);
+    const media::FormatDescription format = formatOf(track);
+    const auto pcm =
+        decode(*media::audio::makeDecoder(*format.audio, format.decoderConfiguration, 16), track.packets);
     std::vector<std::int16_t> samples;
     const std::size_t frameBytes = std::size_t{track.format.channels} * 2;
     for (std::size_t i = track.format.primingFrames * frameBytes; i + 1 < pcm.size(); i += 2)

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "media/audio/codec.h"
+#include "media/track/format_description.h"
 
 namespace test {
 

@@ -7,6 +7,7 @@
 #include <random>
 #include <tuple>
 
+#include "media/track/format_description.h"
 #include "tests/support/camera_clips.h"
 #include "tests/support/packets.h"
 
@@ -215,7 +216,9 @@ TimedMovie regularMovie(const std::string& codec, std::uint32_t rate, std::uint1
     count = std::min(count, from.packets.size());
     const std::size_t begin = seed % (from.packets.size() - count + 1);
     Bytes decoded;
-    const auto decoder = codec != "sowt" ? media::audio::makeDecoder(from.format, 16) : nullptr;
+    const auto decoder =
+        codec != "sowt" ? media::audio::makeDecoder(*from.format.audio, from.format.decoderConfiguration, 16)
+                        : nullptr;
     std::int64_t frames = 0;
     for (std::size_t i = begin; i < begin + count; ++i) {
         TimedPacket packet;

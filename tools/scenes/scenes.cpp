@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "media/error.h"
+#include "media/base/error.h"
 #include "model/pack_model.h"
 #include "ui/clip_table.h"
 #include "ui/icons.h"

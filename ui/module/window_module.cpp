@@ -13,12 +13,12 @@
 #include <utility>
 #include <vector>
 
-#include "app/window_mode.h"
 #include "model/pack_model.h"
 #include "platform/clean_up.h"
 #include "platform/module.h"
 #include "ui/icons.h"
 #include "ui/main_window.h"
+#include "ui/module/window_entry.h"
 
 FERROWICK_MODULE_ENTRY int ferrowickWindow(int argc, char** argv, Refuse* refuse);
 

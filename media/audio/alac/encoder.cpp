@@ -9,8 +9,8 @@
 
 #include "media/audio/alac/packet_coder.h"
 #include "media/audio/ordered_workers.h"
-#include "media/error.h"
-#include "media/io/byte_writer.h"
+#include "media/base/byte_writer.h"
+#include "media/base/error.h"
 
 namespace media::audio::alac {
 namespace {

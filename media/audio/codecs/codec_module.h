@@ -11,7 +11,8 @@ namespace media::audio {
 class CodecModule {
   public:
     virtual ~CodecModule() = default;
-    [[nodiscard]] virtual std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format,
+    [[nodiscard]] virtual std::unique_ptr<Decoder> makeDecoder(const AudioStreamDescription& format,
+                                                               std::span<const std::byte> configuration,
                                                                int bits) const = 0;
     [[nodiscard]] virtual std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) const = 0;
 };

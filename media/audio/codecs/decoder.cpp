@@ -14,8 +14,7 @@ namespace {
 
 /// A context for the format, open. Its options keep every decoded sample and run in the calling thread: lanes
 /// are the threads.
-Context openContext(const FormatDescription& format) {
-    const AudioStreamDescription& audio = *format.audio;
+Context openContext(const AudioStreamDescription& audio, std::span<const std::byte> configuration) {
     const AVCodec* const codec = avcodec_find_decoder(codecFor(audio.formatID));
     if (codec == nullptr)
         throw unreadable(audio.formatID);
@@ -35,7 +34,7 @@ Context openContext(const FormatDescription& format) {
     if (audio.formatID == audioFormat::ima4)
         context->block_align = 34 * static_cast<int>(audio.channelsPerFrame);
 
-    const std::vector<std::byte> extradata = extradataFor(format);
+    const std::vector<std::byte> extradata = extradataFor(audio.formatID, configuration);
     if (!extradata.empty()) {
         context->extradata =
             static_cast<std::uint8_t*>(av_mallocz(extradata.size() + AV_INPUT_BUFFER_PADDING_SIZE));
@@ -51,11 +50,12 @@ Context openContext(const FormatDescription& format) {
 
 class LibavDecoder final : public Decoder {
   public:
-    LibavDecoder(const FormatDescription& format, int bits)
-        : description_(format), formatID_(format.audio->formatID),
-          bytesPerSample_(static_cast<std::size_t>(bits) / 8), context_(openContext(description_)),
-          packet_(owned<Packet>(av_packet_alloc())), frame_(owned<Frame>(av_frame_alloc())),
-          sampleRate_(context_->sample_rate), channels_(context_->ch_layout.nb_channels) {}
+    LibavDecoder(const AudioStreamDescription& format, std::span<const std::byte> configuration, int bits)
+        : description_(format), configuration_(configuration.begin(), configuration.end()),
+          formatID_(format.formatID), bytesPerSample_(static_cast<std::size_t>(bits) / 8),
+          context_(openContext(description_, configuration_)), packet_(owned<Packet>(av_packet_alloc())),
+          frame_(owned<Frame>(av_frame_alloc())), sampleRate_(context_->sample_rate),
+          channels_(context_->ch_layout.nb_channels) {}
 
     void decode(std::span<const std::byte> packet, std::vector<std::byte>& pcm) override {
         if (packet.empty()) // would end the stream
@@ -76,7 +76,7 @@ class LibavDecoder final : public Decoder {
 
     /// A flush of the library's leaves overlapping windows and noise generators as they were, so that what
     /// is decoded after a seek would depend on what was decoded before.
-    void reset() override { context_ = openContext(description_); }
+    void reset() override { context_ = openContext(description_, configuration_); }
 
     [[nodiscard]] double sampleRate() const override { return sampleRate_; }
     [[nodiscard]] std::uint32_t channels() const override { return static_cast<std::uint32_t>(channels_); }
@@ -164,7 +164,8 @@ class LibavDecoder final : public Decoder {
         check(converted == frame_->nb_samples ? 0 : AVERROR_INVALIDDATA);
     }
 
-    FormatDescription description_;
+    AudioStreamDescription description_;
+    std::vector<std::byte> configuration_;
     FourCC formatID_;
     std::size_t bytesPerSample_;
     Context context_;
@@ -180,10 +181,9 @@ class LibavDecoder final : public Decoder {
 
 } // namespace
 
-std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format, int bits) {
-    if (!format.audio)
-        throw Error(Error::Category::corrupt, "The sound has no description of its format.");
-    return std::make_unique<LibavDecoder>(format, bits);
+std::unique_ptr<Decoder> makeDecoder(const AudioStreamDescription& format,
+                                     std::span<const std::byte> configuration, int bits) {
+    return std::make_unique<LibavDecoder>(format, configuration, bits);
 }
 
 } // namespace media::audio::libav

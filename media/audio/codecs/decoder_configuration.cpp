@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "media/audio/codecs/decoder_configuration.h"
 
-#include "media/io/byte_reader.h"
-#include "media/io/byte_writer.h"
+#include "media/base/byte_reader.h"
+#include "media/base/byte_writer.h"
 
 namespace media::audio::libav {
 
@@ -77,13 +77,12 @@ AVCodecID codecFor(FourCC formatID) {
     }
 }
 
-std::vector<std::byte> extradataFor(const FormatDescription& format) {
-    const std::vector<std::byte>& configuration = format.decoderConfiguration;
+std::vector<std::byte> extradataFor(FourCC formatID, std::span<const std::byte> configuration) {
     const io::ByteReader reader(configuration);
     try {
-        switch (format.audio->formatID) {
+        switch (formatID) {
         case audioFormat::aac:
-            return configuration;
+            return {configuration.begin(), configuration.end()};
         case audioFormat::appleLossless:
             return losslessBox(reader);
         case audioFormat::opus:
@@ -94,7 +93,7 @@ std::vector<std::byte> extradataFor(const FormatDescription& format) {
             return {};
         }
     } catch (const Error&) {
-        throw damaged(format.audio->formatID);
+        throw damaged(formatID);
     }
 }
 

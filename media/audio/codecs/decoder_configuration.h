@@ -3,10 +3,10 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 #include "media/audio/codecs/libav.h"
-#include "media/format_description.h"
 
 namespace media::audio::libav {
 
@@ -14,6 +14,6 @@ namespace media::audio::libav {
 [[nodiscard]] AVCodecID codecFor(FourCC formatID);
 
 /// The codec context's extradata. Throws Error when the configuration is missing what the decoder needs.
-[[nodiscard]] std::vector<std::byte> extradataFor(const FormatDescription& format);
+[[nodiscard]] std::vector<std::byte> extradataFor(FourCC formatID, std::span<const std::byte> configuration);
 
 } // namespace media::audio::libav

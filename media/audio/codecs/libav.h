@@ -16,7 +16,7 @@ extern "C" {
 }
 
 #include "media/audio/format_name.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace media::audio::libav {
 

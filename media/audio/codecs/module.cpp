@@ -15,9 +15,10 @@ class LibavModule final : public CodecModule {
   public:
     /// What goes wrong is told by exceptions; nothing here writes to the person's terminal.
     LibavModule() { av_log_set_level(AV_LOG_QUIET); }
-    [[nodiscard]] std::unique_ptr<Decoder> makeDecoder(const FormatDescription& format,
+    [[nodiscard]] std::unique_ptr<Decoder> makeDecoder(const AudioStreamDescription& format,
+                                                       std::span<const std::byte> configuration,
                                                        int bits) const override {
-        return libav::makeDecoder(format, bits);
+        return libav::makeDecoder(format, configuration, bits);
     }
     [[nodiscard]] std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) const override {
         return libav::makeEncoder(settings);

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "media/audio/alac/encoder.h"
-#include "media/error.h"
+#include "media/base/error.h"
 #include "tests/support/libav_lossless.h"
 #include "tests/support/sample_patterns.h"
 #include "tests/support/slowdown.h"

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "media/audio/codec.h"
-#include "media/container.h"
-#include "media/error.h"
+#include "media/base/error.h"
+#include "media/open.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/command.h"
 #include "tests/support/packets.h"
@@ -110,7 +110,7 @@ TEST(Decoder, EveryWidthEqualsWhatFfmpegDecodesAndDamageIsNeverHarmful) {
         const Sound sound(container, description);
         ASSERT_FALSE(sound.packets.empty());
         for (const auto& [bits, expected] : sound.byFfmpeg()) {
-            const auto decoder = makeDecoder(sound.format, bits);
+            const auto decoder = makeDecoder(*sound.format.audio, sound.format.decoderConfiguration, bits);
             const std::vector<std::byte> pcm = decode(*decoder, sound.packets);
             EXPECT_EQ(decoder->channels(), static_cast<std::uint32_t>(description.channels));
             EXPECT_EQ(decoder->sampleRate(), description.rate);
@@ -121,7 +121,7 @@ TEST(Decoder, EveryWidthEqualsWhatFfmpegDecodesAndDamageIsNeverHarmful) {
             decoder->reset();
             EXPECT_TRUE(decode(*decoder, sound.packets) == pcm) << bits;
         }
-        expectNoHarm(*makeDecoder(sound.format, 24), sound.packets);
+        expectNoHarm(*makeDecoder(*sound.format.audio, sound.format.decoderConfiguration, 24), sound.packets);
     }
 }
 
@@ -130,7 +130,7 @@ TEST(Decoder, DamageThatChecksumsTellIsAnError) {
         Sound sound(Container::mp4, {.codec = codec, .channels = 2});
         std::vector<std::byte>& packet = sound.packets.at(3);
         packet.at(packet.size() / 2) ^= std::byte{0x10};
-        const auto decoder = makeDecoder(sound.format, 24);
+        const auto decoder = makeDecoder(*sound.format.audio, sound.format.decoderConfiguration, 24);
         try {
             (void)decode(*decoder, sound.packets);
             ADD_FAILURE() << codec;
@@ -157,7 +157,8 @@ TEST(Decoder, HighEfficiencyAACComesOutAtItsFullRate) {
     // Object type 5, rate index 6 (24,000), two channels, extension rate index 3 (48,000), object type 2.
     track.format.configuration = {std::byte{0x2B}, std::byte{0x11}, std::byte{0x88}, std::byte{0x00}};
     track.format.channels = 1; // as some containers say, beside a rate of 24,000
-    const auto decoder = makeDecoder(test::formatOf(track), 24);
+    const auto format = test::formatOf(track);
+    const auto decoder = makeDecoder(*format.audio, format.decoderConfiguration, 24);
     const std::vector<std::byte> decoded = decode(*decoder, track.packets);
     EXPECT_EQ(decoder->sampleRate(), 48'000);
     EXPECT_EQ(decoder->channels(), 2U);
@@ -185,7 +186,7 @@ TEST(Decoder, UnknownFormatsAndBrokenConfigurationsAreNamed) {
         format.audio->channelsPerFrame = 1;
         format.decoderConfiguration.resize(refusal.configurationSize);
         try {
-            (void)makeDecoder(format, 24);
+            (void)makeDecoder(*format.audio, format.decoderConfiguration, 24);
             ADD_FAILURE() << refusal.sentence;
         } catch (const media::Error& error) {
             EXPECT_EQ(error.what(), refusal.sentence);

@@ -9,7 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "media/audio/codec.h"
-#include "media/error.h"
+#include "media/base/error.h"
+#include "media/track/format_description.h"
 #include "tests/support/packets.h"
 #include "tests/support/probe.h"
 
@@ -193,7 +194,7 @@ TEST(Codecs, ThirtyTwoTracksFitIntoLittleMemory) {
     for (int i = 0; i < 32; ++i) {
         encoders.push_back(media::audio::makeEncoder(settings));
         encoders.back()->encode(pcm, [](std::span<const std::byte>, std::uint32_t) {});
-        decoders.push_back(media::audio::makeDecoder(format, 24));
+        decoders.push_back(media::audio::makeDecoder(*format.audio, format.decoderConfiguration, 24));
         decoded.clear();
         for (const auto& packet : track.packets)
             decoders.back()->decode(packet, decoded);

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "media/audio/pcm.h"
-#include "media/error.h"
+#include "media/base/error.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "media/mxf/mxf_container.h"
+#include "media/track/format_description.h"
 #include "tests/media/mxf/mxf_reading.h"
 
 namespace {

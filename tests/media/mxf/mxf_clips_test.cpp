@@ -3,7 +3,7 @@
 // reads.
 #include <gtest/gtest.h>
 
-#include "media/asset.h"
+#include "media/open.h"
 #include "tests/media/mxf/mxf_reading.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/probe.h"
@@ -47,7 +47,7 @@ TEST(MXFClips, AreReadAsFFmpegReadsThem) {
         description.picture = c.frameRate != 0;
         description.sound.assign(c.tracks, {.codec = c.codec, .channels = c.channels});
         const auto path = test::clip(description);
-        const media::Asset asset(path);
+        const media::Asset asset = media::openAsset(path);
         EXPECT_NEAR(asset.duration().seconds(), test::Probe(path).duration(), 0.0005);
         std::vector<std::vector<std::byte>> sound;
         for (const media::Track& track : asset.tracks(MediaType::audio))

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/open.h"
 #include "tests/media/mxf/mxf_reading.h"
 #include "tests/support/slowdown.h"
 
@@ -81,7 +82,7 @@ TEST(MXFDamagedFiles, AnyCutIsASentenceOrAClip) {
     std::size_t opened = 0;
     for (std::size_t length = 0; length < 60'000; length += 61) {
         try {
-            const media::Asset asset(
+            const media::Asset asset = media::openAsset(
                 sourceOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
             EXPECT_GT(asset.duration().value, 0);
             ++opened;
@@ -116,7 +117,7 @@ TEST(MXFDamagedFiles, EmptyTripletsWithoutEndAreLeft) {
     MXFFile file(test::clip({.container = test::Container::mxf}));
     file.triplets.erase(file.first(&MXFTriplet::isEssence), file.triplets.end());
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_THROW(media::Asset(std::make_shared<EmptyTriplets>(file.bytes())), media::Error);
+    EXPECT_THROW(media::openAsset(std::make_shared<EmptyTriplets>(file.bytes())), media::Error);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5) * test::slowdown);
 }
 

@@ -2,6 +2,7 @@
 // Picture size and frame rate from what MXF descriptors state of fields, frames and apertures.
 #include <gtest/gtest.h>
 
+#include "media/track/format_description.h"
 #include "tests/media/mxf/mxf_reading.h"
 
 namespace {

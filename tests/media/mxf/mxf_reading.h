@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "media/io/byte_source.h"
-#include "media/track_output.h"
+#include "media/open.h"
+#include "media/track/track_output.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/mxf_editor.h"
 
@@ -28,7 +29,7 @@ inline media::Asset edited(const std::string& rate, const std::function<void(MXF
     description.sound.assign(1, {.codec = "pcm_s16le"});
     MXFFile file(clip(description));
     edit(file);
-    return media::Asset(sourceOf(file.bytes()));
+    return media::openAsset(sourceOf(file.bytes()));
 }
 
 /// All of a sound track as 32-bit samples.

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/open.h"
 #include "tests/media/mxf/mxf_reading.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/command.h"
@@ -123,7 +124,7 @@ TEST(MXFSound, ClipWrappedSoundMayLieInTwoElements) {
     second.value.erase(second.value.begin(), second.value.begin() + static_cast<std::ptrdiff_t>(cut));
     first->value.resize(cut);
     file.triplets.insert(first + 1, second);
-    const media::Asset asset(test::sourceOf(file.bytes()));
+    const media::Asset asset = media::openAsset(test::sourceOf(file.bytes()));
     EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio).front()) == test::decodeTrack(path, 0));
 }
 
@@ -137,7 +138,7 @@ TEST(MXFSound, ChannelsOfD10MarkedInvalidAreSilent) {
     for (MXFTriplet& triplet : file.triplets)
         if (triplet.isEssence() && triplet.key[12] == 0x06)
             triplet.value.at(3) = 0x0b;
-    const media::Asset asset(test::sourceOf(file.bytes()));
+    const media::Asset asset = media::openAsset(test::sourceOf(file.bytes()));
     const auto pcm = test::soundOf(asset, asset.tracks(MediaType::audio).front());
     auto expected = test::decodeTrack(path, 0);
     for (std::size_t at = 2 * 4; at < expected.size(); at += 16)

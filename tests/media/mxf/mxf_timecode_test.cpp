@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/track/format_description.h"
 #include "tests/media/mxf/mxf_reading.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/probe.h"

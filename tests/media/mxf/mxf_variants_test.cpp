@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "media/open.h"
 #include "tests/media/mxf/mxf_reading.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/mxf_editor.h"
@@ -44,7 +45,7 @@ const Original& original() {
         Original clip;
         clip.path = test::clip(longClip());
         clip.sound = test::decodeTracks(clip.path);
-        clip.duration = media::Asset(clip.path).duration();
+        clip.duration = media::openAsset(clip.path).duration();
         return clip;
     }();
     return made;
@@ -167,7 +168,7 @@ TEST(MXFVariants, KeepSoundTimecodeAndLength) {
         MXFFile file(original().path);
         for (const auto& edit : edits)
             edit(file);
-        expectSameClip(media::Asset(sourceOf(file.bytes())));
+        expectSameClip(media::openAsset(sourceOf(file.bytes())));
     }
 }
 
@@ -182,7 +183,7 @@ Bytes unfinished(const Bytes& whole, std::size_t length) {
 /// Files that state what they no longer hold.
 void expectTooEarly(const Bytes& whole, std::size_t length) {
     try {
-        (void)media::Asset(
+        (void)media::openAsset(
             sourceOf(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))));
         ADD_FAILURE() << "nothing said of a file cut off at " << length;
     } catch (const media::Error& error) {
@@ -208,7 +209,7 @@ TEST(MXFCutOff, WholeFramesOfARecordingAreKeptWhereverTheFileEnds) {
         const auto frames = static_cast<std::int64_t>(std::ranges::upper_bound(ends, length) - ends.begin());
         SCOPED_TRACE(length);
         expectTooEarly(whole, length);
-        const media::Asset asset(sourceOf(unfinished(whole, length)));
+        const media::Asset asset = media::openAsset(sourceOf(unfinished(whole, length)));
         EXPECT_EQ(asset.duration(), (media::Time{frames * 1001, 30000}));
         for (std::size_t i = 0; i < 3; ++i) {
             const auto pcm = test::soundOf(asset, asset.tracks(MediaType::audio)[i]);
@@ -225,7 +226,7 @@ TEST(MXFCutOff, ClipWrappedSoundEndsWithTheFile) {
     const auto pcm = test::decodeTrack(path, 0);
     const Bytes bytes = test::readFile(path);
     expectTooEarly(bytes, bytes.size() / 2);
-    const media::Asset asset(sourceOf(unfinished(bytes, bytes.size() / 2)));
+    const media::Asset asset = media::openAsset(sourceOf(unfinished(bytes, bytes.size() / 2)));
     const auto part = test::soundOf(asset, asset.tracks(MediaType::audio).front());
     EXPECT_NEAR(asset.duration().seconds(), static_cast<double>(part.size()) / 4 / 48'000, 0.0005);
     EXPECT_GT(part.size(), pcm.size() / 3);
@@ -239,7 +240,7 @@ TEST(MXFDamagedFiles, AMissingElementLeavesTheRestInStep) {
         return triplet.isEssence() && triplet.key[12] == 0x16 && ++sounds == 3 * 100 + 2;
     });
     withoutIndex(file);
-    const media::Asset asset(sourceOf(file.bytes()));
+    const media::Asset asset = media::openAsset(sourceOf(file.bytes()));
     auto expected = original().sound[1];
     std::fill_n(expected.begin() + 160'160 * 4, 1602 * 4, std::byte{0});
     EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[1]) == expected);

@@ -4,8 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "media/io/byte_reader.h"
-#include "media/track_output.h"
+#include "media/base/byte_reader.h"
+#include "media/open.h"
+#include "media/track/track_output.h"
 #include "tests/support/camera_clips.h"
 
 namespace {
@@ -141,7 +142,8 @@ TEST(CameraTimecode, StandsInAnyOfItsPlaces) {
         {"Panasonic without", {.panasonic = panasonicDocument("<StartTimecode>--</StartTimecode>")}, "none"},
     };
     for (const Case& tested : cases) {
-        const media::Asset asset(std::make_shared<Card>(test::build(tested.clip), tested.beside));
+        const media::Asset asset =
+            media::openAsset(std::make_shared<Card>(test::build(tested.clip), tested.beside));
         EXPECT_EQ(timecodeOf(asset), tested.expected) << tested.what;
     }
 }
@@ -152,7 +154,7 @@ TEST(CameraTimecode, YieldsToATimecodeTrack) {
     test::addTimecodePerPicture(movie, 7'200, clip.pictures);
     const auto source =
         std::make_shared<Card>(test::build(movie), std::map<std::string, std::string>{{"M01.XML", at2h}});
-    const media::Asset asset(source);
+    const media::Asset asset = media::openAsset(source);
     ASSERT_EQ(asset.tracks(MediaType::timecode).size(), 1U);
     EXPECT_TRUE(asset.metadata().empty());
     media::TrackOutput output(asset, asset.tracks(MediaType::timecode).front());
@@ -167,7 +169,8 @@ TEST(CameraTimecode, CostsNoMoreThanAHeader) {
     full.document = at1h;
     full.sample = rtmdSample(1, 0, 0, 12, false);
     const auto bytesRead = [](const CameraClip& clip, std::map<std::string, std::string> beside) {
-        const media::Asset asset(std::make_shared<Card>(test::build(clip), std::move(beside)));
+        const media::Asset asset =
+            media::openAsset(std::make_shared<Card>(test::build(clip), std::move(beside)));
         return asset.bytesRead();
     };
     // The document, the boxes of a track and one sample's head; then the file beside the clip.
@@ -183,8 +186,8 @@ TEST(CameraTimecode, CostsNoMoreThanAHeader) {
         movie.tracks[track].sizes.assign(minutes.pictures,
                                          std::exchange(movie.tracks[track].constantSize, 0));
     }
-    const media::Asset asset(
-        std::make_shared<Card>(test::build(movie), std::map<std::string, std::string>{}));
+    const media::Asset asset =
+        media::openAsset(std::make_shared<Card>(test::build(movie), std::map<std::string, std::string>{}));
     EXPECT_EQ(timecodeOf(asset), "216012 60 2 60/1");
     EXPECT_LE(asset.bytesRead(), 80U << 10);
 }

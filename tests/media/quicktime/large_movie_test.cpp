@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include "media/quicktime/movie_header_writer.h"
-#include "media/quicktime/sound_entry_writer.h"
+#include "media/quicktime/writer/movie_header_writer.h"
+#include "media/quicktime/writer/sound_entry_writer.h"
+#include "media/track/format_description.h"
 #include "tests/support/movie_boxes.h"
 #include "tests/support/movie_lanes.h"
 #include "tests/support/probe.h"

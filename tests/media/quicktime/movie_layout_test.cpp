@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "media/container.h"
-#include "media/io/byte_reader.h"
+#include "media/base/byte_reader.h"
+#include "media/open.h"
 #include "tests/support/movie_builder.h"
 
 namespace {

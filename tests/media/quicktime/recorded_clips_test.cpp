@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/container.h"
+#include "media/open.h"
 #include "tests/support/clip_maker.h"
 #include "tests/support/command.h"
 

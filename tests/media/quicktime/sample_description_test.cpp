@@ -2,7 +2,7 @@
 // Sound, timecode and picture descriptions of every form.
 #include <gtest/gtest.h>
 
-#include "media/container.h"
+#include "media/open.h"
 #include "tests/support/movie_builder.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/container.h"
+#include "media/open.h"
 #include "tests/support/movie_builder.h"
 
 namespace {

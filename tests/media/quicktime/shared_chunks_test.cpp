@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "media/container.h"
-#include "media/error.h"
+#include "media/base/error.h"
+#include "media/open.h"
 #include "tests/support/movie_builder.h"
 
 namespace {

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "media/container.h"
-#include "media/quicktime/frame_rate.h"
-#include "media/quicktime/metadata.h"
+#include "media/open.h"
+#include "media/quicktime/reader/frame_rate.h"
+#include "media/quicktime/reader/metadata.h"
 #include "tests/support/movie_builder.h"
 
 namespace {
