@@ -43,9 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::atomic<int> buffers = 0;
     try {
         const media::Asset asset = media::openAsset(media::io::memorySource({bytes.begin(), bytes.end()}));
-        (void)Pack::write(
-            asset, {"clip.mov", "clip", static_cast<std::int64_t>(size)}, copy, audio, [](double) {},
-            [&] { return ++buffers > mostBuffers; });
+        (void)Pack::write(asset, {{"clip.mov", "clip", static_cast<std::int64_t>(size)}, copy, audio},
+                          {.isCancelled = [&] { return ++buffers > mostBuffers; }});
     } catch (const media::Error&) { // a sentence is as good an end as any other
     } catch (const PackError&) {
     }

@@ -113,7 +113,7 @@ class Run {
         try {
             workingFolder_.willHold(copyName);
             makeFolders(workingFolder_.path(), named.folder());
-            PackResult result = write(named, copy);
+            PackResult result = write({named, copy, audio_});
             if (choice.isNumbered)
                 result.notes.push_back("copy named " + copy.stem().native());
             outcome = std::move(result);
@@ -134,19 +134,17 @@ class Run {
     [[nodiscard]] std::string report() const { return Pack::report(outcomes_, audio_); }
 
   private:
-    PackResult write(const PackClip& clip, const fs::path& copy) {
+    PackResult write(const CopyJob& job) {
         // Many sample buffers make little difference to see.
         constexpr double smallestStep = 0.01;
-        report(clip, 0);
-        return writeCopy_(
-            clip, copy, audio_,
-            [&, last = 0.0](double fraction) mutable {
-                if (fraction - last >= smallestStep) {
-                    last = fraction;
-                    report(clip, fraction);
-                }
-            },
-            isCancelled_);
+        report(job.clip, 0);
+        const auto progress = [&, last = 0.0](double fraction) mutable {
+            if (fraction - last >= smallestStep) {
+                last = fraction;
+                report(job.clip, fraction);
+            }
+        };
+        return writeCopy_(job, {progress, isCancelled_});
     }
 
     void report(const PackClip& clip, double fraction) {
@@ -166,7 +164,7 @@ class Run {
     ScratchAudio audio_;
     const MakeCallbacks& callbacks_;
     const std::function<WriteCopy>& writeCopy_;
-    IsCancelled isCancelled_;
+    std::function<bool()> isCancelled_;
     std::vector<std::pair<PackClip, Outcome>> outcomes_;
 };
 

@@ -16,13 +16,12 @@ namespace Pack {
 struct MakeCallbacks {
     std::function<void(const PackClip&, double fraction)> item{}; ///< progress of one clip, 0 to 1
     std::function<void(const PackClip&, const Outcome&)> finished{};
-    IsCancelled isCancelled{};
+    std::function<bool()> isCancelled{};
     std::function<void()> saving{}; ///< all clips are done; the report and the archive's end come next
 };
 
 /// What writes one clip's copy: `write` below `make`, something simpler in a test of what is around it.
-using WriteCopy = PackResult(const PackClip& clip, const std::filesystem::path& to, ScratchAudio audio,
-                             const CopyProgress& progress, const IsCancelled& isCancelled);
+using WriteCopy = PackResult(const CopyJob& job, const CopyHooks& hooks);
 
 /// Writes the copies of all clips, the report and the archive at `zip`. A clip that fails is reported and the
 /// pack goes on. Throws PackError or media::Error when the pack as a whole fails; whatever happens, the

@@ -47,6 +47,10 @@ std::string PackClip::name() const {
     return platform::validUTF8(source.stem().native());
 }
 
+std::string PackClip::fileName() const {
+    return platform::validUTF8(source.filename().native());
+}
+
 std::string PackClip::folder() const {
     const std::size_t slash = packPath.rfind('/');
     return slash == std::string::npos ? std::string() : packPath.substr(0, slash);

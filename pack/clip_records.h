@@ -37,8 +37,9 @@ struct PackClip {
     std::int64_t size = 0;        ///< bytes; 0 when the file system could not tell
 
     [[nodiscard]] const std::filesystem::path& id() const noexcept { return source; }
-    /// The file's name without its extension.
+    /// The file's name without and with its extension, for display: valid UTF-8.
     [[nodiscard]] std::string name() const;
+    [[nodiscard]] std::string fileName() const;
     /// `packPath` without its last component; empty at the top of the pack.
     [[nodiscard]] std::string folder() const;
 };

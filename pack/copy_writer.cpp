@@ -16,7 +16,6 @@
 #include "pack/header_probe.h"
 #include "pack/level_analysis.h"
 #include "pack/timecode_track.h"
-#include "platform/text.h"
 
 namespace Pack {
 
@@ -24,8 +23,7 @@ namespace {
 
 /// What the lanes of one copy share.
 struct Shared {
-    const CopyProgress& progress;
-    const IsCancelled& isCancelled;
+    const CopyHooks& hooks;
     double seconds;                               ///< of the clip
     std::optional<StartTimecode> startTimecode{}; ///< its lane's alone until all lanes have ended
     std::mutex lock{};                            // guards the error
@@ -63,7 +61,7 @@ class Lane final : public media::LaneWork {
   private:
     bool copyNextBuffer() {
         constexpr std::size_t firstSoundLane = 1;
-        if (shared_.isCancelled() || shared_.readFailed || !output_.copyNextSampleBuffer(buffer_))
+        if (shared_.hooks.isCancelled() || shared_.readFailed || !output_.copyNextSampleBuffer(buffer_))
             return false;
         position_ = buffer_.presentationTime.seconds();
         if (number_ == 0)
@@ -71,7 +69,7 @@ class Lane final : public media::LaneWork {
         else if (bits_)
             peak_ = std::max(peak_, Pack::peak(buffer_.data, *bits_));
         if (number_ == firstSoundLane)
-            shared_.progress(std::clamp(position_ / shared_.seconds, 0.0, 1.0));
+            shared_.hooks.progress(std::clamp(position_ / shared_.seconds, 0.0, 1.0));
         return input_.append(buffer_);
     }
 
@@ -118,10 +116,9 @@ std::string cameraOf(const media::Asset& asset) {
 
 class Copy {
   public:
-    Copy(const media::Asset& asset, const std::filesystem::path& to, const CopyProgress& progress,
-         const IsCancelled& isCancelled)
+    Copy(const media::Asset& asset, const std::filesystem::path& to, const CopyHooks& hooks)
         : asset_(asset),
-          writer_(to, [this] { crew_.moreRoom(); }), shared_{progress, isCancelled,
+          writer_(to, [this] { crew_.moreRoom(); }), shared_{hooks,
                                                              std::max(asset.duration().seconds(), 0.001)} {}
 
     void setMetadata(const std::string& source, const std::string& camera, const std::string& umid) {
@@ -179,7 +176,7 @@ class Copy {
         for (const auto& lane : lanes_)
             lanes.push_back(lane.get());
         crew_.run(lanes, std::min(lanes.size(), mostThreads()));
-        if (shared_.isCancelled()) {
+        if (shared_.hooks.isCancelled()) {
             writer_.cancel();
             throw PackError::cancelled();
         }
@@ -246,16 +243,15 @@ std::vector<std::string> notesOf(const PackResult& result, ScratchAudio mode, bo
 
 } // namespace
 
-PackResult write(const media::Asset& asset, const PackClip& clip, const std::filesystem::path& to,
-                 ScratchAudio audio, const CopyProgress& progress, const IsCancelled& isCancelled) {
+PackResult write(const media::Asset& asset, const CopyJob& job, const CopyHooks& hooks) {
     const media::Track& timecode = timecodeTrack(asset);
     std::vector<std::reference_wrapper<const media::Track>> audioTracks;
-    if (audio != ScratchAudio::none)
+    if (job.audio != ScratchAudio::none)
         audioTracks = asset.tracks(media::MediaType::audio);
     const auto videoTracks = asset.tracks(media::MediaType::video);
 
     std::error_code ignored;
-    std::filesystem::remove(to, ignored);
+    std::filesystem::remove(job.to, ignored);
 
     PackResult result;
     result.duration = asset.duration().seconds();
@@ -265,16 +261,16 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
 
     bool keptLossless = false;
     {
-        Copy copy(asset, to, progress, isCancelled);
-        copy.setMetadata(platform::validUTF8(clip.source.filename().string()), result.camera, result.umid);
+        Copy copy(asset, job.to, hooks);
+        copy.setMetadata(job.clip.fileName(), result.camera, result.umid);
         copy.addTimecode(timecode);
         for (const media::Track& track : audioTracks)
-            copy.addSound(track, audio, threadsPerTrack(audioTracks.size()));
+            copy.addSound(track, job.audio, threadsPerTrack(audioTracks.size()));
         copy.run();
         result.timecode = copy.timecode();
         result.audible = copy.audible();
         keptLossless = copy.keptLossless();
-        checkLengths(media::openAsset(to), asset, copy.sources());
+        checkLengths(media::openAsset(job.to), asset, copy.sources());
     }
 
     const double frameRate =
@@ -284,15 +280,14 @@ PackResult write(const media::Asset& asset, const PackClip& clip, const std::fil
     if (!frames)
         throw PackError::failed("Couldn't read the clip.");
     result.frames = *frames;
-    const auto size = std::filesystem::file_size(to, ignored);
+    const auto size = std::filesystem::file_size(job.to, ignored);
     result.packSize = ignored ? 0 : static_cast<std::int64_t>(size);
-    result.notes = notesOf(result, audio, keptLossless);
+    result.notes = notesOf(result, job.audio, keptLossless);
     return result;
 }
 
-PackResult write(const PackClip& clip, const std::filesystem::path& to, ScratchAudio audio,
-                 const CopyProgress& progress, const IsCancelled& isCancelled) {
-    return write(openClip(clip.source), clip, to, audio, progress, isCancelled);
+PackResult write(const CopyJob& job, const CopyHooks& hooks) {
+    return write(openClip(job.clip.source), job, hooks);
 }
 
 } // namespace Pack

@@ -16,17 +16,25 @@ inline constexpr int compressedBitRate = 64'000;
 /// Reverse-DNS prefix of the keys of a copy's metadata items.
 inline constexpr std::string_view metadataKeyPrefix = "org.ferrowick.clips.metadata.";
 
-/// Called from a lane's thread with the fraction of the clip copied so far, 0 to 1.
-using CopyProgress = std::function<void(double fraction)>;
-/// Asked from every lane's thread before each sample buffer.
-using IsCancelled = std::function<bool()>;
+/// A copy to be written.
+struct CopyJob {
+    PackClip clip;
+    std::filesystem::path to; ///< the copy's file; what stands there is replaced
+    ScratchAudio audio = ScratchAudio::lossless;
+};
 
-/// Writes the copy of `clip` to `to`, replacing what stands there, all tracks at once. Throws PackError or
-/// media::Error; after a cancellation the partial copy is gone, after other failures the caller removes it.
-PackResult write(const PackClip& clip, const std::filesystem::path& to, ScratchAudio audio,
-                 const CopyProgress& progress, const IsCancelled& isCancelled);
+/// What the writer of a copy tells and asks, from the lanes' threads. None of them is empty.
+struct CopyHooks {
+    /// The fraction of the clip copied so far, 0 to 1.
+    std::function<void(double fraction)> progress = [](double) {};
+    /// Asked before each sample buffer.
+    std::function<bool()> isCancelled = [] { return false; };
+};
+
+/// Writes a copy, all tracks at once. Throws PackError or media::Error; after a cancellation the partial copy
+/// is gone, after other failures the caller removes it.
+PackResult write(const CopyJob& job, const CopyHooks& hooks = {});
 /// The same for an asset already open.
-PackResult write(const media::Asset& asset, const PackClip& clip, const std::filesystem::path& to,
-                 ScratchAudio audio, const CopyProgress& progress, const IsCancelled& isCancelled);
+PackResult write(const media::Asset& asset, const CopyJob& job, const CopyHooks& hooks = {});
 
 } // namespace Pack

@@ -87,7 +87,7 @@ std::string report(std::span<const std::pair<PackClip, Outcome>> outcomes, Scrat
         Line line;
         line.folder = nameText(clip.folder());
         line.clip = nameText(clip.name());
-        line.originalFile = nameText(clip.source.filename().native());
+        line.originalFile = nameText(clip.fileName());
         line.originalMB = megabytes(clip.size);
         if (const auto* result = std::get_if<PackResult>(&outcome))
             describe(*result, audio, line);

@@ -67,7 +67,7 @@ fs::path target(const fs::path& zip, std::span<const PackClip> clips) {
         return file;
     for (const PackClip& clip : clips)
         if (fs::equivalent(clip.source, zip, error))
-            refuse("over " + text(clip.source.filename()), "it is one of the clips");
+            refuse("over " + clip.fileName(), "it is one of the clips");
     if (!fs::is_regular_file(status)) // a device, a pipe, a socket
         refuse(place, "it is not a file");
     try {

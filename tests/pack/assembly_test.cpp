@@ -39,10 +39,9 @@ class Assembly : public testing::Test {
         };
         callbacks.isCancelled = [this] { return cancelled_; };
         callbacks.saving = [this] { events_.emplace_back("saving"); };
-        const auto write = [this](const PackClip& of, const fs::path& to, ScratchAudio audio,
-                                  const auto& progress, const auto& isCancelled) {
-            PackResult result = write_(of, to, audio, progress, isCancelled);
-            std::ofstream(to, std::ios::app); // where it wrote none of its own
+        const auto write = [this](const Pack::CopyJob& job, const Pack::CopyHooks& hooks) {
+            PackResult result = write_(job, hooks);
+            std::ofstream(job.to, std::ios::app); // where it wrote none of its own
             return result;
         };
         try {
@@ -73,9 +72,8 @@ print("\n".join(archive.namelist()))
     fs::path zip_ = folder_.write("place/Day 1.zip", earlier);
     bool cancelled_ = false;
     std::vector<std::string> events_;
-    std::function<Pack::WriteCopy> write_ = [](const PackClip& of, const fs::path& to, ScratchAudio,
-                                               const auto&, const auto&) {
-        std::ofstream(to) << "copy of " << of.source.filename().string();
+    std::function<Pack::WriteCopy> write_ = [](const Pack::CopyJob& job, auto&&) {
+        std::ofstream(job.to) << "copy of " << job.clip.fileName();
         return PackResult{};
     };
 };
@@ -97,10 +95,10 @@ TEST_F(Assembly, PacksAReportWithoutClips) {
 }
 
 TEST_F(Assembly, LosesNoneOfTheClipsWithOnePath) {
-    write_ = [](const PackClip& of, const fs::path& to, auto, const auto&, const auto&) {
-        EXPECT_FALSE(fs::exists(to)) << to;
-        std::ofstream(to) << of.source.filename().string();
-        if (of.source.extension() == ".braw")
+    write_ = [](const Pack::CopyJob& job, auto&&) {
+        EXPECT_FALSE(fs::exists(job.to)) << job.to;
+        std::ofstream(job.to) << job.clip.fileName();
+        if (job.clip.source.extension() == ".braw")
             throw PackError::cantOpen();
         PackResult result;
         result.notes = {"a note"};
@@ -129,11 +127,11 @@ TEST_F(Assembly, LosesNoneOfTheClipsWithOnePath) {
 }
 
 TEST_F(Assembly, GoesOnAfterAClipThatFails) {
-    write_ = [](const PackClip& of, const fs::path& to, auto, const auto&, const auto&) -> PackResult {
-        std::ofstream(to) << "part";
-        if (of.packPath == "A/2")
+    write_ = [](const Pack::CopyJob& job, auto&&) -> PackResult {
+        std::ofstream(job.to) << "part";
+        if (job.clip.packPath == "A/2")
             throw media::Error(media::Error::Category::endOfData, "The file ends too early.");
-        if (of.packPath == "B/3")
+        if (job.clip.packPath == "B/3")
             throw std::bad_alloc();
         return {};
     };
@@ -150,8 +148,8 @@ TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
     for (int number = 10; number < 60; ++number)
         clips.push_back(clip("A/" + std::to_string(number)));
     std::size_t most = 0;
-    write_ = [&](const PackClip&, const fs::path& to, auto&&...) {
-        most = std::max(most, test::names(to.parent_path()).size());
+    write_ = [&](const Pack::CopyJob& job, auto&&) {
+        most = std::max(most, test::names(job.to.parent_path()).size());
         return PackResult{};
     };
     EXPECT_EQ(make(clips), "saved");
@@ -159,9 +157,9 @@ TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
     EXPECT_EQ(entries().size(), clips.size() + 3);
 
     // What the archive meets ends the pack at one of the next clips.
-    write_ = [](const PackClip& of, const fs::path& to, auto&&...) {
-        if (of.packPath == "A/20")
-            fs::create_symlink("nowhere/at all", to);
+    write_ = [](const Pack::CopyJob& job, auto&&) {
+        if (job.clip.packPath == "A/20")
+            fs::create_symlink("nowhere/at all", job.to);
         return PackResult{};
     };
     fs::copy_file(zip_, folder_ / "before");
@@ -173,9 +171,9 @@ TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
 }
 
 TEST_F(Assembly, StopsBetweenClipsAndInsideOne) {
-    write_ = [this](const PackClip& of, auto, auto, const auto&, const auto& isCancelled) -> PackResult {
-        cancelled_ = of.packPath == "2";
-        if (of.packPath == "2 inside" && !isCancelled())
+    write_ = [this](const Pack::CopyJob& job, const Pack::CopyHooks& hooks) -> PackResult {
+        cancelled_ = job.clip.packPath == "2";
+        if (job.clip.packPath == "2 inside" && !hooks.isCancelled())
             throw PackError::cancelled();
         return {};
     };
@@ -190,9 +188,9 @@ TEST_F(Assembly, StopsBetweenClipsAndInsideOne) {
 }
 
 TEST_F(Assembly, TellsOfProgressInHundredthsAtLeast) {
-    write_ = [](const auto&, auto, auto, const auto& progress, const auto&) {
+    write_ = [](auto&&, const Pack::CopyHooks& hooks) {
         for (const double fraction : {0.004, 0.009, 0.012, 0.015, 0.03})
-            progress(fraction);
+            hooks.progress(fraction);
         return PackResult{};
     };
     EXPECT_EQ(make({clip("A"), clip("B")}), "saved");

@@ -67,10 +67,7 @@ TEST(ChannelOrder, IsTheClipsInEveryReader) {
                           "-c:a", "pcm_s16le", "-timecode", "01:00:00:00", path("clip.mov")});
         const PackClip clip{folder / "clip.mov", "clip", 1};
         const auto copy = folder / "copy.mov";
-        const auto pack = [&](ScratchAudio mode) {
-            return Pack::write(
-                clip, copy, mode, [](double) {}, [] { return false; });
-        };
+        const auto pack = [&](ScratchAudio mode) { return Pack::write({clip, copy, mode}); };
         const auto layoutOf = [&] { // tag and mask
             const auto entry = test::box(copy, "moov/trak[1]/mdia/minf/stbl/stsd").value();
             const auto chan =

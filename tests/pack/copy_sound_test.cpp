@@ -51,8 +51,7 @@ std::filesystem::path pack(const test::TemporaryFolder& folder, const test::Movi
     const PackClip clip{folder.write("clip.mov", {reinterpret_cast<const char*>(bytes.data()), bytes.size()}),
                         "clip", 1};
     const auto copy = folder / "copy.mov";
-    (void)Pack::write(
-        clip, copy, ScratchAudio::lossless, [](double) {}, [] { return false; });
+    (void)Pack::write({clip, copy});
     return copy;
 }
 

@@ -18,9 +18,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const Pack::CopyProgress noProgress = [](double) {};
-const Pack::IsCancelled goOn = [] { return false; };
-
 PackClip packClip(const std::filesystem::path& source) {
     return {source, source.stem().string(), static_cast<std::int64_t>(std::filesystem::file_size(source))};
 }
@@ -52,7 +49,7 @@ TEST(CopyWriter, TellsWhatTheCopyHolds) {
          .sound = {{.codec = "pcm_s16le"}, {.signal = test::Signal::silence}, {.codec = "pcm_f32le"}}});
     const auto copy = folder / "copy.mov";
 
-    PackResult result = Pack::write(packClip(source), copy, ScratchAudio::lossless, noProgress, goOn);
+    PackResult result = Pack::write({packClip(source), copy});
     EXPECT_EQ(result.timecode.label(), "10:04:12;07");
     EXPECT_NEAR(result.fps, 30000.0 / 1001, 1e-4);
     EXPECT_EQ(result.frames, 60);
@@ -67,8 +64,7 @@ TEST(CopyWriter, TellsWhatTheCopyHolds) {
     EXPECT_THAT(probe.streams("video"), IsEmpty());
     EXPECT_EQ(probe.field("format.tags.org.ferrowick.clips.metadata.source"), source.filename().string());
 
-    result = Pack::write(
-        packClip(source), copy, ScratchAudio::none, [](double) { FAIL(); }, goOn);
+    result = Pack::write({packClip(source), copy, ScratchAudio::none}, {.progress = [](double) { FAIL(); }});
     EXPECT_EQ(result.audioTracks, 0);
     EXPECT_THAT(result.audible, IsEmpty());
     EXPECT_THAT(result.notes, ElementsAre("timecode only"));
@@ -78,7 +74,7 @@ TEST(CopyWriter, TellsWhatTheCopyHolds) {
 TEST(CopyWriter, NotesThatThereIsNoSound) {
     const test::TemporaryFolder folder;
     const auto mute = packClip(test::clip({.sound = {}}));
-    EXPECT_THAT(Pack::write(mute, folder / "mute.mov", ScratchAudio::compressed, noProgress, goOn).notes,
+    EXPECT_THAT(Pack::write({mute, folder / "mute.mov", ScratchAudio::compressed}).notes,
                 ElementsAre("no scratch audio: sync by timecode only"));
 }
 
@@ -86,8 +82,7 @@ TEST(CopyWriter, LeavesTheEarlierFileWhenThereIsNoTimecode) {
     const test::TemporaryFolder folder;
     const auto earlier = folder.write("copy.mov", "earlier");
     try {
-        (void)Pack::write(packClip(test::clip({.timecode = std::nullopt})), earlier, ScratchAudio::lossless,
-                          noProgress, goOn);
+        (void)Pack::write({packClip(test::clip({.timecode = std::nullopt})), earlier});
         FAIL() << "a clip without timecode was packed";
     } catch (const PackError& error) {
         EXPECT_EQ(error.kind(), PackError::Case::noTimecode);
@@ -99,9 +94,9 @@ TEST(CopyWriter, StopsAtOnceAndRemovesThePartialCopy) {
     const test::TemporaryFolder folder;
     const auto source = test::clip({.sound = {{}, {}}});
     std::atomic<int> asked = 0;
-    const Pack::IsCancelled stop = [&] { return ++asked > 4; };
     try {
-        (void)Pack::write(packClip(source), folder / "copy.mov", ScratchAudio::lossless, noProgress, stop);
+        (void)Pack::write({packClip(source), folder / "copy.mov"},
+                          {.isCancelled = [&] { return ++asked > 4; }});
         FAIL() << "a stopped copy was finished";
     } catch (const PackError& error) {
         EXPECT_EQ(error.kind(), PackError::Case::cancelled);
@@ -114,8 +109,7 @@ TEST(CopyWriter, SaysWhyAReadFailed) {
     const auto source = test::clip({.sound = {{}, {}, {}}});
     const media::Asset asset = media::openAsset(std::make_shared<FailingSource>(source, 300'000));
     try {
-        (void)Pack::write(asset, packClip(source), folder / "copy.mov", ScratchAudio::lossless, noProgress,
-                          goOn);
+        (void)Pack::write(asset, {packClip(source), folder / "copy.mov"});
         FAIL() << "a copy of half a clip was finished";
     } catch (const media::Error& error) {
         EXPECT_EQ(error.category(), media::Error::Category::io);
@@ -134,7 +128,7 @@ TEST(CopyWriter, ReadsTheSoundOnceAndThePictureNever) {
     const std::uint64_t headerBytes = probed.bytesRead();
 
     const media::Asset asset = media::openAsset(source);
-    (void)Pack::write(asset, packClip(source), folder / "copy.mov", ScratchAudio::lossless, noProgress, goOn);
+    (void)Pack::write(asset, {packClip(source), folder / "copy.mov"});
     EXPECT_GE(asset.bytesRead(), soundBytes);
     EXPECT_LE(asset.bytesRead(), soundBytes * 11 / 10 + headerBytes);
 }
@@ -148,7 +142,7 @@ TEST(CopyWriter, PacksTheTimecodeOfAHundredGigabytesAtOnce) {
 
     const auto start = std::chrono::steady_clock::now();
     const media::Asset asset = media::openAsset(source);
-    (void)Pack::write(asset, packClip(source), folder / "copy.mov", ScratchAudio::none, noProgress, goOn);
+    (void)Pack::write(asset, {packClip(source), folder / "copy.mov", ScratchAudio::none});
     EXPECT_LT(asset.bytesRead(), 1024U * 1024);
     // People are promised 50 ms; ten times that here, for a loaded machine.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
