@@ -6,8 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "pack/level_analysis.h"
-#include "pack/level_scan.h"
+#include "media/audio/level.h"
+#include "media/audio/level_scan.h"
 
 namespace {
 
@@ -24,16 +24,13 @@ void peak(benchmark::State& state) {
     const std::vector<std::byte> pcm = samples();
     const int bits = static_cast<int>(state.range(0));
     for (auto _ : state)
-        benchmark::DoNotOptimize(Pack::peak(pcm, bits));
+        benchmark::DoNotOptimize(media::audio::peak(pcm, bits));
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(pcm.size()));
 }
 
 void portablePeak(benchmark::State& state) {
     const std::vector<std::byte> pcm = samples();
-    const Pack::level::Scans& scans = Pack::level::portableScans();
-    const auto scan = state.range(0) == 16   ? scans.bits16
-                      : state.range(0) == 24 ? scans.bits24
-                                             : scans.bits32;
+    const auto scan = media::audio::level::portableScan(static_cast<int>(state.range(0)));
     for (auto _ : state)
         benchmark::DoNotOptimize(scan(pcm));
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(pcm.size()));

@@ -8,18 +8,21 @@
 #include <mutex>
 #include <thread>
 
+#include "media/audio/level.h"
 #include "media/open.h"
 #include "media/quicktime/writer/asset_writer.h"
 #include "media/quicktime/writer/lane_crew.h"
 #include "media/track/track_output.h"
 #include "pack/copy_check.h"
 #include "pack/header_probe.h"
-#include "pack/level_analysis.h"
 #include "pack/timecode_track.h"
 
 namespace Pack {
 
 namespace {
+
+/// A lane is audible when its peak is above this: -60 dB of full scale.
+constexpr double audiblePeak = 0.001;
 
 /// What the lanes of one copy share.
 struct Shared {
@@ -67,7 +70,7 @@ class Lane final : public media::LaneWork {
         if (number_ == 0)
             shared_.startTimecode->add(buffer_);
         else if (bits_)
-            peak_ = std::max(peak_, Pack::peak(buffer_.data, *bits_));
+            peak_ = std::max(peak_, media::audio::peak(buffer_.data, *bits_));
         if (number_ == firstSoundLane)
             shared_.hooks.progress(std::clamp(position_ / shared_.seconds, 0.0, 1.0));
         return input_.append(buffer_);
@@ -83,21 +86,10 @@ class Lane final : public media::LaneWork {
     double peak_ = 0;
 };
 
-/// The smallest integer width that holds the source's depth, for decoding, and the depth that the encoder is
-/// told.
-struct Depths {
-    int decode;
-    int encoder;
-};
-Depths depthsOf(const media::AudioStreamDescription& format) {
+/// The smallest integer width that holds the source's depth.
+int decodedBits(const media::AudioStreamDescription& format) {
     const std::uint32_t source = format.isLinearPCM() ? format.bitsPerChannel : 24;
-    if (source <= 16)
-        return {16, 16};
-    if (source <= 20)
-        return {24, 20};
-    if (source <= 24)
-        return {24, 24};
-    return {32, 32};
+    return source <= 16 ? 16 : source <= 24 ? 24 : 32;
 }
 
 /// The text of the first item whose identifier ends with the key.
@@ -149,24 +141,20 @@ class Copy {
                 writer_.addPassThroughInput(format, track.formatDescriptions.front().sampleEntry));
             return;
         }
-        const Depths depths = depthsOf(format);
-        media::TrackOutput output(asset_, track, depths.decode);
+        const int bits = decodedBits(format);
+        media::TrackOutput output(asset_, track, bits);
         media::audio::EncoderSettings settings;
         settings.sampleRate = output.sampleRate();
         settings.channels = output.channels();
-        settings.inputBits = depths.decode;
-        settings.bitDepthHint = depths.encoder;
+        settings.inputBits = bits;
         settings.threads = threads;
         if (mode == ScratchAudio::compressed) {
-            settings.formatID = media::audioFormat::aac;
             settings.bitRatePerChannel = compressedBitRate;
             keptLossless_ =
                 keptLossless_ || !media::audio::isCompressible(settings.sampleRate, settings.channels);
-        } else {
-            settings.formatID = media::audioFormat::appleLossless;
         }
         media::WriterInput& input = writer_.addAudioInput(settings);
-        add(std::move(output), input, depths.decode);
+        add(std::move(output), input, bits);
     }
 
     /// Copies all lanes side by side and completes the file. Throws what went wrong.

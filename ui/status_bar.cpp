@@ -166,7 +166,7 @@ void StatusBar::refreshTime() {
     time_.setText(isRightToLeft() ? Format::isolated(text) : text);
 }
 
-void StatusBar::showText(const QString& text, Look look, Qt::TextElideMode) {
+void StatusBar::showText(const QString& text, Look look) {
     const bool warns = look == Look::warning;
     const QColor orange = Icons::orange(palette());
     icon_.setVisible(warns);

@@ -32,7 +32,7 @@ class StatusBar : public QWidget {
     void refreshSoon();
     void refresh();
     void refreshTime();
-    void showText(const QString& text, Look look, Qt::TextElideMode mode = Qt::ElideRight);
+    void showText(const QString& text, Look look);
     void showRemarks();
     void showBar(double done, double total);
     void showEndlessBar();

@@ -60,7 +60,7 @@ bool isCompressible(double sampleRate, std::uint32_t channels) {
 
 std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
     check(settings);
-    if (settings.formatID == audioFormat::aac && isCompressible(settings.sampleRate, settings.channels))
+    if (settings.bitRatePerChannel > 0 && isCompressible(settings.sampleRate, settings.channels))
         return makeAACEncoder(settings);
     if (settings.channels > alac::maxChannels)
         return makePCMEncoder(settings);

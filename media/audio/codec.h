@@ -36,15 +36,13 @@ class Decoder {
 
 /// What to encode. Input is interleaved little-endian signed PCM of `inputBits`.
 struct EncoderSettings {
-    /// Or audioFormat::aac. Apple Lossless becomes linear PCM for more than two channels, whose order
-    /// programs that read it don't agree on.
-    FourCC formatID = audioFormat::appleLossless;
     double sampleRate = 0;
     std::uint32_t channels = 0;
-    int inputBits = 0;    ///< 16, 24 or 32
-    int bitDepthHint = 0; ///< Apple Lossless: significant bits, 16, 20, 24 or 32 (the high ones of the input)
-    int bitRatePerChannel = 0; ///< AAC: bits per second
-    int threads = 1;           ///< how many may work on this stream; the packets are the same for any number
+    int inputBits = 0; ///< 16, 24 or 32
+    /// AAC of so many bits per second where it takes such sound. 0 keeps every bit: Apple Lossless, or linear
+    /// PCM for more than two channels, whose order programs that read Apple Lossless don't agree on.
+    int bitRatePerChannel = 0;
+    int threads = 1; ///< how many may work on this stream; the packets are the same for any number
 };
 
 /// What an encoder made, for the sample description. Final after `finish`.

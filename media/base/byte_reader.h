@@ -36,8 +36,6 @@ class ByteReader {
         return taken;
     }
     void skip(std::size_t count) { (void)bytes(count); }
-    /// A reader over the next `count` bytes, which are thereby passed.
-    ByteReader sub(std::size_t count) { return ByteReader(bytes(count), box_); }
     std::span<const std::byte> rest() { return bytes(rest_.size()); }
 
     std::uint8_t u8() { return unsignedNumber<std::uint8_t, 1>(); }
@@ -45,7 +43,6 @@ class ByteReader {
     std::uint32_t u24() { return unsignedNumber<std::uint32_t, 3>(); }
     std::uint32_t u32() { return unsignedNumber<std::uint32_t, 4>(); }
     std::uint64_t u64() { return unsignedNumber<std::uint64_t, 8>(); }
-    std::int8_t i8() { return static_cast<std::int8_t>(u8()); }
     std::int16_t i16() { return static_cast<std::int16_t>(u16()); }
     std::int32_t i32() { return static_cast<std::int32_t>(u32()); }
     std::int64_t i64() { return static_cast<std::int64_t>(u64()); }

@@ -51,7 +51,6 @@ enum class KeyKind {
 namespace setKind {
 inline constexpr std::uint8_t preface = 0x2f;
 inline constexpr std::uint8_t identification = 0x30;
-inline constexpr std::uint8_t contentStorage = 0x18;
 inline constexpr std::uint8_t essenceContainerData = 0x23;
 inline constexpr std::uint8_t materialPackage = 0x36;
 inline constexpr std::uint8_t sourcePackage = 0x37;
@@ -76,10 +75,6 @@ inline constexpr std::uint8_t aes3Sound = 0x47;
 /// Whether an element number is that of sound (item types 06 and 16, SMPTE ST 379).
 [[nodiscard]] constexpr bool isSoundElement(std::uint32_t number) noexcept {
     return (number >> 24 & 0xef) == 0x06;
-}
-/// Whether it is picture, or a compound of picture and sound.
-[[nodiscard]] constexpr bool isPictureElement(std::uint32_t number) noexcept {
-    return (number >> 24 & 0xef) == 0x05 || number >> 24 == 0x18;
 }
 /// The eight-channel AES3 element of D-10 (SMPTE ST 386, ST 331).
 [[nodiscard]] constexpr bool isD10Sound(std::uint32_t number) noexcept {

@@ -149,7 +149,6 @@ class Builder {
         descriptor.kind = set.kind();
         descriptor.linkedTrack = small(set, 0x3006);
         descriptor.sampleRate = set.rational(0x3001).value_or(Rational{});
-        descriptor.containerDuration = plausible(set, 0x3002, -1);
         descriptor.essenceContainer = set.label(0x3004).value_or(Label{});
         descriptor.isSound = set.kind() == setKind::genericSound || set.kind() == setKind::waveSound ||
                              set.kind() == setKind::aes3Sound || set.number(0x3d03) || set.number(0x3d07);

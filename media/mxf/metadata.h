@@ -62,7 +62,6 @@ struct Descriptor {
     std::uint8_t kind = 0; ///< `setKind::…`
     std::uint32_t linkedTrack = 0;
     Rational sampleRate{0, 1};
-    std::int64_t containerDuration = -1;
     Label essenceContainer{};
     PictureDescription picture;
     SoundDescription sound;

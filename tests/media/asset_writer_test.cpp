@@ -226,12 +226,10 @@ TEST(AssetWriter, EncodesEachLaneAndShowsExactlyWhatWentIn) {
     constexpr std::int64_t rate = 48'000;
     const auto settings = [](media::FourCC formatID, double sampleRate) {
         media::audio::EncoderSettings made;
-        made.formatID = formatID;
         made.sampleRate = sampleRate;
         made.channels = 1;
         made.inputBits = 16;
-        made.bitDepthHint = 16;
-        made.bitRatePerChannel = 64'000;
+        made.bitRatePerChannel = formatID == media::audioFormat::aac ? 64'000 : 0;
         return made;
     };
     const std::int64_t frames = 2 * rate + 777;
@@ -323,7 +321,7 @@ TEST(AssetWriter, InterleavesBySecondsAndAlwaysGivesTheSameBytes) {
         media::audio::EncoderSettings settings;
         settings.sampleRate = 48'000;
         settings.channels = 1;
-        settings.inputBits = settings.bitDepthHint = 16;
+        settings.inputBits = 16;
         auto& third = writer.addAudioInput(settings);
         writer.start();
         ASSERT_TRUE(test::feed({{timecode, timecodes},

@@ -43,24 +43,26 @@ class FailingSource final : public media::io::ByteSource {
 
 TEST(CopyWriter, TellsWhatTheCopyHolds) {
     const test::TemporaryFolder folder;
-    const auto source = test::clip(
-        {.rate = "30000/1001",
-         .timecode = "10:04:12;07",
-         .sound = {{.codec = "pcm_s16le"}, {.signal = test::Signal::silence}, {.codec = "pcm_f32le"}}});
+    const auto source = test::clip({.rate = "30000/1001",
+                                    .timecode = "10:04:12;07",
+                                    .sound = {{.codec = "pcm_s16le"},
+                                              {.signal = test::Signal::hush},
+                                              {.codec = "pcm_f32le"},
+                                              {.signal = test::Signal::whisper}}});
     const auto copy = folder / "copy.mov";
 
     PackResult result = Pack::write({packClip(source), copy});
     EXPECT_EQ(result.timecode.label(), "10:04:12;07");
     EXPECT_NEAR(result.fps, 30000.0 / 1001, 1e-4);
     EXPECT_EQ(result.frames, 60);
-    EXPECT_EQ(result.audioTracks, 3);
-    // Silence is not audible, and sound that is passed through is never measured.
-    EXPECT_THAT(result.audible, ElementsAre(1));
+    EXPECT_EQ(result.audioTracks, 4);
+    // Sound below -60 dB is not audible, and sound that is passed through is never measured.
+    EXPECT_THAT(result.audible, ElementsAre(1, 4));
     EXPECT_EQ(result.packSize, static_cast<std::int64_t>(std::filesystem::file_size(copy)));
     EXPECT_THAT(result.notes, IsEmpty());
     const test::Probe probe(copy);
     EXPECT_EQ(probe.timecode(), "10:04:12;07");
-    EXPECT_EQ(probe.streams("audio").size(), 3U);
+    EXPECT_EQ(probe.streams("audio").size(), 4U);
     EXPECT_THAT(probe.streams("video"), IsEmpty());
     EXPECT_EQ(probe.field("format.tags.org.ferrowick.clips.metadata.source"), source.filename().string());
 

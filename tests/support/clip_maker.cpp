@@ -50,6 +50,10 @@ std::string source(const SoundDescription& sound, std::size_t index) {
         return "anoisesrc=c=white:a=0.5:seed=" + seed + ":r=" + rate;
     case Signal::speech:
         return "anoisesrc=c=pink:a=0.7:seed=" + seed + ":r=" + rate + ",tremolo=f=4:d=0.9";
+    case Signal::whisper:
+    case Signal::hush:
+        return std::string("aevalsrc=") + (sound.signal == Signal::hush ? "0.00097" : "0.00105") +
+               "*sin(2*PI*220*t):s=" + rate;
     case Signal::silence:
         return "anullsrc=cl=mono:r=" + rate;
     }

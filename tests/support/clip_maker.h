@@ -16,7 +16,8 @@ namespace test {
 enum class Container { mov, mp4, m4v, mxf, mxfD10, mxfOpAtom };
 
 /// What a sound track holds: a steady tone, white noise, pink noise that swells like speech, or zeros.
-enum class Signal { tone, noise, speech, silence };
+/// `whisper` and `hush` lie a little above and below -60 dB of full scale.
+enum class Signal { tone, noise, speech, whisper, hush, silence };
 
 struct SoundDescription {
     std::string codec = "pcm_s24le"; ///< ffmpeg's name of the encoder: pcm_s16be, aac, alac, libopus, ac3 …

@@ -54,11 +54,10 @@ const Stock& stock(const std::string& codec, std::uint32_t rate, std::uint16_t c
     made.format.mediaType = media::MediaType::audio;
     made.format.audio = audio;
     media::audio::EncoderSettings settings;
-    settings.formatID = audio.formatID;
     settings.sampleRate = rate;
     settings.channels = channels;
-    settings.inputBits = settings.bitDepthHint = 16;
-    settings.bitRatePerChannel = 64'000;
+    settings.inputBits = 16;
+    settings.bitRatePerChannel = codec == "mp4a" ? 64'000 : 0;
     for (std::int64_t frame = 1; frame < 60'000;) {
         const std::int64_t most = codec == "mp4a" ? 60'000 : codec == "alac" ? 4096 : 3000;
         const std::int64_t end =

@@ -60,7 +60,7 @@ AVChannelLayout aacLayout(std::uint32_t channels) {
 Context newContext(const EncoderSettings& settings) {
     const AVCodec* const codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (codec == nullptr)
-        throw unwritable(settings.formatID);
+        throw unwritable(audioFormat::aac);
     auto context = owned<Context>(avcodec_alloc_context3(codec));
     context->sample_rate = static_cast<int>(std::lround(settings.sampleRate));
     context->time_base = {1, context->sample_rate};
@@ -75,7 +75,7 @@ Context newContext(const EncoderSettings& settings) {
 
 EncodedFormat formatOf(const AVCodecContext& context, const EncoderSettings& settings) {
     EncodedFormat format;
-    format.formatID = settings.formatID;
+    format.formatID = audioFormat::aac;
     format.sampleRate = settings.sampleRate;
     format.channels = settings.channels;
     format.framesPerPacket = static_cast<std::uint32_t>(context.frame_size);
@@ -179,7 +179,9 @@ void setFastAAC(AVCodecContext& context, const EncoderSettings& settings) {
         context.cutoff = bandwidth;
 }
 
-std::unique_ptr<Encoder> makeAACEncoder(const EncoderSettings& settings) {
+} // namespace
+
+std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
     Context context = newContext(settings);
     context->bit_rate = std::int64_t{settings.bitRatePerChannel} * settings.channels;
     setFastAAC(*context, settings);
@@ -190,14 +192,6 @@ std::unique_ptr<Encoder> makeAACEncoder(const EncoderSettings& settings) {
     constexpr std::array fills = {fill<2>, fill<3>, fill<4>};
     return std::make_unique<LibavEncoder>(std::move(context), std::move(format), settings.inputBits,
                                           fills.at(static_cast<std::size_t>(settings.inputBits / 8 - 2)));
-}
-
-} // namespace
-
-std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {
-    if (settings.formatID != audioFormat::aac)
-        throw unwritable(settings.formatID);
-    return makeAACEncoder(settings);
 }
 
 } // namespace media::audio::libav

@@ -35,7 +35,7 @@ EncoderSettings settingsOf(std::size_t channels, int bits) {
     EncoderSettings settings;
     settings.sampleRate = 48000;
     settings.channels = static_cast<std::uint32_t>(channels);
-    settings.inputBits = settings.bitDepthHint = bits;
+    settings.inputBits = bits;
     return settings;
 }
 

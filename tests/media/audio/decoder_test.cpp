@@ -145,7 +145,6 @@ TEST(Decoder, DamageThatChecksumsTellIsAnError) {
 /// the rate that comes out. No encoder here makes it, so the replicated band stays empty.
 TEST(Decoder, HighEfficiencyAACComesOutAtItsFullRate) {
     media::audio::EncoderSettings settings;
-    settings.formatID = audioFormat::aac;
     settings.sampleRate = 24'000;
     settings.channels = 2;
     settings.inputBits = 16;

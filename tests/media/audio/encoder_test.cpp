@@ -21,17 +21,14 @@ using media::audio::EncoderSettings;
 
 EncoderSettings lossless(std::uint32_t channels, int bits, double rate = 48'000) {
     EncoderSettings settings;
-    settings.formatID = audioFormat::appleLossless;
     settings.sampleRate = rate;
     settings.channels = channels;
     settings.inputBits = bits;
-    settings.bitDepthHint = bits;
     return settings;
 }
 
 EncoderSettings compressed(std::uint32_t channels, int bits = 24, double rate = 48'000) {
     EncoderSettings settings = lossless(channels, bits, rate);
-    settings.formatID = audioFormat::aac;
     settings.bitRatePerChannel = 64'000;
     return settings;
 }

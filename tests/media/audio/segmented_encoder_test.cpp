@@ -20,7 +20,6 @@ constexpr std::size_t segmentFrames = 512 * packetFrames; // from join to join
 
 EncoderSettings stereo(int threads) {
     EncoderSettings settings;
-    settings.formatID = media::audioFormat::aac;
     settings.sampleRate = 48'000;
     settings.channels = 2;
     settings.inputBits = 16;

@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Tells whether scratch sound is silent: the peak level of decoded samples, at memory speed.
+// How loud decoded samples get, at memory speed.
 #pragma once
 
 #include <cstddef>
 #include <span>
 
-namespace Pack {
-
-/// A lane is audible when its peak is above this: -60 dB of full scale.
-inline constexpr double audiblePeak = 0.001;
+namespace media::audio {
 
 /// The largest absolute sample value as a fraction of full scale, 0 to 1, over all channels together. `pcm`
 /// holds interleaved little-endian signed samples of 16, 24 or (any other value) 32 bits; leftover bytes are
 /// ignored.
 [[nodiscard]] double peak(std::span<const std::byte> pcm, int bits) noexcept;
 
-} // namespace Pack
+} // namespace media::audio

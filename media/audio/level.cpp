@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "pack/level_scan.h"
+#include "media/audio/level.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
 
-namespace Pack::level {
+#include "media/audio/level_scan.h"
+
+namespace media::audio {
+
+namespace level {
 
 namespace {
 
@@ -55,9 +59,16 @@ std::uint32_t scan24(std::span<const std::byte> pcm) noexcept {
 
 } // namespace
 
-const Scans& portableScans() noexcept {
-    static constexpr Scans scans = {scanWords<std::int16_t>, scan24, scanWords<std::int32_t>};
-    return scans;
+Scan portableScan(int bits) noexcept {
+    return bits == 16 ? scanWords<std::int16_t> : bits == 24 ? scan24 : scanWords<std::int32_t>;
 }
 
-} // namespace Pack::level
+} // namespace level
+
+double peak(std::span<const std::byte> pcm, int bits) noexcept {
+    const level::Scan vector = level::avx2Scan(bits);
+    const std::uint32_t magnitude = (vector != nullptr ? vector : level::portableScan(bits))(pcm);
+    return magnitude / (bits == 16 ? 32768.0 : bits == 24 ? 8388608.0 : 2147483648.0);
+}
+
+} // namespace media::audio
