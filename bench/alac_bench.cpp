@@ -10,8 +10,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/libav_lossless_encoder.h"
 #include "media/audio/alac/encoder.h"
-#include "tests/support/libav_lossless.h"
 
 namespace {
 
@@ -143,13 +143,13 @@ void ours(benchmark::State& state, Material material, int bits, std::size_t chan
     for (auto _ : state)
         benchmark::DoNotOptimize(bytes = encode(settings, pcm));
     finish(state, frames * channels, pcm.size(), bytes);
-    test::LibavLosslessEncoder peer(pcm, static_cast<int>(channels), bits);
+    LibavLosslessEncoder peer(pcm, static_cast<int>(channels), bits);
     state.counters["against_libavcodec"] = static_cast<double>(bytes) / static_cast<double>(peer.encode());
 }
 
 void libavcodec(benchmark::State& state, Material material, int bits, std::size_t channels) {
     const std::vector<std::byte> pcm = makePCM(material, bits, channels);
-    test::LibavLosslessEncoder encoder(pcm, static_cast<int>(channels), bits);
+    LibavLosslessEncoder encoder(pcm, static_cast<int>(channels), bits);
     std::size_t bytes = 0;
     for (auto _ : state)
         benchmark::DoNotOptimize(bytes = encoder.encode());

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// libavcodec's Apple Lossless, called directly: the decoder as an independent reader of our packets, the
-// encoder as the measure of their size and speed.
+// libavcodec's Apple Lossless decoder, called directly: an independent reader of our packets.
 #pragma once
 
 #include <cstddef>
@@ -23,24 +22,6 @@ class LibavLosslessDecoder {
     LibavLosslessDecoder& operator=(const LibavLosslessDecoder&) = delete;
 
     void decode(std::span<const std::byte> packet, Bytes& pcm);
-
-  private:
-    struct State;
-    std::unique_ptr<State> state_;
-};
-
-/// Encodes with the library's defaults.
-class LibavLosslessEncoder {
-  public:
-    /// `pcm` is interleaved little-endian samples of 16 or 24 bits; they are put into the library's frames
-    /// here.
-    LibavLosslessEncoder(std::span<const std::byte> pcm, int channels, int bits);
-    ~LibavLosslessEncoder();
-    LibavLosslessEncoder(const LibavLosslessEncoder&) = delete;
-    LibavLosslessEncoder& operator=(const LibavLosslessEncoder&) = delete;
-
-    /// Encodes it all; returns the bytes of all packets.
-    std::size_t encode();
 
   private:
     struct State;

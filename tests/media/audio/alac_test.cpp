@@ -12,7 +12,7 @@
 #include "tests/support/libav_lossless.h"
 #include "tests/support/sample_patterns.h"
 #include "tests/support/slowdown.h"
-#include "tests/support/strict_lossless.h"
+#include "tests/support/sndfile_lossless.h"
 
 namespace {
 
@@ -67,17 +67,19 @@ Bytes decodeByLibav(const Stream& stream) {
     return pcm;
 }
 
-Bytes decodeByUs(const Stream& stream) {
-    Bytes pcm;
-    for (const Bytes& packet : stream.packets)
-        test::decodeStrictly(stream.format.configuration, packet, pcm);
-    return pcm;
+bool isUncompressed(const Bytes& packet) {
+    return (packet[2] & std::byte{2}) != std::byte{0};
 }
 
 void expectExact(const Stream& stream, const Bytes& pcm) {
     ASSERT_NO_THROW({
         ASSERT_TRUE(decodeByLibav(stream) == pcm) << "libavcodec's decoder";
-        ASSERT_TRUE(decodeByUs(stream) == pcm) << "the strict decoder";
+        // Uncompressed elements above 16 bits libsndfile misreads, whoever wrote them.
+        if (stream.format.bitsPerChannel > 16 && std::ranges::any_of(stream.packets, isUncompressed))
+            return;
+        const auto frames = std::accumulate(stream.frames.begin(), stream.frames.end(), std::size_t{0});
+        ASSERT_TRUE(test::decodeBySndfile(stream.format.configuration, stream.packets, frames) == pcm)
+            << "libsndfile's decoder";
     });
 }
 
@@ -176,7 +178,7 @@ TEST(AppleLossless, KeepsAwayFromTheCodeThatDecodersReadDifferently) {
         pcm[4 * 50 + 1] = std::byte{0x7F};
         const Stream stream = encode(settingsOf(2, 16), pcm);
         expectExact(stream, pcm);
-        EXPECT_EQ(std::to_integer<int>(stream.packets[0][2]) >> 1 & 1, 1) << "not uncompressed";
+        EXPECT_TRUE(isUncompressed(stream.packets[0]));
         EXPECT_TRUE(encode(settingsOf(2, 16), pcm, Path::portable).packets == stream.packets);
     }
 }
