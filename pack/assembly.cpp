@@ -13,7 +13,6 @@
 #include "pack/growing_zip.h"
 #include "pack/report.h"
 #include "pack/target.h"
-#include "platform/archive.h"
 #include "platform/clean_up.h"
 #include "platform/file.h"
 #include "platform/text.h"
@@ -39,8 +38,6 @@ auto orFail(const std::string& what, Step step) {
         return step();
     } catch (const std::system_error& error) {
         fail(what, error.code());
-    } catch (const platform::ArchiveError& error) {
-        throw PackError::failed(what + ": " + error.what() + ".");
     }
 }
 

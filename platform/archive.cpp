@@ -4,22 +4,20 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
-#include <ctime>
 #include <set>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include <minizip/zip.h>
 #include <sys/stat.h>
 #include <zlib.h>
 
-#include "platform/background_file.h"
 #include "platform/clean_up.h"
 #include "platform/file.h"
 #include "platform/folder.h"
+#include "platform/piece_writer.h"
 #include "platform/text.h"
+#include "platform/zip_records.h"
 
 namespace fs = std::filesystem;
 
@@ -27,91 +25,72 @@ namespace platform {
 
 namespace {
 
-/// The most bytes that a field of 32 bits can state; it then refers to zip64's (APPNOTE 4.5.3).
-constexpr std::uint64_t zip64Begins = 0xFFFF'FFFF;
-/// The same for the number of entries, in 16 bits.
-constexpr std::uint64_t zip64Entries = 0xFFFF;
-
 std::string entryName(const fs::path& path) {
     return zipName(validUTF8(path.native()));
 }
 
-struct stat statusOf(const fs::path& path) {
+std::time_t modificationTime(const fs::path& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0)
         throw std::system_error(errno, std::generic_category(), "stat");
-    return status;
+    return status.st_mtime;
 }
 
-/// Local time in steps of two seconds from 1980 to 2107, date above time (APPNOTE 4.4.6): all that zip has by
-/// itself.
-std::uint32_t dosTime(std::time_t time) {
-    std::tm local{};
-    if (::localtime_r(&time, &local) == nullptr || local.tm_year < 80)
-        return 1U << 21 | 1U << 16;
-    const auto bits = [](int value, int shift) { return static_cast<std::uint32_t>(value) << shift; };
-    return bits(std::min(local.tm_year - 80, 127), 25) | bits(local.tm_mon + 1, 21) |
-           bits(local.tm_mday, 16) | bits(local.tm_hour, 11) | bits(local.tm_min, 5) |
-           bits(local.tm_sec / 2, 0);
+const Bytef* zlibBytes(std::span<const std::byte> bytes) {
+    return reinterpret_cast<const Bytef*>(bytes.data());
 }
 
-/// Info-ZIP's extended timestamp (0x5455): the modification time in seconds since 1970, which holds in every
-/// time zone.
-std::array<char, 9> extendedTimestamp(std::time_t time) {
-    const auto seconds = static_cast<std::uint32_t>(time);
-    const auto byte = [seconds](int shift) { return static_cast<char>(seconds >> shift & 0xFF); };
-    constexpr char modificationTime = 1;
-    return {'U', 'T', 5, 0, modificationTime, byte(0), byte(8), byte(16), byte(24)};
-}
+/// zlib's state while a file is deflated.
+class Deflater {
+  public:
+    Deflater() {
+        constexpr int noHeader = -MAX_WBITS;
+        constexpr int usualMemory = 8;
+        if (deflateInit2(&stream_, Z_DEFAULT_COMPRESSION, Z_DEFLATED, noHeader, usualMemory,
+                         Z_DEFAULT_STRATEGY) != Z_OK)
+            throw std::bad_alloc();
+    }
+    ~Deflater() { (void)deflateEnd(&stream_); }
+    Deflater(const Deflater&) = delete;
+    Deflater& operator=(const Deflater&) = delete;
+
+    void append(std::span<const std::byte> bytes, bool isLast, PieceWriter& output) {
+        std::array<std::byte, 16384> deflated;
+        stream_.next_in = const_cast<Bytef*>(zlibBytes(bytes)); // reads alone
+        stream_.avail_in = static_cast<uInt>(bytes.size());
+        do {
+            stream_.next_out = reinterpret_cast<Bytef*>(deflated.data());
+            stream_.avail_out = static_cast<uInt>(deflated.size());
+            (void)deflate(&stream_, isLast ? Z_FINISH : Z_NO_FLUSH);
+            output.append(std::span(deflated).first(deflated.size() - stream_.avail_out));
+        } while (stream_.avail_out == 0);
+    }
+
+  private:
+    z_stream stream_{};
+};
 
 } // namespace
 
-/// The archive as minizip writes it: one entry after the other, going back only to complete an entry's
-/// header.
+/// The archive one entry after the other, going back only to complete an entry's header.
 class Archive::Writer {
   public:
     Writer(const fs::path& zip, const fs::path& root)
-        : zip_(zip), root_(root), temporary_(zip.parent_path()), file_(temporary_.file()) {
+        : zip_(zip), root_(root), temporary_(zip.parent_path()), output_(temporary_.file()) {
         temporary_.file().takePermissions(zip);
-        zlib_filefunc64_def functions{
-            .zopen64_file = [](voidpf self, const void*, int) { return self; },
-            .zread_file = [](voidpf, voidpf, void*, uLong) -> uLong { return 0; },
-            .zwrite_file = write,
-            .ztell64_file = [](voidpf self, voidpf) -> ZPOS64_T { return of(self).file_.position(); },
-            .zseek64_file = seek,
-            .zclose_file = [](voidpf, voidpf) { return 0; },
-            .zerror_file = [](voidpf, voidpf) { return 0; },
-            .opaque = this,
-        };
-        archive_ = zipOpen2_64("", APPEND_STATUS_CREATE, nullptr, &functions);
-        if (archive_ == nullptr)
-            throw std::bad_alloc();
     }
-
-    ~Writer() {
-        if (archive_ == nullptr)
-            return;
-        isGivenUp_ = true; // what closing would write is for nobody
-        (void)zipClose(archive_, nullptr);
-    }
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
 
     void addFile(const fs::path& folder, const fs::path& name, bool isStored, const std::stop_token& stop) {
         addFoldersOf(folder, name);
         const ReadOnlyFile file = ReadOnlyFile::open(folder / name);
-        open(entryName(root_ / name), statusOf(folder / name), file.size(), isStored);
-        for (std::uint64_t position = 0; position < file.size(); position += buffer_.size()) {
-            if (stop.stop_requested())
-                throw std::system_error(std::make_error_code(std::errc::operation_canceled));
-            constexpr std::uint64_t most = 1 << 20;
-            // As much as there is: small files are not slowed down by a large buffer.
-            buffer_.resize(static_cast<std::size_t>(std::min(file.size() - position, most)));
-            if (file.readAt(position, buffer_) < buffer_.size()) // shorter than it has been
-                throw std::system_error(EIO, std::generic_category(), "read");
-            require(zipWriteInFileInZip(archive_, buffer_.data(), static_cast<unsigned>(buffer_.size())));
-        }
-        require(zipCloseFileInZip(archive_));
+        ZipEntry entry = begin({.name = entryName(root_ / name),
+                                .modified = file.modificationTime(),
+                                .size = file.size(),
+                                .isDeflated = !isStored});
+        const std::uint64_t data = output_.position();
+        entry.checkSum = isStored ? store(file, stop) : deflate(file, stop);
+        entry.storedSize = output_.position() - data;
+        end(entry);
     }
 
     void addFolder(const fs::path& folder, const fs::path& name,
@@ -133,48 +112,15 @@ class Archive::Writer {
     }
 
     void save() {
-        const std::uint64_t directory = file_.end();
-        require(zipClose(std::exchange(archive_, nullptr), nullptr));
-        if (entries_ >= zip64Entries && directory < zip64Begins)
-            writeZip64End(directory);
-        file_.finish();
+        const std::uint64_t start = output_.position();
+        output_.append(directory_);
+        output_.append(directoryEnd(entries_, start, directory_.size()));
+        output_.flush();
         temporary_.file().close();
         replaceDurably(temporary_.path(), zip_);
     }
 
   private:
-    static Writer& of(voidpf self) { return *static_cast<Writer*>(self); }
-
-    static uLong write(voidpf self, voidpf, const void* data, uLong size) {
-        Writer& writer = of(self);
-        if (writer.isGivenUp_)
-            return 0;
-        try {
-            writer.file_.write({static_cast<const std::byte*>(data), static_cast<std::size_t>(size)});
-            return size;
-        } catch (...) {
-            writer.error_ = std::current_exception();
-            return 0;
-        }
-    }
-
-    static long seek(voidpf self, voidpf, ZPOS64_T offset, int origin) {
-        BackgroundFile& file = of(self).file_;
-        file.seek(offset + (origin == SEEK_CUR ? file.position() : origin == SEEK_END ? file.end() : 0));
-        return 0;
-    }
-
-    /// Throws what the library, or what it writes with, has met.
-    void require(int result) {
-        if (result == ZIP_OK)
-            return;
-        if (error_)
-            std::rethrow_exception(error_);
-        if (result == ZIP_INTERNALERROR)
-            throw std::bad_alloc();
-        throw ArchiveError("the zip library says " + std::to_string(result));
-    }
-
     void addFoldersOf(const fs::path& folder, const fs::path& name) {
         fs::path path;
         addFolderEntry(folder, path);
@@ -183,64 +129,76 @@ class Archive::Writer {
     }
 
     void addFolderEntry(const fs::path& folder, const fs::path& name) {
-        if (!folders_.insert(name).second)
-            return;
-        open(entryName(name.empty() ? root_ : root_ / name) + "/", statusOf(folder / name), 0, true);
-        require(zipCloseFileInZip(archive_));
+        if (folders_.insert(name).second)
+            end(begin({.name = entryName(name.empty() ? root_ : root_ / name) + "/",
+                       .modified = modificationTime(folder / name)}));
     }
 
-    /// Begins an entry, with the usual permissions, whatever the umask was.
-    void open(const std::string& name, const struct stat& status, std::uint64_t size, bool isStored) {
-        const bool isFolder = S_ISDIR(status.st_mode);
-        constexpr uLong folderOfDOS = 0x10;
-        const uLong mode = isFolder ? S_IFDIR | 0755 : S_IFREG | 0644;
-        zip_fileinfo info{};
-        info.dosDate = dosTime(status.st_mtime);
-        info.external_fa = mode << 16 | (isFolder ? folderOfDOS : 0);
-        const auto extra = extendedTimestamp(status.st_mtime);
-        constexpr uLong madeOnUnix = 3 << 8 | 45; // by version 4.5 of the format, which knows zip64
-        constexpr uLong namesAreUTF8 = 1 << 11;
-        constexpr int memoryLevel = 8; // zlib's usual one
-        require(zipOpenNewFileInZip4_64(
-            archive_, name.c_str(), &info, extra.data(), extra.size(), extra.data(), extra.size(), nullptr,
-            isStored ? 0 : Z_DEFLATED, isStored ? 0 : Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS, memoryLevel,
-            Z_DEFAULT_STRATEGY, nullptr, 0, madeOnUnix, namesAreUTF8, size >= zip64Begins ? 1 : 0));
+    /// Leaves room for the header.
+    [[nodiscard]] ZipEntry begin(ZipEntry entry) {
+        constexpr std::size_t longestName = 0xFFFF;
+        if (entry.name.size() > longestName)
+            throw std::system_error(std::make_error_code(std::errc::filename_too_long));
+        entry.start = output_.position();
+        output_.append(localHeader(entry));
+        return entry;
+    }
+
+    void end(const ZipEntry& entry) {
+        output_.replace(entry.start, localHeader(entry));
+        const std::vector<std::byte> header = directoryHeader(entry);
+        directory_.insert(directory_.end(), header.begin(), header.end());
         ++entries_;
     }
 
-    /// Puts zip64's end record and locator before the end record of a directory that minizip 1.1 did not
-    /// write them for: it counts bytes only (APPNOTE 4.3.14 to 4.3.16).
-    void writeZip64End(std::uint64_t directory) {
-        constexpr std::uint64_t endSize = 22;
-        constexpr std::uint64_t zip64EndSize = 56;
-        constexpr std::uint64_t version = 45;
-        const std::uint64_t end = file_.end() - endSize;
+    /// Puts the file into the archive as it is, read to where it is written from. Returns the check sum.
+    [[nodiscard]] std::uint32_t store(const ReadOnlyFile& file, const std::stop_token& stop) {
+        constexpr std::uint64_t nearPiece = 1 << 18; // what a processor's cache keeps for the check sum
+        std::uint32_t sum = 0;
+        for (std::uint64_t position = 0; position < file.size();) {
+            const std::span<std::byte> bytes = output_.grow(std::min(file.size() - position, nearPiece));
+            read(file, position, bytes, stop);
+            sum = checkSum(sum, bytes);
+            position += bytes.size();
+        }
+        return sum;
+    }
+
+    [[nodiscard]] std::uint32_t deflate(const ReadOnlyFile& file, const std::stop_token& stop) {
+        constexpr std::uint64_t most = 1 << 18;
+        Deflater deflater;
+        std::uint32_t sum = 0;
         std::vector<std::byte> bytes;
-        const auto put = [&](int size, std::initializer_list<std::uint64_t> values) {
-            for (const std::uint64_t value : values)
-                for (int byte = 0; byte < size; ++byte)
-                    bytes.push_back(static_cast<std::byte>(value >> 8 * byte));
-        };
-        put(4, {0x0606'4B50, zip64EndSize - 12, 0, version << 16 | version, 0, 0});
-        put(8, {entries_, entries_, end - directory, directory});
-        put(4, {0x0706'4B50, 0});
-        put(8, {end});
-        put(4, {1, 0x0605'4B50, 0, zip64Entries << 16 | zip64Entries, end - directory, directory});
-        put(2, {0});
-        file_.seek(end);
-        file_.write(bytes);
+        std::uint64_t position = 0;
+        do {
+            bytes.resize(static_cast<std::size_t>(std::min(file.size() - position, most)));
+            read(file, position, bytes, stop);
+            sum = checkSum(sum, bytes);
+            position += bytes.size();
+            deflater.append(bytes, position == file.size(), output_);
+        } while (position < file.size());
+        return sum;
+    }
+
+    static void read(const ReadOnlyFile& file, std::uint64_t position, std::span<std::byte> bytes,
+                     const std::stop_token& stop) {
+        if (stop.stop_requested())
+            throw std::system_error(std::make_error_code(std::errc::operation_canceled));
+        if (file.readAt(position, bytes) < bytes.size()) // shorter than it has been
+            throw std::system_error(EIO, std::generic_category(), "read");
+    }
+
+    static std::uint32_t checkSum(std::uint32_t sum, std::span<const std::byte> bytes) {
+        return static_cast<std::uint32_t>(crc32_z(sum, zlibBytes(bytes), bytes.size()));
     }
 
     fs::path zip_;
     fs::path root_;
     TemporaryFile temporary_;
-    BackgroundFile file_;
-    zipFile archive_ = nullptr;
-    std::uint64_t entries_ = 0;
-    std::exception_ptr error_;
-    bool isGivenUp_ = false;
-    std::set<fs::path> folders_; ///< that have their entry
-    std::vector<std::byte> buffer_;
+    PieceWriter output_;
+    std::vector<std::byte> directory_; ///< of what is in the archive
+    std::uint64_t entries_ = 0;        ///< in it
+    std::set<fs::path> folders_;       ///< that have their entry
 };
 
 Archive::Archive(const fs::path& zip, const fs::path& root) : writer_(std::make_unique<Writer>(zip, root)) {}

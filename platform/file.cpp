@@ -85,11 +85,12 @@ ReadOnlyFile ReadOnlyFile::open(const std::filesystem::path& path) {
         throw std::system_error(error, std::generic_category(), "open");
     }
     (void)::posix_fadvise(descriptor, 0, 0, POSIX_FADV_RANDOM);
-    return {descriptor, static_cast<std::uint64_t>(status.st_size)};
+    return {descriptor, static_cast<std::uint64_t>(status.st_size), status.st_mtime};
 }
 
 ReadOnlyFile::ReadOnlyFile(ReadOnlyFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), size_(other.size_) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)), size_(other.size_),
+      modificationTime_(other.modificationTime_) {}
 
 ReadOnlyFile::~ReadOnlyFile() {
     if (descriptor_ >= 0)

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <span>
@@ -28,15 +29,19 @@ class ReadOnlyFile {
     ReadOnlyFile& operator=(ReadOnlyFile&&) = delete;
 
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
+    /// Seconds since 1970.
+    [[nodiscard]] std::time_t modificationTime() const noexcept { return modificationTime_; }
     /// Bytes read: fewer than asked for only at the end of the file.
     std::size_t readAt(std::uint64_t offset, std::span<std::byte> out) const;
     /// Lets the disk begin with these bytes, which will be read soon; waits for nothing.
     void willRead(std::uint64_t offset, std::uint64_t length) const noexcept;
 
   private:
-    ReadOnlyFile(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}
+    ReadOnlyFile(int descriptor, std::uint64_t size, std::time_t modificationTime)
+        : descriptor_(descriptor), size_(size), modificationTime_(modificationTime) {}
     int descriptor_;
     std::uint64_t size_;
+    std::time_t modificationTime_;
 };
 
 /// A file open for writing, close-on-exec.

@@ -108,7 +108,7 @@ bool refused(const void* caller) {
         return false;
     Dl_info library{};
     if (::dladdr(caller, &library) != 0 && library.dli_fname != nullptr)
-        for (const char* const fragile : {"/libicu", "/libav", "/libminizip"})
+        for (const char* const fragile : {"/libicu", "/libav"})
             if (std::strstr(library.dli_fname, fragile) != nullptr)
                 return false;
     return fault(Allocate) > 0;
