@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What a movie's writer does when the disk, an encoder or the user ends it early.
 #include <chrono>
-#include <csignal>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "media/base/error.h"
 #include "media/quicktime/writer/writer_lanes.h"
@@ -24,26 +21,6 @@ using test::Bytes;
 constexpr std::int64_t rate = 48'000;
 constexpr media::AudioStreamDescription monoFloat{
     rate, media::audioFormat::linearPCM, media::pcmFlag::floatingPoint | media::pcmFlag::packed, 1, 32, 4};
-
-/// No file may grow beyond this many bytes while it lives.
-class FileSizeLimit {
-  public:
-    explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{bytes, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        (void)std::signal(SIGXFSZ, handler_);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-  private:
-    void (*handler_)(int);
-    rlimit before_{};
-};
 
 /// Three sound lanes of a minute, 35 MB in all.
 std::vector<test::FedLane> soundLanes(AssetWriter& writer) {
@@ -66,27 +43,6 @@ std::pair<Error::Category, std::string> failureOf(Step step) {
 
 bool isEmpty(const std::filesystem::path& folder) {
     return std::filesystem::directory_iterator(folder) == std::filesystem::directory_iterator();
-}
-
-TEST(AssetWriterFaults, SaysWhyTheDiskRefusedAndLeavesNothing) {
-    const test::TemporaryFolder folder;
-    for (const rlim_t limit : {rlim_t{1} << 20, rlim_t{20} << 20, rlim_t{34'560'100}}) {
-        AssetWriter writer(folder / "copy.mov");
-        const auto lanes = soundLanes(writer);
-        writer.start();
-        const FileSizeLimit limited(limit);
-        // The last limit lets all sound through and refuses the header.
-        const bool all = test::feed(lanes);
-        if (limit < rlim_t{30} << 20) {
-            EXPECT_FALSE(all);
-            EXPECT_TRUE(writer.failed());
-            EXPECT_FALSE(lanes[0].input.append(lanes[0].buffers[0]));
-        }
-        const auto failure = failureOf([&] { writer.finish(); });
-        EXPECT_EQ(failure, std::pair(Error::Category::io, "The copy can't be written in " +
-                                                              folder.path().string() + ": file too large."));
-        EXPECT_TRUE(isEmpty(folder.path()));
-    }
 }
 
 TEST(AssetWriterFaults, SaysThatTheFolderIsGone) {

@@ -88,12 +88,6 @@ TEST_F(Assembly, PacksEveryClipIntoOneZip) {
     EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
 }
 
-TEST_F(Assembly, PacksAReportWithoutClips) {
-    fs::remove(zip_);
-    EXPECT_EQ(make({}), "saved");
-    EXPECT_THAT(entries(), ElementsAre("Day 1/", "Day 1/Ferrowick Report.csv"));
-}
-
 TEST_F(Assembly, LosesNoneOfTheClipsWithOnePath) {
     write_ = [](const Pack::CopyJob& job, auto&&) {
         EXPECT_FALSE(fs::exists(job.to)) << job.to;

@@ -19,33 +19,12 @@ struct CommandResult {
     std::string out;
     std::string err;
     int exitCode = -1;                   ///< -1 when a signal ended the program
-    int signal = 0;                      ///< the signal that ended it, or 0
     std::uint64_t peakResidentBytes = 0; ///< largest resident set while it ran
 };
 
-/// A program that has been started (looked up on the search path when its name has no slash), its standard
-/// input empty and its signals as at a shell's prompt. Killed by the destructor when it was not waited for.
-class Process {
-  public:
-    /// Throws std::system_error when the program can't be started.
-    explicit Process(const std::vector<std::string>& arguments, const CommandOptions& options = {});
-    ~Process();
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-
-    void send(int signal) const;
-    /// Reads what the program says until it ends. To be called once.
-    [[nodiscard]] CommandResult wait();
-
-  private:
-    int out_ = -1;
-    int err_ = -1;
-    int child_ = -1;
-};
-
-/// Runs a program to its end.
-[[nodiscard]] CommandResult run(const std::vector<std::string>& arguments,
-                                const CommandOptions& options = {});
+/// Runs a program to its end (looked up on the search path when its name has no slash), its standard input
+/// empty and its signals as at a shell's prompt. Throws std::system_error when it can't be started.
+[[nodiscard]] CommandResult run(std::vector<std::string> arguments, const CommandOptions& options = {});
 
 /// The standard output of a program that must succeed. Throws std::runtime_error with the command and what it
 /// said on standard error when its exit code is not 0.

@@ -225,6 +225,57 @@ Bytes build(const Movie& movie, const FileLayout& layout) {
     return w.take();
 }
 
+Bytes build(const Fragment& fragment) {
+    const auto header = [&](std::uint32_t dataOffset) {
+        ByteWriter w;
+        w.box(fourCC("moof"), [&] {
+            w.fullBox(fourCC("mfhd"), 0, 0, [&] { w.u32(1); });
+            w.box(fourCC("traf"), [&] {
+                const std::uint32_t flags = (fragment.base ? 1 : 0) |
+                                            (fragment.baseIsFragment ? 0x20000 : 0) |
+                                            (fragment.defaults ? 0x18 : 0);
+                w.fullBox(fourCC("tfhd"), 0, flags, [&] {
+                    w.u32(1);
+                    if (fragment.base)
+                        w.u64(*fragment.base);
+                    if (fragment.defaults) {
+                        w.u32(fragment.defaults->duration);
+                        w.u32(fragment.defaults->size);
+                    }
+                });
+                if (fragment.time)
+                    w.fullBox(fourCC("tfdt"), 1, 0, [&] { w.u64(*fragment.time); });
+                for (std::size_t run = 0; run < fragment.runs.size(); ++run)
+                    w.fullBox(fourCC("trun"), 0, (run == 0 ? 1U : 0U) | (fragment.defaults ? 0 : 0x300), [&] {
+                        w.u32(static_cast<std::uint32_t>(fragment.runs[run].size()));
+                        if (run == 0)
+                            w.u32(dataOffset);
+                        for (const auto& [duration, size] : fragment.runs[run])
+                            if (!fragment.defaults) {
+                                w.u32(duration);
+                                w.u32(size);
+                            }
+                    });
+            });
+        });
+        return w.take();
+    };
+    ByteWriter w;
+    w.raw(header(static_cast<std::uint32_t>(header(0).size()) + 8));
+    w.box(fourCC("mdat"), [&] { w.raw(fragment.data); });
+    return w.take();
+}
+
+void movieExtends(ByteWriter& w) {
+    w.box(fourCC("mvex"), [&] {
+        w.fullBox(fourCC("trex"), 0, 0, [&] {
+            w.u32(1);
+            w.u32(1);
+            w.zeros(12);
+        });
+    });
+}
+
 Bytes soundEntry(const char (&code)[5], std::uint16_t channels, std::uint16_t bits, double rate,
                  const WriteBoxes& boxes, std::vector<std::uint32_t> version1, std::int16_t compressionID) {
     ByteWriter w;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,6 +67,23 @@ struct FileLayout {
 };
 
 [[nodiscard]] Bytes build(const Movie& movie, const FileLayout& layout = {});
+
+/// Samples of track 1 behind its tables (ISO/IEC 14496-12, 8.8).
+struct Fragment {
+    struct Sample {
+        std::uint32_t duration;
+        std::uint32_t size;
+    };
+    std::vector<std::vector<Sample>> runs; ///< `trun`
+    Bytes data;
+    std::optional<std::uint64_t> time{}; ///< `tfdt`
+    std::optional<std::uint64_t> base{}; ///< of the data's offset, where it is stated
+    bool baseIsFragment = false;
+    std::optional<Sample> defaults{}; ///< every sample's, in the header instead of the runs
+};
+[[nodiscard]] Bytes build(const Fragment& fragment);
+/// `mvex`, which says that there are fragments.
+void movieExtends(media::io::ByteWriter& w);
 
 /// A sound entry of version 0 or 1 (samples a packet, bytes a packet, a frame, a sample).
 [[nodiscard]] Bytes soundEntry(const char (&code)[5], std::uint16_t channels, std::uint16_t bits, double rate,

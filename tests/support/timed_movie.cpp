@@ -103,33 +103,16 @@ Bytes soundEntryOf(const TimedMovie& movie) {
     return soundEntry(code, movie.channels, 16, movie.rate, boxes);
 }
 
-/// `moof` and `mdat` of the packets from `begin` to `end`.
-void writeFragment(ByteWriter& out, const TimedMovie& movie, std::size_t begin, std::size_t end) {
-    const auto header = [&](std::uint32_t dataOffset) {
-        ByteWriter w;
-        w.box(fourCC("moof"), [&] {
-            w.fullBox(fourCC("mfhd"), 0, 0, [&] { w.u32(1); });
-            w.box(fourCC("traf"), [&] {
-                w.fullBox(fourCC("tfhd"), 0, 0x20000, [&] { w.u32(1); });
-                w.fullBox(fourCC("tfdt"), 1, 0,
-                          [&] { w.u64(static_cast<std::uint64_t>(movie.packets[begin].start)); });
-                w.fullBox(fourCC("trun"), 0, 0x301, [&] {
-                    w.u32(static_cast<std::uint32_t>(end - begin));
-                    w.u32(dataOffset);
-                    for (std::size_t i = begin; i < end; ++i) {
-                        w.u32(static_cast<std::uint32_t>(movie.packets[i].duration));
-                        w.u32(static_cast<std::uint32_t>(movie.packets[i].bytes.size()));
-                    }
-                });
-            });
-        });
-        return w.take();
-    };
-    out.raw(header(static_cast<std::uint32_t>(header(0).size()) + 8));
-    out.box(fourCC("mdat"), [&] {
-        for (std::size_t i = begin; i < end; ++i)
-            out.raw(movie.packets[i].bytes);
-    });
+/// The packets from `begin` to `end`.
+Bytes fragmentOf(const TimedMovie& movie, std::size_t begin, std::size_t end) {
+    Fragment fragment{{{}}, {}, static_cast<std::uint64_t>(movie.packets[begin].start), {}, true};
+    for (std::size_t i = begin; i < end; ++i) {
+        const TimedPacket& packet = movie.packets[i];
+        fragment.runs[0].push_back(
+            {static_cast<std::uint32_t>(packet.duration), static_cast<std::uint32_t>(packet.bytes.size())});
+        fragment.data.insert(fragment.data.end(), packet.bytes.begin(), packet.bytes.end());
+    }
+    return build(fragment);
 }
 
 /// The entries of `stts` and `stsz` of one packet. Linear PCM and A-law have a sample for each frame.
@@ -185,15 +168,7 @@ Bytes TimedMovie::file() const {
             });
         };
     } else {
-        movie.moreMovieBoxes = [](ByteWriter& w) {
-            w.box(fourCC("mvex"), [&] {
-                w.fullBox(fourCC("trex"), 0, 0, [&] {
-                    w.u32(1);
-                    w.u32(1);
-                    w.zeros(12);
-                });
-            });
-        };
+        movie.moreMovieBoxes = movieExtends;
     }
     movie.tracks = {track};
     if (timecodePictures > 0)
@@ -203,7 +178,7 @@ Bytes TimedMovie::file() const {
     for (std::size_t begin = 0, end = 0; fragmented && begin < packets.size(); begin = end) {
         for (end = begin + 1; end < packets.size() && !packets[end].opensFragment;)
             ++end;
-        writeFragment(out, *this, begin, end);
+        out.raw(fragmentOf(*this, begin, end));
     }
     return out.take();
 }

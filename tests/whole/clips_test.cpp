@@ -60,6 +60,8 @@ const std::vector<Case>& cases() {
         {"Mute", {.sound = {}}},
         {"WithoutPicture", {.picture = false, .sound = {wave32}}},
         {"Fragmented", {.fragmented = true, .sound = {wave16}}},
+        {"FragmentsBehindTheHeadersSamples",
+         {.sound = {wave16}, .muxerOptions = {"-movflags", "+frag_keyframe"}}},
         {"FragmentedMp4Aac",
          {.container = Container::mp4, .fragmented = true, .sound = {{.codec = "aac", .channels = 2}}},
          ""},

@@ -63,31 +63,7 @@ struct Sound {
     }
 };
 
-void expectNoHarm(media::audio::Decoder& decoder, Packets packets) {
-    packets.resize(std::min<std::size_t>(packets.size(), 12));
-    std::vector<std::byte> pcm;
-    std::uint32_t state = 1;
-    const auto attempt = [&](std::span<const std::byte> packet) {
-        try {
-            decoder.decode(packet, pcm);
-        } catch (const media::Error& error) {
-            EXPECT_NE(error.category(), media::Error::Category::io);
-            EXPECT_THAT(error.what(), testing::StartsWith("The sound "));
-            decoder.reset();
-        }
-    };
-    for (std::vector<std::byte>& packet : packets) {
-        attempt(std::span(packet).first(packet.size() / 2));
-        attempt({});
-        for (std::size_t i = 0; i < packet.size(); i += 5) {
-            state = state * 1'664'525 + 1'013'904'223;
-            packet[i] ^= static_cast<std::byte>(state >> 24);
-        }
-        attempt(packet);
-    }
-}
-
-TEST(Decoder, EveryWidthEqualsWhatFfmpegDecodesAndDamageIsNeverHarmful) {
+TEST(Decoder, EveryWidthEqualsWhatFfmpegDecodes) {
     const std::vector<std::pair<Container, SoundDescription>> cases{
         {Container::mov, {.codec = "aac", .channels = 1}},
         {Container::mp4, {.codec = "aac", .channels = 2, .rate = 44'100}},
@@ -121,7 +97,6 @@ TEST(Decoder, EveryWidthEqualsWhatFfmpegDecodesAndDamageIsNeverHarmful) {
             decoder->reset();
             EXPECT_TRUE(decode(*decoder, sound.packets) == pcm) << bits;
         }
-        expectNoHarm(*makeDecoder(*sound.format.audio, sound.format.decoderConfiguration, 24), sound.packets);
     }
 }
 

@@ -9,10 +9,8 @@
 
 namespace {
 
-using media::fourCC;
 using media::openContainer;
 using media::StoredSamples;
-using media::io::ByteWriter;
 using test::Bytes;
 
 struct Sample {
@@ -145,57 +143,10 @@ TEST(SampleWalking, FixedPacketsAreFoundThroughFrameCounts) {
     EXPECT_EQ(rest(*reader).front().time, 64);
 }
 
-/// A fragment of one track with two runs of packets.
-struct FragmentForm {
-    const char* name;
-    bool base = false;
-    bool baseIsFragment = false;
-    bool decodeTime = true;
-    bool defaults = false; ///< sizes and durations from the header, not in the rows
-};
-
-Bytes fragment(const FragmentForm& form, std::uint64_t place, std::uint32_t time, std::uint32_t packets,
-               std::uint8_t value) {
-    constexpr std::uint32_t size = 10;
-    constexpr std::uint32_t duration = 1024;
-    const auto write = [&](std::uint32_t dataOffset) {
-        ByteWriter w;
-        w.box(fourCC("moof"), [&] {
-            w.fullBox(fourCC("mfhd"), 0, 0, [&] { w.u32(1); });
-            w.box(fourCC("traf"), [&] {
-                const std::uint32_t flags =
-                    (form.base ? 1 : 0) | (form.baseIsFragment ? 0x20000 : 0) | (form.defaults ? 0x18 : 0);
-                w.fullBox(fourCC("tfhd"), 0, flags, [&] {
-                    w.u32(1);
-                    if (form.base)
-                        w.u64(place);
-                    if (form.defaults) {
-                        w.u32(duration);
-                        w.u32(size);
-                    }
-                });
-                if (form.decodeTime)
-                    w.fullBox(fourCC("tfdt"), 0, 0, [&] { w.u32(time); });
-                for (int run = 0; run < 2; ++run)
-                    w.fullBox(fourCC("trun"), 0, (run == 0 ? 1U : 0U) | (form.defaults ? 0 : 0x300), [&] {
-                        w.u32(packets);
-                        if (run == 0)
-                            w.u32(dataOffset);
-                        for (std::uint32_t i = 0; i < packets && !form.defaults; ++i) {
-                            w.u32(duration);
-                            w.u32(size);
-                        }
-                    });
-            });
-        });
-        return w.take();
-    };
-    Bytes bytes = write(0);
-    bytes = write(static_cast<std::uint32_t>(bytes.size()) + 8);
-    ByteWriter data;
-    data.box(fourCC("mdat"), [&] { data.raw(Bytes(std::size_t{2} * packets * size, std::byte{value})); });
-    bytes.insert(bytes.end(), data.bytes().begin(), data.bytes().end());
-    return bytes;
+/// A fragment with two runs of `packets` of 10 bytes and 1,024 ticks each.
+test::Fragment fragment(std::uint32_t time, std::size_t packets, std::uint8_t value) {
+    const std::vector<test::Fragment::Sample> run(packets, {1024, 10});
+    return {.runs = {run, run}, .data = Bytes(20 * packets, std::byte{value}), .time = time};
 }
 
 test::Movie fragmentedMovie(std::uint32_t samplesBefore) {
@@ -206,32 +157,32 @@ test::Movie fragmentedMovie(std::uint32_t samplesBefore) {
     track.sampleCount = samplesBefore;
     track.durations = {{samplesBefore, 1024}};
     track.chunks = {{1, samplesBefore, 1}};
-    movie.moreMovieBoxes = [](auto& w) {
-        w.box(fourCC("mvex"), [&] {
-            w.fullBox(fourCC("trex"), 0, 0, [&] {
-                for (const std::uint32_t field : {1, 1, 0, 0, 0})
-                    w.u32(field);
-            });
-        });
-    };
+    movie.moreMovieBoxes = test::movieExtends;
     return movie;
 }
 
 TEST(SampleWalking, FragmentsFollowTheTablesInEveryForm) {
-    const std::vector<FragmentForm> forms{
-        {.name = "base in the file", .base = true},
-        {.name = "base is the fragment", .baseIsFragment = true},
-        {.name = "no base"},
-        {.name = "no times", .decodeTime = false},
-        {.name = "defaults", .baseIsFragment = true, .decodeTime = false, .defaults = true},
+    const std::vector<std::pair<const char*, std::function<void(test::Fragment&, std::uint64_t)>>> forms{
+        {"base in the file", [](auto& made, std::uint64_t place) { made.base = place; }},
+        {"base is the fragment", [](auto& made, std::uint64_t) { made.baseIsFragment = true; }},
+        {"no base", [](auto&, std::uint64_t) {}},
+        {"no times", [](auto& made, std::uint64_t) { made.time.reset(); }},
+        {"defaults",
+         [](auto& made, std::uint64_t) {
+             made.baseIsFragment = true;
+             made.time.reset();
+             made.defaults = {1024, 10};
+         }},
     };
-    for (const FragmentForm& form : forms)
+    for (const auto& [name, change] : forms)
         for (const std::uint32_t before : {0U, 5U}) {
-            SCOPED_TRACE(std::string(form.name) + (before == 0 ? "" : ", after the tables' samples"));
+            SCOPED_TRACE(std::string(name) + (before == 0 ? "" : ", after the tables' samples"));
             Bytes file = build(fragmentedMovie(before));
             for (std::uint32_t i = 0; i < 3; ++i) {
-                const Bytes part = fragment(form, file.size(), (before + 8 * i) * 1024, 4,
-                                            static_cast<std::uint8_t>(100 + i));
+                test::Fragment made =
+                    fragment((before + 8 * i) * 1024, 4, static_cast<std::uint8_t>(100 + i));
+                change(made, file.size());
+                const Bytes part = build(made);
                 file.insert(file.end(), part.begin(), part.end());
             }
             const auto container = openContainer(media::io::memorySource(file));
@@ -254,11 +205,10 @@ TEST(SampleWalking, FragmentsFollowTheTablesInEveryForm) {
 }
 
 TEST(SampleWalking, FragmentsThatBreakOffRepeatOrJump) {
-    const FragmentForm form{.name = "", .baseIsFragment = true};
     const auto times = [&](const std::vector<std::uint32_t>& starts, std::size_t lost) {
         Bytes file = build(fragmentedMovie(0));
         for (const std::uint32_t start : starts) {
-            const Bytes part = fragment(form, 0, start * 1024, 2, 0);
+            const Bytes part = build(fragment(start * 1024, 2, 0));
             file.insert(file.end(), part.begin(), part.end());
         }
         file.resize(file.size() - lost);
