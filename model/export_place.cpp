@@ -5,6 +5,8 @@
 #include <limits>
 #include <system_error>
 
+namespace model {
+
 namespace {
 
 std::filesystem::path real(const std::filesystem::path& path) {
@@ -37,3 +39,5 @@ ExportPlace exportPlace(const std::filesystem::path& zip,
     }
     return place;
 }
+
+} // namespace model

@@ -7,6 +7,8 @@
 #include <optional>
 #include <vector>
 
+namespace model {
+
 struct ExportPlace {
     bool hasFolder = false;                ///< the folder to save in is there
     bool isFolder = false;                 ///< what has the zip's name is a folder
@@ -19,3 +21,5 @@ struct ExportPlace {
 /// Asks the file system: not on the main thread.
 [[nodiscard]] ExportPlace exportPlace(const std::filesystem::path& zip,
                                       const std::vector<std::filesystem::path>& addedFolders);
+
+} // namespace model

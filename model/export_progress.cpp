@@ -6,6 +6,8 @@
 #include <cmath>
 #include <utility>
 
+namespace model {
+
 ExportProgress::ExportProgress(PathMap<Clip> exportedClips, Clock::time_point start)
     : clips(std::move(exportedClips)), started(start) {
     for (const auto& [id, clip] : clips) {
@@ -73,3 +75,5 @@ void ExportProgress::finish(const std::filesystem::path& id, std::int64_t bytes)
         currentSeconds = 0;
     }
 }
+
+} // namespace model

@@ -9,6 +9,8 @@
 
 #include "model/path_set.h"
 
+namespace model {
+
 struct ExportProgress {
     using Clock = std::chrono::steady_clock;
 
@@ -48,3 +50,5 @@ struct ExportProgress {
     /// A clip's copy has ended; the second time counts for nothing.
     void finish(const std::filesystem::path& id, std::int64_t bytes);
 };
+
+} // namespace model

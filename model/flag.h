@@ -4,6 +4,8 @@
 
 #include <mutex>
 
+namespace model {
+
 /// Set once, never cleared: every export has a new one.
 class Flag {
   public:
@@ -20,3 +22,5 @@ class Flag {
     mutable std::mutex lock_;
     bool value_ = false;
 };
+
+} // namespace model

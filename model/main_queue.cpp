@@ -8,6 +8,8 @@
 #include <QTimer>
 #include <utility>
 
+namespace model {
+
 void MainQueue::schedule(std::function<void()> job) {
     const std::lock_guard guard(lock_);
     if (receiver_ == nullptr)
@@ -45,3 +47,5 @@ void MainQueue::run() {
             jobs_.pop_front();
     }
 }
+
+} // namespace model

@@ -9,6 +9,8 @@
 
 class QObject;
 
+namespace model {
+
 /// Jobs that any thread schedules and the thread of `receiver` runs, in the order scheduled. However many
 /// there are, it is free for other events after a few milliseconds of them.
 class MainQueue : public std::enable_shared_from_this<MainQueue> {
@@ -29,3 +31,5 @@ class MainQueue : public std::enable_shared_from_this<MainQueue> {
     QObject* receiver_;
     std::deque<std::function<void()>> jobs_;
 };
+
+} // namespace model

@@ -6,6 +6,8 @@
 #include <unordered_map>
 #include <utility>
 
+namespace model {
+
 namespace {
 
 using Rows = std::vector<std::shared_ptr<Row>>;
@@ -67,3 +69,5 @@ std::vector<std::shared_ptr<Row>> Node::clips() const {
 std::vector<Node> tree(const std::vector<std::shared_ptr<Row>>& rows, const platform::TextOrder& order) {
     return level(rows, 0, order);
 }
+
+} // namespace model

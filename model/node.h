@@ -10,6 +10,8 @@
 
 #include "model/row.h"
 
+namespace model {
+
 /// A line of the tree: a clip, or a folder with at least one line below it.
 struct Node {
     std::filesystem::path id; ///< the clip's source, or the source folder that the line stands for
@@ -25,3 +27,5 @@ struct Node {
 /// folders mixed.
 [[nodiscard]] std::vector<Node> tree(const std::vector<std::shared_ptr<Row>>& rows,
                                      const platform::TextOrder& order);
+
+} // namespace model

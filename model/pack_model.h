@@ -6,23 +6,20 @@
 #include <QSettings>
 #include <QString>
 #include <QStringList>
-#include <QTimer>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
+#include "model/background.h"
+#include "model/clip_list.h"
 #include "model/export_place.h"
-#include "model/export_progress.h"
-#include "model/flag.h"
-#include "model/main_queue.h"
-#include "model/node.h"
+#include "model/export_run.h"
 #include "model/pack_operations.h"
-#include "model/path_set.h"
-#include "model/row.h"
-#include "model/workers.h"
+
+namespace model {
 
 /// Used and changed on the main thread only; what touches a file system runs on threads of its own, and their
 /// results are applied on the main thread in the order in which they were scheduled. A signal means that the
@@ -31,12 +28,6 @@ class PackModel : public QObject {
     Q_OBJECT
 
   public:
-    using Row = ::Row;
-    using Node = ::Node;
-    using Flag = ::Flag;
-    using ExportProgress = ::ExportProgress;
-    using Rows = std::vector<std::shared_ptr<Row>>;
-
     struct SavedPack {
         std::filesystem::path url;
         std::int64_t size = 0;   ///< bytes
@@ -50,9 +41,9 @@ class PackModel : public QObject {
     ~PackModel() override;
 
     // The list.
-    [[nodiscard]] const std::vector<Node>& tree() const noexcept { return tree_; }
+    [[nodiscard]] const std::vector<Node>& tree() const noexcept { return list_.tree(); }
     /// In the file browser's order of their pack paths.
-    [[nodiscard]] const Rows& rows() const noexcept { return rows_; }
+    [[nodiscard]] const Rows& rows() const noexcept { return list_.rows(); }
     /// Ids of the selected lines, folders among them.
     [[nodiscard]] const PathSet& selection() const noexcept { return selection_; }
     void setSelection(PathSet ids);
@@ -70,17 +61,17 @@ class PackModel : public QObject {
     /// export.
     void remove(const PathSet& ids);
 
-    [[nodiscard]] bool finding() const noexcept { return finding_; }
+    [[nodiscard]] bool finding() const noexcept { return list_.finding(); }
     /// Headers read, and to be read, since reading began; both 0 when all are.
-    [[nodiscard]] std::int64_t readDone() const noexcept { return readDone_; }
-    [[nodiscard]] std::int64_t readTotal() const noexcept { return readTotal_; }
+    [[nodiscard]] std::int64_t readDone() const noexcept { return list_.readDone(); }
+    [[nodiscard]] std::int64_t readTotal() const noexcept { return list_.readTotal(); }
     /// There are MXF clips, and nothing here opens them.
-    [[nodiscard]] bool cantOpen() const noexcept { return cantOpen_; }
+    [[nodiscard]] bool cantOpen() const noexcept { return list_.cantOpen(); }
     /// Sentences about clips that are not where somebody may expect them: not in the saved pack, or not in
     /// what was added last, or in folders that can't be listed.
     [[nodiscard]] QStringList remarks() const;
     /// "12 clips, 48.3 GB"
-    [[nodiscard]] QString summary() const;
+    [[nodiscard]] QString summary() const { return list_.summary(); }
 
     // The export.
     /// What the next export keeps of the sound; stored in the settings at once.
@@ -97,17 +88,19 @@ class PackModel : public QObject {
     /// Asks the running export to stop, and forgets the one that waits. A running one ends when it notices,
     /// or without it after a moment in which a read hangs.
     void stop();
-    [[nodiscard]] bool packing() const noexcept { return packing_; }
+    [[nodiscard]] bool packing() const noexcept { return run_ && run_->progress(); }
     /// The zip of the export that waits to start; none while the list is empty.
     [[nodiscard]] const std::filesystem::path* waiting() const noexcept {
-        return waiting_ && !rows_.empty() ? &*waiting_ : nullptr;
+        return waiting_ && !rows().empty() ? &*waiting_ : nullptr;
     }
     /// An export that was stopped hangs in a read, so that the next one has to wait.
-    [[nodiscard]] bool stoppedStillRuns() const noexcept { return running_ && !packing_; }
+    [[nodiscard]] bool stoppedStillRuns() const noexcept { return run_ && !run_->progress(); }
     /// The rows' results are of a pack that is being made or was saved.
     [[nodiscard]] bool resultsStand() const noexcept { return resultsStand_; }
     /// Present exactly while an export runs.
-    [[nodiscard]] const std::optional<ExportProgress>& exporting() const noexcept { return exporting_; }
+    [[nodiscard]] const ExportProgress* exporting() const noexcept {
+        return packing() ? &*run_->progress() : nullptr;
+    }
     [[nodiscard]] const std::optional<SavedPack>& saved() const noexcept { return saved_; }
     /// Why the last export ended without a pack.
     [[nodiscard]] const std::optional<QString>& failure() const noexcept { return failure_; }
@@ -142,83 +135,37 @@ class PackModel : public QObject {
     void remarksChanged();
 
   protected:
-    void customEvent(QEvent*) override { queue_->run(); }
+    void customEvent(QEvent*) override { background_.queue->run(); }
 
   private:
-    struct Found;
-    struct Reading;
-    struct Export;
-    struct Ended;
-
-    [[nodiscard]] std::int64_t estimatedSize(ScratchAudio mode) const;
-    void addFound(Found& discovery);
-    void noticePlaces(const std::vector<std::filesystem::path>& asked, bool isNew, bool isKnown,
-                      const std::vector<Pack::Place>& places);
-    void forgetPlaces(const PathSet& removed);
-    void readHeaders(const Rows& fresh);
-    static Reading read(const PackOperations& operations, const std::filesystem::path& source);
-    void headerRead(const std::shared_ptr<Row>& row, Reading reading);
-    void rowsReplaced(std::vector<Node> tree, PathMap<std::shared_ptr<Row>> rowsByID);
-    /// Frees what holds thousands of paths on another thread: it would take longer than a frame.
-    template <typename Value>
-    void forget(Value value) {
-        workers_.start("forgetting", [value = std::make_shared<Value>(std::move(value))] {});
-    }
-
-    void run(const Export& pack);
     void startWhenReady();
     void start(const std::filesystem::path& zip);
-    void stepped(const std::filesystem::path& id, double fraction);
-    void finished(const std::filesystem::path& id, const Outcome& outcome);
-    void zipStarted();
-    void ended(const Ended& how);
-    void setResultsStand(bool stand);
-    void endExport();
+    void ended(const ExportRun::End& how);
     void giveUpWaiting();
+    void endExport();
 
-    void setProgress(const std::shared_ptr<Row>& row, std::optional<double> progress);
-    void clearProgress();
-    void setFinding(bool finding);
-    void setReading(std::int64_t done, std::int64_t total);
+    void setResultsStand(bool stand);
     void setSaved(std::optional<SavedPack> saved);
     void setFailure(std::optional<QString> failure);
-    void setPacking(bool packing);
     void updateCanPack();
 
     QSettings& settings_;
     const PackOperations operations_;
-    const std::shared_ptr<const platform::TextOrder> order_;
 
-    std::vector<Node> tree_;
-    Rows rows_;
-    PathMap<std::shared_ptr<Row>> rowsByID_;
-    std::size_t packableRows_ = 0;
     PathSet selection_;
     PathSet collapsed_;
-    QString notice_; ///< of the last addition
-    std::vector<Pack::Place> unlisted_;
     bool choosing_ = false;
-    bool finding_ = false;
-    int discoveries_ = 0; ///< `finding` ends with the first of them
-    std::int64_t readDone_ = 0;
-    std::int64_t readTotal_ = 0;
-    bool cantOpen_ = false;
-
     ScratchAudio audio_;
     bool canPack_ = false;
-    bool packing_ = false;
-    std::optional<ExportProgress> exporting_;
     std::optional<SavedPack> saved_;
     std::optional<QString> failure_;
-    std::shared_ptr<Flag> cancelled_ = std::make_shared<Flag>();
-    ScratchAudio packedAudio_ = ScratchAudio::lossless; ///< of the export that runs
-    bool running_ = false; ///< the export's thread; it may hang in a read long after it was stopped
     std::optional<std::filesystem::path> waiting_;
     std::optional<SavedPack> savedLate_; ///< by a stopped export, when the next one waited already
     bool resultsStand_ = true;
-    QTimer stopping_;
 
-    const std::shared_ptr<Flag> ending_ = std::make_shared<Flag>();
-    std::shared_ptr<MainQueue> queue_;
-    Workers workers_; ///< last: its threads use all of the above
+    ClipList list_;
+    std::unique_ptr<ExportRun> run_; ///< as long as its thread may have something to tell
+    Background background_;          ///< last: its threads use all of the above
 };
+
+} // namespace model

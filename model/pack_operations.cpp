@@ -6,6 +6,8 @@
 
 #include "pack/header_probe.h"
 
+namespace model {
+
 PackOperations::PackOperations()
     : clips([](std::span<const std::filesystem::path> paths, std::set<std::string> taken) {
           return Pack::clips(paths, std::move(taken));
@@ -18,3 +20,5 @@ PackOperations::PackOperations()
           const std::uintmax_t size = std::filesystem::file_size(path, error);
           return error ? 0 : static_cast<std::int64_t>(size);
       }) {}
+
+} // namespace model

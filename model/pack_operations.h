@@ -12,6 +12,8 @@
 #include "pack/clip_records.h"
 #include "pack/discovery.h"
 
+namespace model {
+
 /// The operations behind the list, called off the main thread; the real ones unless a test puts others in
 /// place. Each means what the function of its name in pack/ does.
 struct PackOperations {
@@ -26,3 +28,5 @@ struct PackOperations {
 
     PackOperations();
 };
+
+} // namespace model

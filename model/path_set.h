@@ -9,6 +9,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+namespace model {
+
 struct PathHash {
     std::size_t operator()(const std::filesystem::path& path) const noexcept {
         return std::hash<std::string>{}(path.native());
@@ -27,3 +29,5 @@ using PathMap = std::unordered_map<std::filesystem::path, Value, PathHash, PathE
 
 /// The path without ".", "..", doubled and trailing slashes. Asks no file system.
 [[nodiscard]] std::filesystem::path standardized(const std::filesystem::path& path);
+
+} // namespace model

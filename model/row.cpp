@@ -6,6 +6,8 @@
 
 #include "model/path_set.h"
 
+namespace model {
+
 Row::Row(PackClip clip, const platform::TextOrder& order)
     : clip_(std::move(clip)), standardized_(standardized(clip_.source)),
       pathKey_(sortKey(order, clip_.packPath)), nameKey_(sortKey(order, clip_.name())) {
@@ -31,3 +33,5 @@ std::string sortKey(const platform::TextOrder& order, std::string_view text) {
     // The collation key ends with a zero byte, after which equivalent texts are told apart.
     return order.key(text).append(1, '\0').append(text);
 }
+
+} // namespace model

@@ -11,9 +11,11 @@
 #include "pack/clip_records.h"
 #include "platform/text_order.h"
 
-class PackModel;
+namespace model {
 
-/// Changed by its PackModel only, on the main thread; PackModel::rowChanged tells of every change.
+class ClipList;
+
+/// Changed by its ClipList only, on the main thread; ClipList::rowChanged tells of every change.
 class Row {
   public:
     /// Works out what the list's order needs, so it is best made off the main thread.
@@ -51,14 +53,14 @@ class Row {
     [[nodiscard]] const std::string& nameKey() const noexcept { return nameKey_; }
 
   private:
-    friend class PackModel;
+    friend class ClipList;
 
     const PackClip clip_;
     const std::filesystem::path standardized_;
     std::vector<std::string_view> components_;
     std::string pathKey_;
     std::string nameKey_;
-    bool listed_ = false; ///< in PackModel::rows; a removed row may still be read
+    bool listed_ = false; ///< in ClipList::rows; a removed row may still be read
     std::optional<ClipHeader> header_;
     std::optional<QString> headerError_;
     QString headerReason_;
@@ -69,3 +71,5 @@ class Row {
 
 /// A key by whose bytes texts sort as in a file browser; no two different texts have the same one.
 [[nodiscard]] std::string sortKey(const platform::TextOrder& order, std::string_view text);
+
+} // namespace model

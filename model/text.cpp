@@ -5,6 +5,10 @@
 
 #include "platform/byte_count.h"
 
+namespace model {
+
 QString byteCount(std::int64_t bytes) {
     return text(platform::byteCount(bytes, QLocale().decimalPoint().toStdString()));
 }
+
+} // namespace model

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <string_view>
 
+namespace model {
+
 /// UTF-8 as text; what is not valid becomes replacement characters.
 [[nodiscard]] inline QString text(std::string_view bytes) {
     return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
@@ -19,3 +21,5 @@
 
 /// A size in the file browser's style, with the locale's decimal mark.
 [[nodiscard]] QString byteCount(std::int64_t bytes);
+
+} // namespace model

@@ -6,6 +6,8 @@
 
 #include "platform/thread_name.h"
 
+namespace model {
+
 Workers::~Workers() {
     for (Worker& worker : workers_)
         worker.thread.join();
@@ -46,3 +48,5 @@ bool Workers::endWithin(std::chrono::milliseconds patience) {
     std::unique_lock guard(lock_);
     return ended_.wait_for(guard, patience, [this] { return std::ranges::all_of(workers_, &Worker::done); });
 }
+
+} // namespace model

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <thread>
 
+namespace model {
+
 /// Threads started for one piece of work each. Work that hangs in a read of a broken disk can't be ended from
 /// outside: `endWithin` tells, so that the program can end around it.
 class Workers {
@@ -35,3 +37,5 @@ class Workers {
     std::condition_variable ended_;
     std::list<Worker> workers_;
 };
+
+} // namespace model

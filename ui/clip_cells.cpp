@@ -6,6 +6,8 @@
 #include "model/text.h"
 #include "ui/format.h"
 
+namespace ui {
+
 namespace {
 
 QString translated(const char* text) {
@@ -19,11 +21,11 @@ StatusCell warning(const QString& text, const QString& reason) {
 
 } // namespace
 
-QString cellText(const Row& row, ClipColumn column) {
+QString cellText(const model::Row& row, ClipColumn column) {
     if (column == ClipColumn::name)
-        return text(row.clip().name());
+        return model::text(row.clip().name());
     if (column == ClipColumn::size)
-        return byteCount(row.clip().size);
+        return model::byteCount(row.clip().size);
     if (!row.header())
         return {};
     const ClipHeader& header = *row.header();
@@ -33,17 +35,17 @@ QString cellText(const Row& row, ClipColumn column) {
     case ClipColumn::length:
         return Format::length(header.duration);
     case ClipColumn::timecode:
-        return text(header.range().value_or(std::string()));
+        return model::text(header.range().value_or(std::string()));
     case ClipColumn::fps:
         return header.fps ? Format::rate(*header.fps) : QString();
     case ClipColumn::resolution:
-        return text(header.resolution.value_or(std::string()));
+        return model::text(header.resolution.value_or(std::string()));
     default:
         return {};
     }
 }
 
-StatusCell statusCell(const Row& row, const PackModel& model) {
+StatusCell statusCell(const model::Row& row, const model::PackModel& model) {
     if (row.headerError())
         return warning(*row.headerError(), row.headerReason());
     if (row.progress())
@@ -52,16 +54,16 @@ StatusCell statusCell(const Row& row, const PackModel& model) {
             translated(QT_TRANSLATE_NOOP("ClipTable", "%1%")).arg(static_cast<int>(*row.progress() * 100))};
     if (row.result()) {
         if (const auto* failure = std::get_if<PackFailure>(&*row.result()))
-            return warning(text(failure->description), text(failure->reason));
+            return warning(model::text(failure->description), model::text(failure->reason));
         const auto& result = std::get<PackResult>(*row.result());
         // What a stopped or failed export wrote is gone: only its remarks still hold.
-        const QString size = byteCount(result.packSize);
+        const QString size = model::byteCount(result.packSize);
         if (result.notes.empty())
             return {StatusLook::secondary,
                     model.resultsStand() ? size : translated(QT_TRANSLATE_NOOP("ClipTable", "Ready"))};
         QStringList notes;
         for (const std::string& note : result.notes)
-            notes << text(note);
+            notes << model::text(note);
         const QString remarks = notes.join(QStringLiteral("; "));
         return {StatusLook::warning, model.resultsStand() ? size + QStringLiteral(": ") + remarks : remarks,
                 notes.join(QLatin1Char('\n'))};
@@ -72,8 +74,8 @@ StatusCell statusCell(const Row& row, const PackModel& model) {
             row.header() ? translated("Ready") : translated(QT_TRANSLATE_NOOP("ClipTable", "Reading…"))};
 }
 
-StatusCell statusCell(const std::vector<std::shared_ptr<Row>>& problems, int asAsked,
-                      const PackModel& model) {
+StatusCell statusCell(const std::vector<std::shared_ptr<model::Row>>& problems, int asAsked,
+                      const model::PackModel& model) {
     const auto withoutSound = [asAsked] {
         return asAsked == 1
                    ? translated(QT_TRANSLATE_NOOP("ClipTable", "1 clip with timecode only"))
@@ -99,3 +101,5 @@ StatusCell statusCell(const std::vector<std::shared_ptr<Row>>& problems, int asA
                 : translated(QT_TRANSLATE_NOOP("ClipTable", "%1 clips with problems")).arg(problems.size()),
             lines.join(QLatin1Char('\n'))};
 }
+
+} // namespace ui

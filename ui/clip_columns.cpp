@@ -10,6 +10,8 @@
 
 #include "ui/format.h"
 
+namespace ui {
+
 namespace {
 
 constexpr std::array titles{
@@ -59,3 +61,5 @@ std::array<ColumnWidth, clipColumnCount> columnWidths(const QFont& font, int mar
             fixed(ClipColumn::resolution, 40, QStringLiteral("0000 × 0000")),
             ColumnWidth{40, status + margin, QWIDGETSIZE_MAX}};
 }
+
+} // namespace ui

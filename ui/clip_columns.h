@@ -7,6 +7,8 @@
 #include <QStringList>
 #include <array>
 
+namespace ui {
+
 enum class ClipColumn { name, date, length, size, timecode, fps, resolution, status };
 
 inline constexpr int clipColumnCount = 8;
@@ -29,3 +31,5 @@ struct ColumnWidth {
 
 /// The font with digits of equal width, where the toolkit can ask for them.
 [[nodiscard]] QFont withEqualDigits(const QFont& font);
+
+} // namespace ui

@@ -10,6 +10,8 @@
 #include "ui/format.h"
 #include "ui/icons.h"
 
+namespace ui {
+
 namespace {
 
 constexpr int iconSide = 16;
@@ -107,3 +109,5 @@ QSize ClipDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelInd
     const QSize hint = QStyledItemDelegate::sizeHint(option, index);
     return {hint.width() + 2 * cellPadding, qMax(hint.height() + 2, leastHeight)};
 }
+
+} // namespace ui

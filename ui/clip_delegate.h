@@ -4,6 +4,8 @@
 
 #include <QStyledItemDelegate>
 
+namespace ui {
+
 class ClipDelegate : public QStyledItemDelegate {
     Q_OBJECT
 
@@ -19,3 +21,5 @@ class ClipDelegate : public QStyledItemDelegate {
   protected:
     void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;
 };
+
+} // namespace ui

@@ -8,17 +8,19 @@
 #include <string>
 #include <utility>
 
+namespace ui {
+
 namespace {
 
 using Value = std::optional<std::pair<double, std::string>>;
 
-double statusRank(const Row& row) {
+double statusRank(const model::Row& row) {
     if (row.needsLook())
         return 0;
     return row.progress() ? 1 : row.result() ? 2 : 3;
 }
 
-Value value(const Row& row, ClipColumn column) {
+Value value(const model::Row& row, ClipColumn column) {
     const auto number = [](double value) -> Value {
         return std::isfinite(value) ? Value({value, {}}) : std::nullopt;
     };
@@ -48,16 +50,17 @@ Value value(const Row& row, ClipColumn column) {
     }
 }
 
-void sortClips(std::vector<Node>& nodes, const ClipOrder& order) {
+void sortClips(std::vector<model::Node>& nodes, const ClipOrder& order) {
     if (order.column == ClipColumn::name) {
         if (order.direction == Qt::DescendingOrder)
             std::ranges::reverse(nodes);
         return;
     }
-    const auto clips = std::ranges::stable_partition(nodes, [](const Node& node) { return !node.row; });
-    std::vector<std::pair<Value, Node>> keyed;
+    const auto clips =
+        std::ranges::stable_partition(nodes, [](const model::Node& node) { return !node.row; });
+    std::vector<std::pair<Value, model::Node>> keyed;
     keyed.reserve(clips.size());
-    for (Node& node : clips) {
+    for (model::Node& node : clips) {
         Value key = value(*node.row, order.column);
         keyed.emplace_back(std::move(key), std::move(node));
     }
@@ -71,18 +74,21 @@ void sortClips(std::vector<Node>& nodes, const ClipOrder& order) {
 
 } // namespace
 
-std::vector<Node> ordered(const std::vector<Node>& nodes, const ClipOrder& order) {
-    std::vector<Node> shown;
-    for (const Node& node : nodes) {
+std::vector<model::Node> ordered(const std::vector<model::Node>& nodes, const ClipOrder& order) {
+    std::vector<model::Node> shown;
+    for (const model::Node& node : nodes) {
         if (node.row) {
             if (!order.onlyProblems || node.row->needsLook())
                 shown.push_back(node);
             continue;
         }
-        Node folder{node.id, node.name, nullptr, ordered(node.children.value_or(std::vector<Node>()), order)};
+        model::Node folder{node.id, node.name, nullptr,
+                           ordered(node.children.value_or(std::vector<model::Node>()), order)};
         if (!order.onlyProblems || !folder.children->empty())
             shown.push_back(std::move(folder));
     }
     sortClips(shown, order);
     return shown;
 }
+
+} // namespace ui

@@ -8,6 +8,8 @@
 #include "model/pack_model.h"
 #include "ui/clip_columns.h"
 
+namespace ui {
+
 struct ClipOrder {
     ClipColumn column = ClipColumn::name; ///< names, ascending: the file browser's order
     Qt::SortOrder direction = Qt::AscendingOrder;
@@ -21,4 +23,6 @@ struct ClipOrder {
 /// The tree in this order. Clips never leave their folders; in the order of another column than the name,
 /// folders stand before the clips beside them, and clips without a value come last. Clips to be looked at
 /// come first in the ascending order of Status.
-[[nodiscard]] std::vector<Node> ordered(const std::vector<Node>& nodes, const ClipOrder& order);
+[[nodiscard]] std::vector<model::Node> ordered(const std::vector<model::Node>& nodes, const ClipOrder& order);
+
+} // namespace ui

@@ -17,6 +17,8 @@
 #include "ui/clip_table_model.h"
 #include "ui/icons.h"
 
+namespace ui {
+
 namespace {
 
 /// Titles stand over their columns' texts.
@@ -33,7 +35,7 @@ class PaddedHeader : public QHeaderView {
 
 } // namespace
 
-ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
+ClipTable::ClipTable(model::PackModel& model, QSettings& settings, QWidget* parent)
     : QTreeView(parent), model_(model), settings_(settings), lines_(*new ClipTableModel(model, this)),
       remove_(new QAction(Icons::remove(), tr("Remove"), this)),
       reveal_(new QAction(Icons::reveal(), tr("Show in Finder"), this)),
@@ -64,10 +66,10 @@ ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
     addActions({remove_, reveal_});
     connect(remove_, &QAction::triggered, this, [this] { model_.remove(meantClips()); });
     connect(reveal_, &QAction::triggered, this, [this] {
-        const PathSet& ids = model_.selection();
+        const model::PathSet& ids = model_.selection();
         Q_EMIT revealed({ids.begin(), ids.end()});
     });
-    connect(&model, &PackModel::packingChanged, this, &ClipTable::updateActions);
+    connect(&model, &model::PackModel::packingChanged, this, &ClipTable::updateActions);
     nextProblem_->setShortcut(Qt::Key_F8);
     previousProblem_->setShortcut(Qt::SHIFT | Qt::Key_F8);
     connect(nextProblem_, &QAction::triggered, this, [this] { goToProblem(true); });
@@ -97,8 +99,8 @@ ClipTable::ClipTable(PackModel& model, QSettings& settings, QWidget* parent)
         if (!following_)
             followModel();
     };
-    connect(&model, &PackModel::selectionChanged, this, followOthers);
-    connect(&model, &PackModel::collapsedChanged, this, followOthers);
+    connect(&model, &model::PackModel::selectionChanged, this, followOthers);
+    connect(&model, &model::PackModel::collapsedChanged, this, followOthers);
     followModel();
 }
 
@@ -137,7 +139,7 @@ void ClipTable::followModel() {
 
 /// The clips that the selection stands for. The tree's folders stand for all of their clips, but never for
 /// some that are not shown.
-PathSet ClipTable::meantClips() const {
+model::PathSet ClipTable::meantClips() const {
     return lines_.onlyProblems() ? lines_.shownClips(model_.selection()) : model_.selection();
 }
 
@@ -189,10 +191,10 @@ void ClipTable::selectAll() {
     selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
 }
 
-PathSet ClipTable::selectedIDs() const {
+model::PathSet ClipTable::selectedIDs() const {
     // Whole lines are selected, always. The selection model's own list of rows costs the square of their
     // number.
-    PathSet ids;
+    model::PathSet ids;
     for (const QItemSelectionRange& range : selectionModel()->selection())
         for (int row = range.top(); row <= range.bottom(); ++row)
             ids.insert(lines_.id(lines_.index(row, 0, range.parent())));
@@ -296,3 +298,5 @@ void ClipTable::showEvent(QShowEvent* event) {
     QTreeView::showEvent(event);
     setFocus();
 }
+
+} // namespace ui

@@ -10,16 +10,19 @@
 #include "model/pack_model.h"
 #include "ui/clip_columns.h"
 
-class ClipTableModel;
 class QAction;
 class QMenu;
+
+namespace ui {
+
+class ClipTableModel;
 
 /// Edits the model's selection, collapsed folders and rows; keeps the user's column layout in the settings.
 class ClipTable : public QTreeView {
     Q_OBJECT
 
   public:
-    ClipTable(PackModel& model, QSettings& settings, QWidget* parent = nullptr);
+    ClipTable(model::PackModel& model, QSettings& settings, QWidget* parent = nullptr);
     ~ClipTable() override;
 
     /// Removes the selected lines; enabled while there are some and no export runs.
@@ -62,10 +65,10 @@ class ClipTable : public QTreeView {
     void followModel();
     void updateActions();
     void goToProblem(bool forward);
-    [[nodiscard]] PathSet meantClips() const;
-    [[nodiscard]] PathSet selectedIDs() const;
+    [[nodiscard]] model::PathSet meantClips() const;
+    [[nodiscard]] model::PathSet selectedIDs() const;
 
-    PackModel& model_;
+    model::PackModel& model_;
     QSettings& settings_;
     ClipTableModel& lines_;
     std::array<ColumnWidth, clipColumnCount> widths_;
@@ -80,3 +83,5 @@ class ClipTable : public QTreeView {
     int changesSincePaint_ = 0;
     bool following_ = false; ///< what changes comes from the model
 };
+
+} // namespace ui

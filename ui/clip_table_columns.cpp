@@ -12,6 +12,8 @@
 #include "ui/clip_delegate.h"
 #include "ui/clip_table.h"
 
+namespace ui {
+
 namespace {
 
 constexpr QLatin1String columnsKey("columns");
@@ -166,3 +168,5 @@ void ClipTable::addOrders(QMenu& menu) {
     for (int column = 0; column < clipColumnCount; ++column)
         add(title(static_cast<ClipColumn>(column)), column);
 }
+
+} // namespace ui

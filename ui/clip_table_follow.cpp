@@ -9,17 +9,19 @@
 
 #include "ui/clip_table_item.h"
 
+namespace ui {
+
 namespace {
 
-auto keyOf(const Node& node) {
-    return std::tuple(static_cast<const Row*>(node.row.get()), std::cref(node.id.native()),
+auto keyOf(const model::Node& node) {
+    return std::tuple(static_cast<const model::Row*>(node.row.get()), std::cref(node.id.native()),
                       std::cref(node.name));
 }
 
 struct KeyLess {
     bool operator()(const auto& a, const auto& b) const {
         if (std::get<0>(a) != std::get<0>(b))
-            return std::less<const Row*>()(std::get<0>(a), std::get<0>(b));
+            return std::less<const model::Row*>()(std::get<0>(a), std::get<0>(b));
         if (const int order = std::get<1>(a).get().compare(std::get<1>(b).get()); order != 0)
             return order < 0;
         return std::get<2>(a).get() < std::get<2>(b).get();
@@ -27,7 +29,7 @@ struct KeyLess {
 };
 
 /// The places that these nodes have on their level.
-auto places(const std::vector<Node>& nodes) {
+auto places(const std::vector<model::Node>& nodes) {
     std::map<decltype(keyOf(nodes.front())), std::size_t, KeyLess> places;
     for (std::size_t place = 0; place < nodes.size(); ++place)
         places.emplace(keyOf(nodes[place]), place);
@@ -55,7 +57,7 @@ void ClipTableModel::synchronize() {
     Q_EMIT synchronized();
 }
 
-void ClipTableModel::follow(const std::vector<Node>& nodes) {
+void ClipTableModel::follow(const std::vector<model::Node>& nodes) {
     if (!isInOrder(*root_, nodes)) {
         Q_EMIT layoutAboutToBeChanged();
         const QModelIndexList before = persistentIndexList();
@@ -70,12 +72,12 @@ void ClipTableModel::follow(const std::vector<Node>& nodes) {
 }
 
 /// Whether all that is shown and stays has the nodes' order.
-bool ClipTableModel::isInOrder(const Item& parent, const std::vector<Node>& nodes) {
+bool ClipTableModel::isInOrder(const Item& parent, const std::vector<model::Node>& nodes) {
     const auto wanted = places(nodes);
     std::size_t least = 0;
     for (const auto& child : parent.children)
         if (const auto found = wanted.find(child->key()); found != wanted.end()) {
-            const Node& node = nodes[found->second];
+            const model::Node& node = nodes[found->second];
             if (found->second < least || (node.children && !isInOrder(*child, *node.children)))
                 return false;
             least = found->second;
@@ -84,7 +86,7 @@ bool ClipTableModel::isInOrder(const Item& parent, const std::vector<Node>& node
 }
 
 /// Gives what stays the nodes' order; what goes comes last.
-void ClipTableModel::reorder(Item& parent, const std::vector<Node>& nodes) {
+void ClipTableModel::reorder(Item& parent, const std::vector<model::Node>& nodes) {
     const auto wanted = places(nodes);
     std::vector<std::pair<std::size_t, std::unique_ptr<Item>>> placed;
     for (auto& child : parent.children) {
@@ -102,7 +104,7 @@ void ClipTableModel::reorder(Item& parent, const std::vector<Node>& nodes) {
 }
 
 /// Takes away and puts in; what stays has the nodes' order.
-void ClipTableModel::synchronizeLevel(Item& parent, const std::vector<Node>& nodes) {
+void ClipTableModel::synchronizeLevel(Item& parent, const std::vector<model::Node>& nodes) {
     const auto wanted = places(nodes);
     const auto stays = [&](const auto& child) { return wanted.contains(child->key()); };
     for (std::size_t end = parent.children.size(); end > 0;) {
@@ -130,11 +132,11 @@ void ClipTableModel::synchronizeLevel(Item& parent, const std::vector<Node>& nod
     }
 }
 
-void ClipTableModel::insert(Item& parent, std::size_t at, std::span<const Node> nodes) {
+void ClipTableModel::insert(Item& parent, std::size_t at, std::span<const model::Node> nodes) {
     beginInsertRows(indexOf(parent), static_cast<int>(at), static_cast<int>(at + nodes.size()) - 1);
     std::vector<std::unique_ptr<Item>> items;
     items.reserve(nodes.size());
-    for (const Node& node : nodes)
+    for (const model::Node& node : nodes)
         items.push_back(makeItem(parent, node));
     parent.children.insert(parent.children.begin() + static_cast<std::ptrdiff_t>(at),
                            std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
@@ -155,14 +157,14 @@ void ClipTableModel::remove(Item& parent, std::size_t first, std::size_t count) 
     endRemoveRows();
 }
 
-std::unique_ptr<ClipTableModel::Item> ClipTableModel::makeItem(Item& parent, const Node& node) {
+std::unique_ptr<ClipTableModel::Item> ClipTableModel::makeItem(Item& parent, const model::Node& node) {
     auto made = std::make_unique<Item>(Item{.parent = &parent, .name = node.name, .row = node.row});
     if (node.row)
         items_[node.row.get()] = made.get();
     else
         made->folder = node.id;
     if (node.children)
-        for (const Node& child : *node.children) {
+        for (const model::Node& child : *node.children) {
             made->children.push_back(makeItem(*made, child));
             made->children.back()->place = made->children.size() - 1;
         }
@@ -181,3 +183,5 @@ void ClipTableModel::forget(const Item& item) {
     for (const auto& child : item.children)
         forget(*child);
 }
+
+} // namespace ui

@@ -12,13 +12,15 @@
 
 #include "ui/clip_table_model.h"
 
+namespace ui {
+
 /// A line. Folders know how many of the clips below them have a problem.
 struct ClipTableModel::Item {
     Item* parent = nullptr;
     std::size_t place = 0;          ///< among the parent's children
     std::filesystem::path folder{}; ///< a clip's path is its row's
     std::string name{};
-    std::shared_ptr<Row> row{};
+    std::shared_ptr<model::Row> row{};
     std::vector<std::unique_ptr<Item>> children{};
     int problems = 0; ///< clips to be looked at; of a clip 0 or 1
     int asAsked = 0;  ///< clips with nothing but the remark that was asked for
@@ -30,3 +32,5 @@ struct ClipTableModel::Item {
         return std::tuple(row.get(), std::cref(id().native()), std::cref(name));
     }
 };
+
+} // namespace ui

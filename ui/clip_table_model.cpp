@@ -10,15 +10,17 @@
 #include "ui/format.h"
 #include "ui/icons.h"
 
-ClipTableModel::ClipTableModel(PackModel& model, QObject* parent)
+namespace ui {
+
+ClipTableModel::ClipTableModel(model::PackModel& model, QObject* parent)
     : QAbstractItemModel(parent), model_(model), root_(std::make_unique<Item>()) {
     constexpr std::chrono::milliseconds frame(16);
     telling_.setSingleShot(true);
     telling_.setInterval(frame);
     connect(&telling_, &QTimer::timeout, this, &ClipTableModel::tellChanges);
-    connect(&model, &PackModel::rowsChanged, this, &ClipTableModel::synchronize);
-    connect(&model, &PackModel::rowChanged, this, &ClipTableModel::rowChanged);
-    connect(&model, &PackModel::packingChanged, this, [this] {
+    connect(&model, &model::PackModel::rowsChanged, this, &ClipTableModel::synchronize);
+    connect(&model, &model::PackModel::rowChanged, this, &ClipTableModel::rowChanged);
+    connect(&model, &model::PackModel::packingChanged, this, [this] {
         // "Ready" becomes "Waiting" and back.
         for (const auto& [row, item] : items_)
             changed(*item);
@@ -50,7 +52,7 @@ bool ClipTableModel::isFolder(const QModelIndex& index) const {
     return !item(index).row;
 }
 
-QModelIndexList ClipTableModel::indexes(const PathSet& ids) const {
+QModelIndexList ClipTableModel::indexes(const model::PathSet& ids) const {
     QModelIndexList found;
     const auto look = [&](const Item& parent, const auto& again) -> void {
         for (const auto& child : parent.children) {
@@ -123,8 +125,8 @@ QModelIndex ClipTableModel::problem(const QModelIndex& from, bool forward) const
     return found != lines.end() ? indexOf(**found) : QModelIndex();
 }
 
-PathSet ClipTableModel::shownClips(const PathSet& ids) const {
-    PathSet clips;
+model::PathSet ClipTableModel::shownClips(const model::PathSet& ids) const {
+    model::PathSet clips;
     const auto take = [&](const Item& parent, bool all, const auto& again) -> void {
         for (const auto& child : parent.children) {
             const bool taken = all || ids.contains(child->id());
@@ -152,7 +154,7 @@ void ClipTableModel::recount(Item& item) {
         changed(item);
 }
 
-void ClipTableModel::rowChanged(const std::shared_ptr<Row>& row) {
+void ClipTableModel::rowChanged(const std::shared_ptr<model::Row>& row) {
     const auto found = items_.find(row.get());
     if (found == items_.end()) {
         if (order_.onlyProblems && row->needsLook())
@@ -205,7 +207,7 @@ void ClipTableModel::tellChanges() {
 StatusCell ClipTableModel::status(const Item& item) const {
     if (item.row)
         return statusCell(*item.row, model_);
-    std::vector<std::shared_ptr<Row>> problems;
+    std::vector<std::shared_ptr<model::Row>> problems;
     problems.reserve(static_cast<std::size_t>(item.problems));
     const auto collect = [&](const Item& folder, const auto& again) -> void {
         for (const auto& child : folder.children)
@@ -223,7 +225,7 @@ QString ClipTableModel::display(const Item& item, ClipColumn column) const {
         return status(item).text;
     if (item.row)
         return cellText(*item.row, column);
-    return column == ClipColumn::name   ? text(item.name)
+    return column == ClipColumn::name   ? model::text(item.name)
            : column == ClipColumn::size ? QStringLiteral("--")
                                         : QString();
 }
@@ -236,10 +238,10 @@ QVariant ClipTableModel::data(const QModelIndex& index, int role) const {
         return display(line, column);
     case Qt::DecorationRole:
         if (column == ClipColumn::name)
-            return line.row ? Icons::clip(fileName(line.id())) : Icons::folder();
+            return line.row ? Icons::clip(model::text(line.row->clip().fileName())) : Icons::folder();
         return {};
     case Qt::ToolTipRole: {
-        const QString tip = column == ClipColumn::name     ? text(line.name)
+        const QString tip = column == ClipColumn::name     ? model::text(line.name)
                             : column == ClipColumn::status ? status(line).toolTip
                                                            : QString();
         return tip.isEmpty() ? QVariant() : Format::toolTip(tip);
@@ -270,3 +272,5 @@ QVariant ClipTableModel::headerData(int section, Qt::Orientation orientation, in
         return data(createIndex(0, section, root_.get()), Qt::TextAlignmentRole);
     return {};
 }
+
+} // namespace ui

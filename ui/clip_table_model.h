@@ -12,6 +12,8 @@
 #include "ui/clip_cells.h"
 #include "ui/clip_order.h"
 
+namespace ui {
+
 /// Lines come, go and change in place: views keep their scroll position, expansion and selection. Changes of
 /// rows are told together, once a frame.
 class ClipTableModel : public QAbstractItemModel {
@@ -21,15 +23,15 @@ class ClipTableModel : public QAbstractItemModel {
     /// Beside the usual roles, for the Status column: a StatusLook, and a fraction.
     enum Role { statusRole = Qt::UserRole, progressRole };
 
-    explicit ClipTableModel(PackModel& model, QObject* parent = nullptr);
+    explicit ClipTableModel(model::PackModel& model, QObject* parent = nullptr);
     ~ClipTableModel() override;
 
     /// The id of a line, and the lines with an id.
     [[nodiscard]] const std::filesystem::path& id(const QModelIndex& index) const;
-    [[nodiscard]] QModelIndexList indexes(const PathSet& ids) const;
+    [[nodiscard]] QModelIndexList indexes(const model::PathSet& ids) const;
     [[nodiscard]] bool isFolder(const QModelIndex& index) const;
     /// The clips that are shown and have one of these ids, or lie below a folder that has.
-    [[nodiscard]] PathSet shownClips(const PathSet& ids) const;
+    [[nodiscard]] model::PathSet shownClips(const model::PathSet& ids) const;
 
     /// Shows only clips to be looked at; clips that are added end that, so that they are seen.
     void setOnlyProblems(bool only);
@@ -60,30 +62,32 @@ class ClipTableModel : public QAbstractItemModel {
     [[nodiscard]] Item& item(const QModelIndex& index) const;
     [[nodiscard]] QModelIndex indexOf(const Item& item, int column = 0) const;
     void synchronize();
-    void follow(const std::vector<Node>& nodes);
-    static bool isInOrder(const Item& parent, const std::vector<Node>& nodes);
-    static void reorder(Item& parent, const std::vector<Node>& nodes);
+    void follow(const std::vector<model::Node>& nodes);
+    static bool isInOrder(const Item& parent, const std::vector<model::Node>& nodes);
+    static void reorder(Item& parent, const std::vector<model::Node>& nodes);
     void orderSoon();
-    void synchronizeLevel(Item& parent, const std::vector<Node>& nodes);
-    void insert(Item& parent, std::size_t at, std::span<const Node> nodes);
+    void synchronizeLevel(Item& parent, const std::vector<model::Node>& nodes);
+    void insert(Item& parent, std::size_t at, std::span<const model::Node> nodes);
     void remove(Item& parent, std::size_t first, std::size_t count);
-    std::unique_ptr<Item> makeItem(Item& parent, const Node& node);
+    std::unique_ptr<Item> makeItem(Item& parent, const model::Node& node);
     void forget(const Item& item);
     void recount(Item& item);
 
-    void rowChanged(const std::shared_ptr<Row>& row);
+    void rowChanged(const std::shared_ptr<model::Row>& row);
     void changed(Item& item);
     void tellChanges();
 
     [[nodiscard]] QString display(const Item& item, ClipColumn column) const;
     [[nodiscard]] StatusCell status(const Item& item) const;
 
-    PackModel& model_;
+    model::PackModel& model_;
     std::unique_ptr<Item> root_;
-    std::unordered_map<const Row*, Item*> items_;
+    std::unordered_map<const model::Row*, Item*> items_;
     std::vector<Item*> changed_;
     QTimer telling_;
     ClipOrder order_;
     QTimer ordering_;
     std::size_t rowCount_ = 0;
 };
+
+} // namespace ui

@@ -5,6 +5,8 @@
 #include <QDBusPendingCallWatcher>
 #include <utility>
 
+namespace ui {
+
 void callDesktop(const QDBusConnection& bus, const QDBusMessage& call, QObject* context,
                  std::function<void(const QDBusMessage&)> answered) {
     // A call on a bus that is not there would never be answered.
@@ -18,3 +20,5 @@ void callDesktop(const QDBusConnection& bus, const QDBusMessage& call, QObject* 
                          answered(watcher->reply());
                      });
 }
+
+} // namespace ui

@@ -8,7 +8,11 @@
 
 class QObject;
 
+namespace ui {
+
 /// Returns at once. `answered` gets the reply or the error later, also where there is no such bus at all;
 /// nothing when `context` has gone by then.
 void callDesktop(const QDBusConnection& bus, const QDBusMessage& call, QObject* context,
                  std::function<void(const QDBusMessage&)> answered);
+
+} // namespace ui

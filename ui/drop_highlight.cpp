@@ -4,6 +4,8 @@
 #include <QEvent>
 #include <QPainter>
 
+namespace ui {
+
 DropHighlight::DropHighlight(QWidget* parent) : QWidget(parent) {
     setObjectName(QStringLiteral("dropHighlight"));
     setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -29,3 +31,5 @@ bool DropHighlight::eventFilter(QObject* watched, QEvent* event) {
     }
     return QWidget::eventFilter(watched, event);
 }
+
+} // namespace ui

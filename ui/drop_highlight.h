@@ -4,6 +4,8 @@
 
 #include <QWidget>
 
+namespace ui {
+
 /// Covers its parent and follows its size; takes no mouse events.
 class DropHighlight : public QWidget {
     Q_OBJECT
@@ -15,3 +17,5 @@ class DropHighlight : public QWidget {
     void paintEvent(QPaintEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 };
+
+} // namespace ui

@@ -10,6 +10,8 @@
 
 #include "ui/format.h"
 
+namespace ui {
+
 ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent) : QLabel(parent), mode_(mode) {
     setTextFormat(Qt::PlainText);
     setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
@@ -46,3 +48,5 @@ bool ElidedLabel::event(QEvent* event) {
         QToolTip::hideText();
     return true;
 }
+
+} // namespace ui

@@ -4,6 +4,8 @@
 
 #include <QLabel>
 
+namespace ui {
+
 class ElidedLabel : public QLabel {
     Q_OBJECT
 
@@ -22,3 +24,5 @@ class ElidedLabel : public QLabel {
 
     Qt::TextElideMode mode_;
 };
+
+} // namespace ui

@@ -9,7 +9,9 @@
 #include "ui/icons.h"
 #include "ui/svg_icon_engine.h"
 
-EmptyView::EmptyView(PackModel& model, QWidget* parent)
+namespace ui {
+
+EmptyView::EmptyView(model::PackModel& model, QWidget* parent)
     : QWidget(parent), model_(model), icon_(*new QLabel(this)), title_(*new QLabel(this)),
       description_(*new QLabel(tr("Drag them here, or click Add Folders."), this)),
       remark_(*new QLabel(this)) {
@@ -41,8 +43,8 @@ EmptyView::EmptyView(PackModel& model, QWidget* parent)
     column->addWidget(&remark_);
     column->addStretch(5);
 
-    connect(&model, &PackModel::findingChanged, this, &EmptyView::update);
-    connect(&model, &PackModel::remarksChanged, this, &EmptyView::update);
+    connect(&model, &model::PackModel::findingChanged, this, &EmptyView::update);
+    connect(&model, &model::PackModel::remarksChanged, this, &EmptyView::update);
     update();
 }
 
@@ -72,3 +74,5 @@ void EmptyView::changeEvent(QEvent* event) {
     if (event->type() == QEvent::PaletteChange)
         update();
 }
+
+} // namespace ui

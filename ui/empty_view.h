@@ -8,11 +8,13 @@
 
 class QLabel;
 
+namespace ui {
+
 class EmptyView : public QWidget {
     Q_OBJECT
 
   public:
-    explicit EmptyView(PackModel& model, QWidget* parent = nullptr);
+    explicit EmptyView(model::PackModel& model, QWidget* parent = nullptr);
 
   protected:
     /// No control is focused when the view appears: Return and the space bar press nothing by accident.
@@ -22,9 +24,11 @@ class EmptyView : public QWidget {
   private:
     void update();
 
-    PackModel& model_;
+    model::PackModel& model_;
     QLabel& icon_;
     QLabel& title_;
     QLabel& description_;
     QLabel& remark_;
 };
+
+} // namespace ui

@@ -5,11 +5,13 @@
 
 #include "ui/icons.h"
 
-ExportButton::ExportButton(PackModel& model, QWidget* parent) : QPushButton(parent), model_(model) {
+namespace ui {
+
+ExportButton::ExportButton(model::PackModel& model, QWidget* parent) : QPushButton(parent), model_(model) {
     setObjectName(QStringLiteral("exportButton"));
-    connect(&model, &PackModel::packingChanged, this, &ExportButton::update);
-    connect(&model, &PackModel::canPackChanged, this, &ExportButton::update);
-    connect(&model, &PackModel::waitingChanged, this, &ExportButton::update);
+    connect(&model, &model::PackModel::packingChanged, this, &ExportButton::update);
+    connect(&model, &model::PackModel::canPackChanged, this, &ExportButton::update);
+    connect(&model, &model::PackModel::waitingChanged, this, &ExportButton::update);
     connect(this, &QPushButton::clicked, this, [this] {
         if (stops())
             model_.stop();
@@ -38,3 +40,5 @@ void ExportButton::update() {
     setDefault(!stops);
     setEnabled(stops || model_.canPack());
 }
+
+} // namespace ui

@@ -6,12 +6,14 @@
 
 #include "model/pack_model.h"
 
+namespace ui {
+
 /// The window's default button while it reads "Export…".
 class ExportButton : public QPushButton {
     Q_OBJECT
 
   public:
-    explicit ExportButton(PackModel& model, QWidget* parent = nullptr);
+    explicit ExportButton(model::PackModel& model, QWidget* parent = nullptr);
 
   Q_SIGNALS:
     void exportAsked();
@@ -20,5 +22,7 @@ class ExportButton : public QPushButton {
     void update();
     [[nodiscard]] bool stops() const;
 
-    PackModel& model_;
+    model::PackModel& model_;
 };
+
+} // namespace ui

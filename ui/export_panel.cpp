@@ -20,6 +20,8 @@
 #include "ui/icons.h"
 #include "ui/paths.h"
 
+namespace ui {
+
 namespace {
 
 constexpr QLatin1String folderKey("exportFolder");
@@ -34,7 +36,7 @@ std::filesystem::path typedPath(QString typed) {
 
 } // namespace
 
-ExportPanel::ExportPanel(PackModel& model, QSettings& settings, QWidget* parent)
+ExportPanel::ExportPanel(model::PackModel& model, QSettings& settings, QWidget* parent)
     : QDialog(parent), model_(model), settings_(settings), message_(*new QLabel(this)),
       name_(*new QLineEdit(this)), place_(*new QLineEdit(this)), audio_(*new QComboBox(this)),
       space_(*new QLabel(this)), problem_(*new QLabel(this)) {
@@ -56,9 +58,9 @@ ExportPanel::ExportPanel(PackModel& model, QSettings& settings, QWidget* parent)
         if (!updating_.isActive())
             updating_.start();
     };
-    connect(&model, &PackModel::readingChanged, this, updateSoon);
-    connect(&model, &PackModel::rowsChanged, this, updateSoon);
-    connect(&model, &PackModel::audioChanged, this, &ExportPanel::updateMessage);
+    connect(&model, &model::PackModel::readingChanged, this, updateSoon);
+    connect(&model, &model::PackModel::rowsChanged, this, updateSoon);
+    connect(&model, &model::PackModel::audioChanged, this, &ExportPanel::updateMessage);
     updateMessage();
 
     std::vector<std::filesystem::path> folders;
@@ -146,7 +148,7 @@ void ExportPanel::askForSpace() {
     if (std::exchange(asked_, true))
         return;
     const std::filesystem::path zip = typedZip();
-    model_.lookAt(zip, [panel = QPointer(this), zip](const ExportPlace& place) {
+    model_.lookAt(zip, [panel = QPointer(this), zip](const model::ExportPlace& place) {
         if (!panel)
             return;
         panel->asked_ = false;
@@ -164,17 +166,17 @@ void ExportPanel::suggest(std::vector<std::filesystem::path> folders) {
     setPlace(first);
     if (folders.empty())
         return;
-    model_.lookAt(first / "pack.zip",
-                  [panel = QPointer(this), folders = std::move(folders), first](const ExportPlace& place) {
-                      const bool fits = place.hasFolder && !place.within;
-                      if (panel && !fits && panel->folder_ == first && !panel->place_.isModified())
-                          panel->suggest(folders);
-                  });
+    model_.lookAt(first / "pack.zip", [panel = QPointer(this), folders = std::move(folders),
+                                       first](const model::ExportPlace& place) {
+        const bool fits = place.hasFolder && !place.within;
+        if (panel && !fits && panel->folder_ == first && !panel->place_.isModified())
+            panel->suggest(folders);
+    });
 }
 
 void ExportPanel::setPlace(const std::filesystem::path& folder) {
     folder_ = folder;
-    place_.setText(text(folder.native()));
+    place_.setText(model::text(folder.native()));
     place_.setModified(false);
     problem_.hide();
 }
@@ -183,10 +185,10 @@ void ExportPanel::choose() {
     if (chooser_)
         return;
     const std::filesystem::path zip = typedZip();
-    chooser_ = new FileChooser(FileChooser::What::zip, zip.parent_path(), fileName(zip), this);
+    chooser_ = new FileChooser(FileChooser::What::zip, zip.parent_path(), model::fileName(zip), this);
     connect(chooser_, &FileChooser::chosen, this, [this](const std::vector<std::filesystem::path>& files) {
         agreedZip_ = files.front();
-        name_.setText(fileName(agreedZip_));
+        name_.setText(model::fileName(agreedZip_));
         setPlace(agreedZip_.parent_path());
     });
 }
@@ -207,28 +209,28 @@ void ExportPanel::accept() {
         return;
     }
     export_->setEnabled(false); // until the disk has answered; a network's may never do
-    model_.lookAt(zip, [panel = QPointer(this), zip](const ExportPlace& place) {
+    model_.lookAt(zip, [panel = QPointer(this), zip](const model::ExportPlace& place) {
         if (panel)
             panel->looked(zip, place);
     });
 }
 
-void ExportPanel::looked(const std::filesystem::path& zip, const ExportPlace& place) {
+void ExportPanel::looked(const std::filesystem::path& zip, const model::ExportPlace& place) {
     export_->setEnabled(true);
     if (!place.hasFolder)
-        return refuse(tr("There is no folder “%1”.").arg(text(zip.parent_path().native())));
+        return refuse(tr("There is no folder “%1”.").arg(model::text(zip.parent_path().native())));
     if (place.isFolder)
-        return refuse(tr("“%1” is a folder.").arg(fileName(zip)));
+        return refuse(tr("“%1” is a folder.").arg(model::fileName(zip)));
     const bool remember = !place.within;
     const auto replace = [this, zip, remember, exists = place.exists] {
         if (!exists || zip == agreedZip_)
             return confirm(zip, remember);
-        ask(tr("“%1” exists already. Replace it?").arg(fileName(zip)), tr("Replace"),
+        ask(tr("“%1” exists already. Replace it?").arg(model::fileName(zip)), tr("Replace"),
             [this, zip, remember] { confirm(zip, remember); });
     };
     if (!place.within)
         return replace();
-    ask(tr("“%1” is one of the added folders. Save the pack in it?").arg(fileName(*place.within)),
+    ask(tr("“%1” is one of the added folders. Save the pack in it?").arg(model::fileName(*place.within)),
         tr("Save There"), replace);
 }
 
@@ -259,3 +261,5 @@ void ExportPanel::refuse(const QString& reason) {
     problem_.setText(reason);
     problem_.show();
 }
+
+} // namespace ui

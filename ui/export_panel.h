@@ -10,11 +10,14 @@
 
 #include "model/pack_model.h"
 
-class FileChooser;
 class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+
+namespace ui {
+
+class FileChooser;
 
 /// The choice of sound is the model's at once, also when the panel is cancelled. Opens on the folder of the
 /// last export, else on Documents or the home folder, never in a folder that was added. Asks before the pack
@@ -24,7 +27,7 @@ class ExportPanel : public QDialog {
     Q_OBJECT
 
   public:
-    ExportPanel(PackModel& model, QSettings& settings, QWidget* parent);
+    ExportPanel(model::PackModel& model, QSettings& settings, QWidget* parent);
 
     void accept() override;
 
@@ -39,12 +42,12 @@ class ExportPanel : public QDialog {
     void setPlace(const std::filesystem::path& folder);
     void choose();
     [[nodiscard]] std::filesystem::path typedZip() const;
-    void looked(const std::filesystem::path& zip, const ExportPlace& place);
+    void looked(const std::filesystem::path& zip, const model::ExportPlace& place);
     void confirm(const std::filesystem::path& zip, bool remember);
     void ask(const QString& question, const QString& agree, std::function<void()> agreed);
     void refuse(const QString& reason);
 
-    PackModel& model_;
+    model::PackModel& model_;
     QSettings& settings_;
     QLabel& message_;
     QLineEdit& name_;
@@ -61,3 +64,5 @@ class ExportPanel : public QDialog {
     bool asked_ = false; ///< and not answered: a disk may never do
     std::optional<std::int64_t> freeSpace_;
 };
+
+} // namespace ui

@@ -17,6 +17,8 @@
 #include "ui/desktop_call.h"
 #include "ui/paths.h"
 
+namespace ui {
+
 namespace {
 
 // XDG Desktop Portal: the FileChooser interface, and the Request that each of its calls makes.
@@ -170,3 +172,5 @@ void FileChooser::answered(const std::vector<std::filesystem::path>& paths) {
     if (self)
         deleteLater();
 }
+
+} // namespace ui

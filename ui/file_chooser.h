@@ -11,6 +11,8 @@
 
 class QFileDialog;
 
+namespace ui {
+
 /// One question, from its making to its answer; then it deletes itself. Deleting it earlier closes the
 /// dialog. The session's portal is asked first, as its dialogs take several folders at once; then the
 /// platform theme. Where the desktop has no dialogs of its own, the toolkit's are shown read-only: nothing in
@@ -49,3 +51,5 @@ class FileChooser : public QObject {
     QPointer<QFileDialog> dialog_;
     QString request_; ///< the portal's, as long as its dialog may be open
 };
+
+} // namespace ui

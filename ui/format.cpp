@@ -18,6 +18,8 @@
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
+namespace ui {
+
 namespace Format {
 
 namespace {
@@ -151,3 +153,5 @@ QString toolTip(const QString& text) {
 }
 
 } // namespace Format
+
+} // namespace ui

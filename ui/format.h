@@ -7,6 +7,8 @@
 #include <chrono>
 #include <optional>
 
+namespace ui {
+
 namespace Format {
 
 /// Seconds as 1:00 or 1:02:05; empty for what is no length.
@@ -27,3 +29,5 @@ namespace Format {
 [[nodiscard]] QString toolTip(const QString& text);
 
 } // namespace Format
+
+} // namespace ui

@@ -9,6 +9,8 @@
 
 #include "ui/svg_icon_engine.h"
 
+namespace ui {
+
 namespace Icons {
 
 namespace {
@@ -107,3 +109,5 @@ QColor secondary(const QPalette& palette) {
 }
 
 } // namespace Icons
+
+} // namespace ui

@@ -6,6 +6,8 @@
 #include <QIcon>
 #include <QPalette>
 
+namespace ui {
+
 namespace Icons {
 
 [[nodiscard]] QIcon addFolder();
@@ -27,3 +29,5 @@ namespace Icons {
 [[nodiscard]] QColor secondary(const QPalette& palette);
 
 } // namespace Icons
+
+} // namespace ui

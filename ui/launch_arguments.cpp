@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/launch_arguments.h"
 
+namespace ui {
+
 LaunchArguments launchArguments(std::span<const std::string> arguments,
                                 const std::filesystem::path& workingFolder) {
     LaunchArguments found;
@@ -23,3 +25,5 @@ LaunchArguments launchArguments(std::span<const std::string> arguments,
     }
     return found;
 }
+
+} // namespace ui

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace ui {
+
 struct LaunchArguments {
     /// Plain words, and everything after the first `--add` whatever it looks like.
     std::vector<std::filesystem::path> add;
@@ -21,3 +23,5 @@ struct LaunchArguments {
 /// relative to the working folder.
 [[nodiscard]] LaunchArguments launchArguments(std::span<const std::string> arguments,
                                               const std::filesystem::path& workingFolder);
+
+} // namespace ui

@@ -6,6 +6,8 @@
 #include <QStyle>
 #include <QStyleOptionFocusRect>
 
+namespace ui {
+
 namespace {
 
 constexpr int frame = 2; // for the focus
@@ -43,3 +45,5 @@ void LinkButton::keyPressEvent(QKeyEvent* event) {
     else
         QPushButton::keyPressEvent(event);
 }
+
+} // namespace ui

@@ -4,6 +4,8 @@
 
 #include <QPushButton>
 
+namespace ui {
+
 class LinkButton : public QPushButton {
     Q_OBJECT
 
@@ -15,3 +17,5 @@ class LinkButton : public QPushButton {
     void paintEvent(QPaintEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 };
+
+} // namespace ui

@@ -12,6 +12,8 @@
 #include "model/text.h"
 #include "ui/desktop_call.h"
 
+namespace ui {
+
 namespace {
 
 /// Services of desktops that keep a session awake: ways to ask for the same, in the order in which they are
@@ -37,10 +39,10 @@ QDBusMessage methodCall(const SessionService& service, const char* method) {
 
 } // namespace
 
-LongJob::LongJob(PackModel& model, QObject* parent) : QObject(parent), model_(model) {
-    connect(&model, &PackModel::packingChanged, this, &LongJob::update);
-    connect(&model, &PackModel::waitingChanged, this, &LongJob::update);
-    connect(&model, &PackModel::exportingChanged, this, &LongJob::showProgress);
+LongJob::LongJob(model::PackModel& model, QObject* parent) : QObject(parent), model_(model) {
+    connect(&model, &model::PackModel::packingChanged, this, &LongJob::update);
+    connect(&model, &model::PackModel::waitingChanged, this, &LongJob::update);
+    connect(&model, &model::PackModel::exportingChanged, this, &LongJob::showProgress);
 }
 
 LongJob::~LongJob() {
@@ -70,11 +72,11 @@ void LongJob::end() {
     if (QApplication::activeWindow() != nullptr)
         return;
     if (model_.saved())
-        notify(
-            (QStringList{
-                 tr("Saved “%1”, %2.").arg(fileName(model_.saved()->url), byteCount(model_.saved()->size))} +
-             model_.remarks())
-                .join(QLatin1Char(' ')));
+        notify((QStringList{
+                    tr("Saved “%1”, %2.")
+                        .arg(model::fileName(model_.saved()->url), model::byteCount(model_.saved()->size))} +
+                model_.remarks())
+                   .join(QLatin1Char(' ')));
     else if (model_.failure())
         notify(*model_.failure());
 }
@@ -168,3 +170,5 @@ void LongJob::mayBeSleepy() {
     if (sessionService_ >= 0)
         release(std::exchange(sessionService_, -1), sessionCookie_);
 }
+
+} // namespace ui

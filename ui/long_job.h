@@ -8,12 +8,14 @@
 
 #include "model/pack_model.h"
 
+namespace ui {
+
 /// Follows the exports of a model. What the desktop doesn't offer is left out in silence.
 class LongJob : public QObject {
     Q_OBJECT
 
   public:
-    LongJob(PackModel& model, QObject* parent);
+    LongJob(model::PackModel& model, QObject* parent);
     ~LongJob() override;
 
   private:
@@ -31,7 +33,7 @@ class LongJob : public QObject {
     static void release(int service, quint32 cookie);
     void mayBeSleepy();
 
-    PackModel& model_;
+    model::PackModel& model_;
     bool busy_ = false;
     int shownPercent_ = -1;
     quint32 exportNumber_ = 0;          ///< an answer of a service may come after the export's end
@@ -39,3 +41,5 @@ class LongJob : public QObject {
     int sessionService_ = -1;           ///< the one that keeps the session awake
     quint32 sessionCookie_ = 0;
 };
+
+} // namespace ui

@@ -29,7 +29,9 @@
 #include "ui/reveal.h"
 #include "ui/status_bar.h"
 
-MainWindow::MainWindow(PackModel& model, QSettings& settings, LaunchArguments arguments)
+namespace ui {
+
+MainWindow::MainWindow(model::PackModel& model, QSettings& settings, LaunchArguments arguments)
     : model_(model), settings_(settings), arguments_(std::move(arguments)) {
     setObjectName(QStringLiteral("main"));
     setWindowTitle(QStringLiteral("Ferrowick"));
@@ -40,8 +42,8 @@ MainWindow::MainWindow(PackModel& model, QSettings& settings, LaunchArguments ar
     makeMenus();
     new LongJob(model, this);
 
-    connect(&model, &PackModel::rowsChanged, this, &MainWindow::updateContent);
-    connect(&model, &PackModel::choosingChanged, this, &MainWindow::updateChooser);
+    connect(&model, &model::PackModel::rowsChanged, this, &MainWindow::updateContent);
+    connect(&model, &model::PackModel::choosingChanged, this, &MainWindow::updateChooser);
     updateContent();
     constexpr QSize defaultSize(1200, 560);
     resize(defaultSize.boundedTo(screen()->availableSize()));
@@ -81,7 +83,8 @@ void MainWindow::makeToolBar() {
     auto* const add = new QAction(Icons::addFolder(), tr("Add Folders"), bar);
     add->setToolTip(tr("Add camera folders or clips"));
     connect(add, &QAction::triggered, this, [this] { model_.setChoosing(true); });
-    connect(&model_, &PackModel::packingChanged, add, [this, add] { add->setEnabled(!model_.packing()); });
+    connect(&model_, &model::PackModel::packingChanged, add,
+            [this, add] { add->setEnabled(!model_.packing()); });
     bar->addAction(add);
     QWidget* const button = bar->widgetForAction(add);
     button->setObjectName(QStringLiteral("addFolders"));
@@ -118,15 +121,16 @@ void MainWindow::makeMenus() {
         pack->setEnabled(model_.canPack() && model_.waiting() == nullptr);
         stop->setEnabled(model_.packing() || model_.waiting() != nullptr);
     };
-    connect(&model_, &PackModel::waitingChanged, this, update);
-    connect(&model_, &PackModel::packingChanged, this, update);
-    connect(&model_, &PackModel::canPackChanged, this, update);
+    connect(&model_, &model::PackModel::waitingChanged, this, update);
+    connect(&model_, &model::PackModel::packingChanged, this, update);
+    connect(&model_, &model::PackModel::canPackChanged, this, update);
     update();
 
     QMenu* const edit = menuBar()->addMenu(tr("&Edit"));
     QAction* const all =
         edit->addAction(tr("Select All"), QKeySequence::SelectAll, table_, &QTreeView::selectAll);
-    connect(&model_, &PackModel::rowsChanged, all, [this, all] { all->setEnabled(!model_.rows().empty()); });
+    connect(&model_, &model::PackModel::rowsChanged, all,
+            [this, all] { all->setEnabled(!model_.rows().empty()); });
     all->setEnabled(false);
     edit->addSeparator();
     edit->addActions({table_->revealAction(), table_->removeAction()});
@@ -265,7 +269,7 @@ bool MainWindow::stopToQuit() {
     // An archive that is being written has no end to wait for: leaving removes what there is of it.
     constexpr std::chrono::milliseconds longest(1500);
     const auto leave = [] { QApplication::exit(0); };
-    connect(&model_, &PackModel::packingChanged, this, leave);
+    connect(&model_, &model::PackModel::packingChanged, this, leave);
     QTimer::singleShot(longest, this, leave);
     model_.stop();
     return false;
@@ -292,3 +296,5 @@ void MainWindow::dropEvent(QDropEvent* event) {
     else
         event->acceptProposedAction();
 }
+
+} // namespace ui

@@ -9,17 +9,20 @@
 #include "ui/file_chooser.h"
 #include "ui/launch_arguments.h"
 
+class QStackedWidget;
+
+namespace ui {
+
 class ClipTable;
 class DropHighlight;
 class ExportButton;
-class QStackedWidget;
 class StatusBar;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
   public:
-    MainWindow(PackModel& model, QSettings& settings, LaunchArguments arguments = {});
+    MainWindow(model::PackModel& model, QSettings& settings, LaunchArguments arguments = {});
 
     /// Opens the export panel, and exports to what is chosen there.
     void exportPack();
@@ -43,7 +46,7 @@ class MainWindow : public QMainWindow {
     void actOnArguments();
     [[nodiscard]] bool stopToQuit();
 
-    PackModel& model_;
+    model::PackModel& model_;
     QSettings& settings_;
     LaunchArguments arguments_;
     QStackedWidget* content_ = nullptr;
@@ -54,3 +57,5 @@ class MainWindow : public QMainWindow {
     QPointer<FileChooser> chooser_;
     bool quitting_ = false;
 };
+
+} // namespace ui

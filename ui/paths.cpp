@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/paths.h"
 
+namespace ui {
+
 std::vector<std::filesystem::path> paths(const QList<QUrl>& urls) {
     std::vector<std::filesystem::path> result;
     for (const QUrl& url : urls)
@@ -18,3 +20,5 @@ QUrl fileURL(const std::filesystem::path& path) {
     const QByteArray bytes = QByteArray::fromStdString(path.native());
     return QUrl::fromEncoded("file://" + bytes.toPercentEncoding("/"), QUrl::StrictMode);
 }
+
+} // namespace ui

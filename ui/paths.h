@@ -7,9 +7,13 @@
 #include <filesystem>
 #include <vector>
 
+namespace ui {
+
 /// The files among these addresses, in order.
 [[nodiscard]] std::vector<std::filesystem::path> paths(const QList<QUrl>& urls);
 /// A path as the toolkit writes it.
 [[nodiscard]] std::filesystem::path localPath(const QString& path);
 /// The address of an absolute path, as the desktop's other programs read it.
 [[nodiscard]] QUrl fileURL(const std::filesystem::path& path);
+
+} // namespace ui

@@ -15,6 +15,8 @@
 #include "ui/desktop_call.h"
 #include "ui/paths.h"
 
+namespace ui {
+
 namespace {
 
 /// With the place, for those who know another way there.
@@ -27,7 +29,7 @@ void sayNone(const std::filesystem::path& folder, QWidget* window) {
     box->setTextFormat(Qt::PlainText);
     box->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     box->setInformativeText(
-        QCoreApplication::translate("Reveal", "The place is %1").arg(text(folder.native())));
+        QCoreApplication::translate("Reveal", "The place is %1").arg(model::text(folder.native())));
     box->open();
 }
 
@@ -69,3 +71,5 @@ void reveal(const std::vector<std::filesystem::path>& paths, QWidget* window) {
                         openFolder(folder, window);
                 });
 }
+
+} // namespace ui

@@ -7,7 +7,11 @@
 
 class QWidget;
 
+namespace ui {
+
 /// Opens the file manager with these files and folders selected, all at once; where none offers that
 /// (org.freedesktop.FileManager1), opens the folder of the first; where nothing opens that, says
 /// so before `window`. Returns at once.
 void reveal(const std::vector<std::filesystem::path>& paths, QWidget* window);
+
+} // namespace ui

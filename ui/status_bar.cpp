@@ -17,6 +17,8 @@
 #include "ui/icons.h"
 #include "ui/link_button.h"
 
+namespace ui {
+
 namespace {
 
 constexpr int iconSide = 16;
@@ -25,7 +27,7 @@ constexpr QLatin1String formatsLink("https://support.apple.com/kb/DL2100");
 
 } // namespace
 
-StatusBar::StatusBar(PackModel& model, QWidget* parent)
+StatusBar::StatusBar(model::PackModel& model, QWidget* parent)
     : QWidget(parent), model_(model), icon_(*new QLabel(this)),
       text_(*new ElidedLabel(Qt::ElideMiddle, this)), bar_(*new QProgressBar(this)), time_(*new QLabel(this)),
       link_(*new LinkButton(this)), remarkIcon_(*new QLabel(this)),
@@ -78,10 +80,11 @@ StatusBar::StatusBar(PackModel& model, QWidget* parent)
     connect(&refreshing_, &QTimer::timeout, this, &StatusBar::refresh);
     everySecond_.setInterval(std::chrono::seconds(1));
     connect(&everySecond_, &QTimer::timeout, this, &StatusBar::refreshTime);
-    for (const auto signal :
-         {&PackModel::exportingChanged, &PackModel::findingChanged, &PackModel::readingChanged,
-          &PackModel::waitingChanged, &PackModel::failureChanged, &PackModel::savedChanged,
-          &PackModel::remarksChanged, &PackModel::cantOpenChanged, &PackModel::rowsChanged})
+    for (const auto signal : {&model::PackModel::exportingChanged, &model::PackModel::findingChanged,
+                              &model::PackModel::readingChanged, &model::PackModel::waitingChanged,
+                              &model::PackModel::failureChanged, &model::PackModel::savedChanged,
+                              &model::PackModel::remarksChanged, &model::PackModel::cantOpenChanged,
+                              &model::PackModel::rowsChanged})
         connect(&model, signal, this, &StatusBar::refreshSoon);
     refresh();
 }
@@ -112,8 +115,9 @@ void StatusBar::refresh() {
     }
     everySecond_.stop();
     // An export that waits says so beside what it waits for.
-    const QString then =
-        model_.waiting() != nullptr ? tr(", then export “%1”").arg(fileName(*model_.waiting())) : QString();
+    const QString then = model_.waiting() != nullptr
+                             ? tr(", then export “%1”").arg(model::fileName(*model_.waiting()))
+                             : QString();
     if (model_.finding()) {
         showText(model_.waiting() != nullptr ? tr("Finding clips") + then : tr("Finding clips…"),
                  Look::plain);
@@ -129,7 +133,7 @@ void StatusBar::refresh() {
         showText(*model_.failure(), Look::warning);
     } else if (model_.saved()) {
         showText(tr("Saved “%1”, %2. Send it to Olvane.")
-                     .arg(fileName(model_.saved()->url), byteCount(model_.saved()->size)),
+                     .arg(model::fileName(model_.saved()->url), model::byteCount(model_.saved()->size)),
                  Look::plain);
         link_.setText(tr("Show in Finder"));
         link_.show();
@@ -160,9 +164,9 @@ void StatusBar::refreshTime() {
     const auto& exporting = model_.exporting();
     if (!exporting)
         return;
-    QString text = Format::timeLeft(exporting->remaining(PackModel::ExportProgress::Clock::now()));
+    QString text = Format::timeLeft(exporting->remaining(model::ExportProgress::Clock::now()));
     if (const auto size = exporting->estimatedSize())
-        text = tr("%1, about %2", "time left, size").arg(text, byteCount(*size));
+        text = tr("%1, about %2", "time left, size").arg(text, model::byteCount(*size));
     time_.setText(isRightToLeft() ? Format::isolated(text) : text);
 }
 
@@ -205,3 +209,5 @@ void StatusBar::paintEvent(QPaintEvent*) {
     line.setAlphaF(0.18F);
     painter.fillRect(QRect(0, 0, width(), 1), line);
 }
+
+} // namespace ui

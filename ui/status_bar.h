@@ -7,16 +7,19 @@
 
 #include "model/pack_model.h"
 
-class ElidedLabel;
-class LinkButton;
 class QLabel;
 class QProgressBar;
+
+namespace ui {
+
+class ElidedLabel;
+class LinkButton;
 
 class StatusBar : public QWidget {
     Q_OBJECT
 
   public:
-    explicit StatusBar(PackModel& model, QWidget* parent = nullptr);
+    explicit StatusBar(model::PackModel& model, QWidget* parent = nullptr);
 
   Q_SIGNALS:
     /// A link was followed: show these files.
@@ -37,7 +40,7 @@ class StatusBar : public QWidget {
     void showBar(double done, double total);
     void showEndlessBar();
 
-    PackModel& model_;
+    model::PackModel& model_;
     QLabel& icon_;
     ElidedLabel& text_;
     QProgressBar& bar_;
@@ -48,3 +51,5 @@ class StatusBar : public QWidget {
     QTimer refreshing_;
     QTimer everySecond_;
 };
+
+} // namespace ui

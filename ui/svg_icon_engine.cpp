@@ -13,6 +13,8 @@ static void pullResources() {
     Q_INIT_RESOURCE(ui);
 }
 
+namespace ui {
+
 namespace {
 
 QColor textColour(QIcon::Mode mode) {
@@ -56,3 +58,5 @@ QPixmap SvgIconEngine::pixmap(const QSize& size, QIcon::Mode mode, QIcon::State 
     paint(&painter, QRect(QPoint(0, 0), size), mode, state);
     return pixmap;
 }
+
+} // namespace ui

@@ -7,6 +7,8 @@
 #include <QIconEngine>
 #include <optional>
 
+namespace ui {
+
 class SvgIconEngine : public QIconEngine {
   public:
     /// `resource` is a path in the program's resources. "currentColor" in it becomes `colour`, or without one
@@ -22,3 +24,5 @@ class SvgIconEngine : public QIconEngine {
     QByteArray svg_;
     std::optional<QColor> colour_;
 };
+
+} // namespace ui

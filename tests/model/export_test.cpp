@@ -229,7 +229,7 @@ TEST_F(ExportTest, TakesEveryClipWhoseHeaderIsStillToBeRead) {
 }
 
 TEST_F(ExportTest, TellsTheTimeLeftAndTheSizeExpected) {
-    using Progress = PackModel::ExportProgress;
+    using Progress = ExportProgress;
     const Progress::Clock::time_point start{};
     PathMap<Progress::Clip> clips;
     clips["/a"] = {10, 1'000, QStringLiteral("a.mov")};

@@ -17,6 +17,8 @@
 
 namespace test {
 
+using namespace model;
+
 /// Holds threads up until a test lets them go.
 class Gate {
   public:

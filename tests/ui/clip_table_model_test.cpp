@@ -11,6 +11,8 @@
 
 namespace test {
 
+using namespace ui;
+
 namespace {
 
 class ClipTableModelTest : Offscreen, public ApplicationTest<QApplication> {

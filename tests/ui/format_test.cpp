@@ -13,6 +13,8 @@
 
 namespace {
 
+using namespace ui;
+
 using testing::ElementsAre;
 
 TEST(FormatTest, Lengths) {

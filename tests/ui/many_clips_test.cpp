@@ -13,6 +13,8 @@
 
 namespace test {
 
+using namespace ui;
+
 namespace {
 
 constexpr int clipCount = 10'000;

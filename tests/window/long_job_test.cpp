@@ -15,11 +15,15 @@ using testing::ElementsAre;
 
 namespace test {
 
+using namespace ui;
+
 namespace {
 
 class LongJobTest : public ApplicationTest<QApplication> {
   protected:
     LongJobTest() {
+        // One bus for both: it is asked for when the process first needs it.
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
         operations.make = [this](auto&&...) { gate.pass(); };
     }
     ~LongJobTest() override { gate.open(); }
@@ -59,7 +63,6 @@ TEST_F(LongJobTest, KeepsTheSessionAwakeWhereTheSystemCant) {
 }
 
 TEST_F(LongJobTest, HoldsTheSystemsLockUntilTheEnd) {
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
     const std::filesystem::path lock = folder.write("lock", "");
     const auto holders = [&] {
         const std::filesystem::directory_iterator open("/proc/self/fd");

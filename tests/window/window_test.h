@@ -19,6 +19,8 @@
 
 namespace test {
 
+using namespace ui;
+
 namespace fs = std::filesystem;
 
 class WindowTest : public ApplicationTest<QApplication> {

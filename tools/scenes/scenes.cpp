@@ -26,6 +26,9 @@
 
 namespace {
 
+using namespace model;
+using namespace ui;
+
 /// Lets the work go on up to a point.
 class Pace {
   public:

@@ -70,7 +70,7 @@ int ferrowickWindow(int argc, char** argv, Refuse* refuse) {
     QApplication application(argc, argv); // takes its own options out
     const std::vector<std::string> words(argv, argv + argc);
     std::error_code noFolder;
-    const LaunchArguments arguments = launchArguments(words, std::filesystem::current_path(noFolder));
+    const ui::LaunchArguments arguments = ui::launchArguments(words, std::filesystem::current_path(noFolder));
     if (arguments.unknown) {
         Opening::forget();
         return refuse(("Ferrowick knows no option “" + *arguments.unknown + "”.").c_str());
@@ -83,13 +83,13 @@ int ferrowickWindow(int argc, char** argv, Refuse* refuse) {
     QApplication::setApplicationVersion(QStringLiteral(FERROWICK_VERSION));
     QApplication::setOrganizationName(QStringLiteral("Ferrowick"));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.ferrowick.Ferrowick"));
-    QApplication::setWindowIcon(Icons::application());
+    QApplication::setWindowIcon(ui::Icons::application());
 
     QSettings settings;
-    const auto model = std::make_unique<PackModel>(settings);
+    const auto model = std::make_unique<model::PackModel>(settings);
     int exitCode = 0;
     {
-        MainWindow window(*model, settings, arguments);
+        ui::MainWindow window(*model, settings, arguments);
         window.show();
         exitCode = QApplication::exec();
     }
