@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The program itself on a screen, driven from outside: by its arguments, by keys that the window manager
 // passes on.
+#include <QProcess>
 #include <chrono>
-#include <csignal>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -25,6 +25,15 @@ class ProgramTest : public testing::Test {
         fs::create_directories(folder / "A001");
         for (const char* name : {"C1.mov", "C2.mov"})
             fs::copy_file(test::clip({}), folder / "A001" / name);
+    }
+    /// The program, with the test's folder as its working folder.
+    void start(const QStringList& arguments) {
+        program.setWorkingDirectory(QString::fromStdString(folder.path().native()));
+        program.start(QStringLiteral(FERROWICK_PROGRAM), arguments);
+    }
+    [[nodiscard]] bool endsInOrder() {
+        return program.waitForFinished(60'000) && program.exitStatus() == QProcess::NormalExit &&
+               program.exitCode() == 0;
     }
     static void xdotool(std::vector<std::string> words) {
         words.insert(words.begin(), "xdotool");
@@ -55,19 +64,20 @@ class ProgramTest : public testing::Test {
         return eventually([&] { return fs::exists(file); });
     }
     TemporaryFolder folder;
+    QProcess program;
 };
 
 TEST_F(ProgramTest, AddsAndExportsByItself) {
-    Process program({FERROWICK_PROGRAM, "A001", "--export", "Out.zip"}, {.workingFolder = folder.path()});
+    start({QStringLiteral("A001"), QStringLiteral("--export"), QStringLiteral("Out.zip")});
     ASSERT_TRUE(appears(folder / "Out.zip"));
     findWindow("^Ferrowick$");
     xdotool({"key", "ctrl+q"});
-    EXPECT_EQ(program.wait().exitCode, 0);
+    EXPECT_TRUE(endsInOrder());
     EXPECT_THAT(runChecked({"unzip", "-Z1", folder / "Out.zip"}), testing::HasSubstr("Out/A001/C2.mov\n"));
 }
 
 TEST_F(ProgramTest, WorksByKeyboardAlone) {
-    Process program({FERROWICK_PROGRAM}, {.workingFolder = folder.path()});
+    start({});
     findWindow("^Ferrowick$");
     xdotool({"key", "ctrl+o"});
     findWindow("^Add Folders");
@@ -90,7 +100,7 @@ TEST_F(ProgramTest, WorksByKeyboardAlone) {
     xdotool({"key", "Return"});
     ASSERT_TRUE(appears(folder / "by hand.zip"));
     xdotool({"key", "ctrl+q"});
-    EXPECT_EQ(program.wait().exitCode, 0);
+    EXPECT_TRUE(endsInOrder());
     runChecked({"unzip", "-tqq", folder / "by hand.zip"});
     EXPECT_EQ(
         runChecked({"unzip", "-Z1", folder / "by hand.zip"}),
@@ -100,12 +110,13 @@ TEST_F(ProgramTest, WorksByKeyboardAlone) {
 TEST_F(ProgramTest, ASignalLeavesNoWorkingFolder) {
     for (int number = 0; number < 300; ++number)
         fs::create_hard_link(folder / "A001/C1.mov", folder / ("A001/L" + std::to_string(number) + ".mov"));
-    const Process program({FERROWICK_PROGRAM, "--add", "A001", "--export", "Out.zip"},
-                          {.workingFolder = folder.path()});
+    start({QStringLiteral("--add"), QStringLiteral("A001"), QStringLiteral("--export"),
+           QStringLiteral("Out.zip")});
     ASSERT_TRUE(appears(folder / "Out"));
-    program.send(SIGTERM);
+    program.terminate();
     EXPECT_TRUE(eventually([&] { return !fs::exists(folder / "Out"); }));
     EXPECT_FALSE(fs::exists(folder / "Out.zip"));
+    EXPECT_TRUE(program.waitForFinished(60'000));
 }
 
 } // namespace
