@@ -115,7 +115,7 @@ class Archive::Writer {
         const std::uint64_t start = output_.position();
         output_.append(directory_);
         output_.append(directoryEnd(entries_, start, directory_.size()));
-        output_.flush();
+        output_.finish();
         temporary_.file().close();
         replaceDurably(temporary_.path(), zip_);
     }
@@ -140,12 +140,12 @@ class Archive::Writer {
         if (entry.name.size() > longestName)
             throw std::system_error(std::make_error_code(std::errc::filename_too_long));
         entry.start = output_.position();
-        output_.append(localHeader(entry));
+        output_.appendDraft(localHeader(entry));
         return entry;
     }
 
     void end(const ZipEntry& entry) {
-        output_.replace(entry.start, localHeader(entry));
+        output_.completeDraft(localHeader(entry));
         const std::vector<std::byte> header = directoryHeader(entry);
         directory_.insert(directory_.end(), header.begin(), header.end());
         ++entries_;

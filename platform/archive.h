@@ -9,9 +9,10 @@
 
 namespace platform {
 
-/// A zip archive on its way: written to a temporary file beside its place, with UTF-8 names, modification
-/// times, and zip64 where it takes that (PKWARE APPNOTE 6.3). Names are paths with "/". All entries stand
-/// below one folder. Throws std::system_error with the system's reason; what has thrown takes no more.
+/// A zip archive on its way: written to a temporary file beside its place, in the background, with UTF-8
+/// names, modification times, and zip64 where it takes that (PKWARE APPNOTE 6.3). Names are paths with "/".
+/// All entries stand below one folder. Throws std::system_error with the system's reason; what has thrown
+/// takes no more.
 class Archive {
   public:
     /// `zip` is the archive's place, `root` the name that its entries stand under.

@@ -58,18 +58,23 @@ class WritableFile {
     WritableFile& operator=(WritableFile&&) = delete;
 
     void writeAt(std::uint64_t offset, std::span<const std::byte> bytes);
+    /// The same for much that nobody will read soon: past the system's cache, which costs nothing but the
+    /// disk's time, if offset, size and memory are multiples of `pieceAlignment` and the file system is known
+    /// to do that well; else through the cache, and the disk is made to begin at once, so that there is
+    /// little left to wait for at the end.
+    void writePiece(std::uint64_t offset, std::span<const std::byte> bytes);
+    static constexpr std::size_t pieceAlignment = 4096;
     /// Bytes read: fewer than asked for only at the end of the file.
     std::size_t readAt(std::uint64_t offset, std::span<std::byte> out) const;
     /// Gives the file the group and permissions of the one at `path`, access list included, as far as the
     /// file system has them and this user may; without one there it keeps its own.
     void takePermissions(const std::filesystem::path& path) const noexcept;
-    /// Lets the disk begin with these bytes at once, so that there is little left to wait for at the end.
-    void startFlushing(std::uint64_t offset, std::uint64_t length) const noexcept;
     /// Closes the file; reports what the system held back until now. The destructor closes without reporting.
     void close();
 
   private:
     explicit WritableFile(int descriptor) : descriptor_(descriptor) {}
+    std::size_t writePastCache(std::uint64_t offset, std::span<const std::byte> bytes) const noexcept;
     int descriptor_;
 };
 

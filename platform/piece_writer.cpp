@@ -2,23 +2,40 @@
 #include "platform/piece_writer.h"
 
 #include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "platform/thread_name.h"
 
 namespace platform {
 
 namespace {
 
+constexpr std::size_t blockSize = WritableFile::pieceAlignment;
 constexpr std::size_t pieceSize = 1 << 20;
+
+template <typename Blocks>
+std::span<std::byte> bytesOf(Blocks& blocks) {
+    return std::as_writable_bytes(std::span(blocks));
+}
 
 } // namespace
 
-PieceWriter::PieceWriter(WritableFile& file) : file_(file), piece_(pieceSize) {}
+PieceWriter::PieceWriter(WritableFile& file)
+    : file_(file), filling_(pieceSize / blockSize), writing_(pieceSize / blockSize) {
+    try {
+        thread_ = std::jthread([this](const std::stop_token& stop) { run(stop); });
+    } catch (const std::system_error&) {
+        return; // without one, then
+    }
+}
 
 std::span<std::byte> PieceWriter::grow(std::uint64_t most) {
-    if (used_ == piece_.size())
-        flush();
-    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(most, piece_.size() - used_));
+    if (used_ == pieceSize)
+        handOver();
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(most, pieceSize - used_));
     used_ += size;
-    return std::span(piece_).subspan(used_ - size, size);
+    return bytesOf(filling_).subspan(used_ - size, size);
 }
 
 void PieceWriter::append(std::span<const std::byte> bytes) {
@@ -29,21 +46,90 @@ void PieceWriter::append(std::span<const std::byte> bytes) {
     }
 }
 
-void PieceWriter::replace(std::uint64_t position, std::span<const std::byte> bytes) {
-    const std::uint64_t ahead = start_ - std::min(start_, position);
-    const auto written = bytes.first(static_cast<std::size_t>(std::min<std::uint64_t>(ahead, bytes.size())));
-    if (!written.empty())
-        file_.writeAt(position, written);
-    if (const auto rest = bytes.subspan(written.size()); !rest.empty())
-        std::ranges::copy(rest,
-                          piece_.begin() + static_cast<std::ptrdiff_t>(position + written.size() - start_));
+void PieceWriter::appendDraft(std::span<const std::byte> bytes) {
+    draftStart_ = position();
+    draftEnd_ = draftStart_ + bytes.size();
+    append(bytes);
 }
 
-void PieceWriter::flush() {
-    file_.writeAt(start_, std::span(piece_).first(used_));
-    file_.startFlushing(start_, used_);
-    start_ += used_;
-    used_ = 0;
+void PieceWriter::completeDraft(std::span<const std::byte> bytes) {
+    if (!kept_.empty()) {
+        const auto place = std::span(kept_).subspan(static_cast<std::size_t>(draftStart_ - keptStart_));
+        const auto written = bytes.first(std::min(bytes.size(), place.size()));
+        std::ranges::copy(written, place.begin());
+        bytes = bytes.subspan(written.size());
+        std::unique_lock guard(lock_);
+        waitForPiece(guard);
+        file_.writeAt(keptStart_, kept_);
+        kept_.clear();
+    }
+    if (!bytes.empty())
+        std::ranges::copy(
+            bytes,
+            bytesOf(filling_).subspan(static_cast<std::size_t>(draftEnd_ - bytes.size() - start_)).begin());
+    draftStart_ = draftEnd_ = 0;
+}
+
+void PieceWriter::finish() {
+    handOver();
+    std::unique_lock guard(lock_);
+    waitForPiece(guard);
+}
+
+void PieceWriter::handOver() {
+    keepDraft();
+    std::unique_lock guard(lock_);
+    waitForPiece(guard);
+    writing_.swap(filling_);
+    writingStart_ = std::exchange(start_, start_ + used_);
+    writingSize_ = std::exchange(used_, 0);
+    if (!thread_.joinable())
+        return writePiece();
+    isPending_ = true;
+    guard.unlock();
+    changed_.notify_all();
+}
+
+/// A block that is written whole again need not be read again.
+void PieceWriter::keepDraft() {
+    if (draftEnd_ <= start_ || draftStart_ >= position())
+        return;
+    const std::uint64_t begin = std::max(draftStart_ / blockSize * blockSize, start_);
+    const std::uint64_t end =
+        std::min((draftEnd_ + blockSize - 1) / blockSize * blockSize, start_ + pieceSize);
+    if (kept_.empty())
+        keptStart_ = begin;
+    const auto blocks = bytesOf(filling_).subspan(static_cast<std::size_t>(begin - start_),
+                                                  static_cast<std::size_t>(end - begin));
+    kept_.insert(kept_.end(), blocks.begin(), blocks.end());
+}
+
+void PieceWriter::waitForPiece(std::unique_lock<std::mutex>& guard) {
+    changed_.wait(guard, [this] { return !isPending_; });
+    if (error_)
+        std::rethrow_exception(error_);
+}
+
+void PieceWriter::writePiece() {
+    file_.writePiece(writingStart_, bytesOf(writing_).first(writingSize_));
+}
+
+void PieceWriter::run(const std::stop_token& stop) {
+    nameThread("archive");
+    std::unique_lock guard(lock_);
+    while (changed_.wait(guard, stop, [this] { return isPending_; })) {
+        guard.unlock(); // nobody else touches the piece while it is pending
+        std::exception_ptr error;
+        try {
+            writePiece();
+        } catch (...) {
+            error = std::current_exception();
+        }
+        guard.lock();
+        error_ = error;
+        isPending_ = false;
+        changed_.notify_all();
+    }
 }
 
 } // namespace platform
