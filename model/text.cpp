@@ -8,7 +8,11 @@
 namespace model {
 
 QString byteCount(std::int64_t bytes) {
-    return text(platform::byteCount(bytes, QLocale().decimalPoint().toStdString()));
+    QString count = text(platform::byteCount(bytes, QLocale().decimalPoint().toStdString()));
+    const QString zero = QLocale().zeroDigit();
+    for (char16_t digit = 0; digit < 10 && zero.size() == 1; ++digit)
+        count.replace(QChar(u'0' + digit), QChar(zero[0].unicode() + digit));
+    return count;
 }
 
 } // namespace model

@@ -19,7 +19,7 @@ namespace model {
     return text(path.filename().native());
 }
 
-/// A size in the file browser's style, with the locale's decimal mark.
+/// A size in the file browser's style, with the locale's digits and decimal mark.
 [[nodiscard]] QString byteCount(std::int64_t bytes);
 
 } // namespace model

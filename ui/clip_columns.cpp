@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "model/text.h"
 #include "ui/format.h"
 
 namespace ui {
@@ -45,20 +46,25 @@ QFont withEqualDigits(const QFont& font) {
 }
 
 std::array<ColumnWidth, clipColumnCount> columnWidths(const QFont& font, int margin) {
-    const QDateTime widestDate(QDate(2026, 12, 28), QTime(12, 58));
-    const auto fixed = [&](ClipColumn column, int least, const QString& sample, bool equalDigits = true) {
-        const int width = fit({title(column), sample}, equalDigits ? withEqualDigits(font) : font) + margin;
+    const auto fixed = [&](ClipColumn column, int least, QStringList samples, bool equalDigits = true) {
+        samples << title(column);
+        const int width = fit(samples, equalDigits ? withEqualDigits(font) : font) + margin;
         return ColumnWidth{least, width, width};
     };
+    QStringList dates; // in the morning and in the evening, with every digit
+    for (const int hour : {0, 10, 12, 22})
+        for (const int minute : {0, 11, 23, 48, 56, 59})
+            for (const int day : {20, 27, 28, 30})
+                dates << Format::date(QDateTime(QDate(2026, 12, day), QTime(hour, minute)));
     const int status =
         fit({title(ClipColumn::status), QCoreApplication::translate("ClipTable", "Reading…")}, font);
     return {ColumnWidth{160, 220, QWIDGETSIZE_MAX},
-            fixed(ClipColumn::date, 40, Format::date(widestDate), false),
-            fixed(ClipColumn::length, 40, QStringLiteral("0:00:00")),
-            fixed(ClipColumn::size, 40, QStringLiteral("000.0 MB"), false),
-            fixed(ClipColumn::timecode, 40, QStringLiteral("00:00:00:00 – 00:00:00:00")),
-            fixed(ClipColumn::fps, 30, QStringLiteral("00.000")),
-            fixed(ClipColumn::resolution, 40, QStringLiteral("0000 × 0000")),
+            fixed(ClipColumn::date, 40, dates, false),
+            fixed(ClipColumn::length, 40, {QStringLiteral("0:00:00")}),
+            fixed(ClipColumn::size, 40, {QStringLiteral("000.0 MB"), model::byteCount(888'800'000)}, false),
+            fixed(ClipColumn::timecode, 40, {QStringLiteral("00:00:00:00 – 00:00:00:00")}),
+            fixed(ClipColumn::fps, 30, {QStringLiteral("00.000"), Format::rate(88.888)}),
+            fixed(ClipColumn::resolution, 40, {QStringLiteral("0000 × 0000")}),
             ColumnWidth{40, status + margin, QWIDGETSIZE_MAX}};
 }
 

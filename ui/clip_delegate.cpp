@@ -2,8 +2,10 @@
 #include "ui/clip_delegate.h"
 
 #include <QApplication>
+#include <QHeaderView>
 #include <QPainter>
 #include <QStyle>
+#include <QTreeView>
 
 #include "ui/clip_columns.h"
 #include "ui/clip_table_model.h"
@@ -20,6 +22,31 @@ QStyle* styleOf(const QStyleOptionViewItem& option) {
     return option.widget != nullptr ? option.widget->style() : QApplication::style();
 }
 
+StatusLook look(const QModelIndex& index) {
+    const QVariant kind =
+        index.siblingAtColumn(static_cast<int>(ClipColumn::status)).data(ClipTableModel::statusRole);
+    return static_cast<StatusLook>(kind.toInt());
+}
+
+/// Whether enough of the Status column to tell of a problem is in a view.
+bool isStatusInView(const QTreeView& view) {
+    const int status = static_cast<int>(ClipColumn::status);
+    const int begin = view.header()->sectionViewportPosition(status);
+    return !view.header()->isSectionHidden(status) && begin >= 0 &&
+           begin + 2 * iconSide <= view.viewport()->width();
+}
+
+/// Cameras count their clips in the first ten signs of a name or in the last four: these go last.
+QString shortened(const QString& name, const QFontMetrics& metrics, int width) {
+    constexpr int kept = 4;
+    if (metrics.horizontalAdvance(name) <= width || name.size() <= kept)
+        return name;
+    const QString end = name.right(kept + (name[name.size() - kept].isLowSurrogate() ? 1 : 0));
+    return metrics.elidedText(name.chopped(end.size()), Qt::ElideRight,
+                              width - metrics.horizontalAdvance(end)) +
+           end;
+}
+
 } // namespace
 
 void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
@@ -30,7 +57,11 @@ void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelInd
         option->rect.adjust(cellPadding, 0, -cellPadding, 0);
     switch (static_cast<ClipColumn>(index.column())) {
     case ClipColumn::name:
-        option->textElideMode = Qt::ElideMiddle; // the ends of clips' names tell them apart
+        if (const auto* view = qobject_cast<const QTreeView*>(option->widget);
+            view != nullptr && !isStatusInView(*view) && look(index) == StatusLook::warning)
+            option->icon = Icons::warning((option->state & QStyle::State_Selected) != 0
+                                              ? option->palette.color(QPalette::HighlightedText)
+                                              : Icons::orange(option->palette));
         break;
     case ClipColumn::length:
     case ClipColumn::timecode:
@@ -40,7 +71,7 @@ void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelInd
         break;
     case ClipColumn::status: {
         const bool selected = (option->state & QStyle::State_Selected) != 0;
-        switch (static_cast<StatusLook>(index.data(ClipTableModel::statusRole).toInt())) {
+        switch (look(index)) {
         case StatusLook::warning: {
             const QColor colour =
                 selected ? option->palette.color(QPalette::HighlightedText) : Icons::orange(option->palette);
@@ -70,16 +101,20 @@ void ClipDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelInd
 void ClipDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                          const QModelIndex& index) const {
     // The selection's colour fills the padding too.
-    QStyleOptionViewItem whole = option;
-    initStyleOption(&whole, index);
+    QStyleOptionViewItem cell = option;
+    initStyleOption(&cell, index);
+    QStyleOptionViewItem whole = cell;
     whole.rect = option.rect;
-    styleOf(option)->drawPrimitive(QStyle::PE_PanelItemViewItem, &whole, painter, option.widget);
-    QStyledItemDelegate::paint(painter, option, index);
-    const QVariant kind = index.data(ClipTableModel::statusRole);
-    if (!kind.isValid() || kind.toInt() != static_cast<int>(StatusLook::progress))
-        return;
     const QStyle* style = styleOf(option);
     const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, option.widget) + 1;
+    style->drawPrimitive(QStyle::PE_PanelItemViewItem, &whole, painter, option.widget);
+    if (index.column() == static_cast<int>(ClipColumn::name)) {
+        const QRect text = style->subElementRect(QStyle::SE_ItemViewItemText, &cell, option.widget);
+        cell.text = shortened(cell.text, QFontMetrics(cell.font), text.width() - 2 * margin);
+    }
+    style->drawControl(QStyle::CE_ItemViewItem, &cell, painter, option.widget);
+    if (index.column() != static_cast<int>(ClipColumn::status) || look(index) != StatusLook::progress)
+        return;
     constexpr int widest = 240;
     QStyleOptionProgressBar bar;
     bar.initFrom(option.widget);

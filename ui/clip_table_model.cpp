@@ -241,9 +241,11 @@ QVariant ClipTableModel::data(const QModelIndex& index, int role) const {
             return line.row ? Icons::clip(model::text(line.row->clip().fileName())) : Icons::folder();
         return {};
     case Qt::ToolTipRole: {
-        const QString tip = column == ClipColumn::name     ? model::text(line.name)
-                            : column == ClipColumn::status ? status(line).toolTip
-                                                           : QString();
+        if (column != ClipColumn::name && column != ClipColumn::status)
+            return {};
+        QString tip = status(line).toolTip;
+        if (column == ClipColumn::name) // Status may be out of view
+            tip = tip.isEmpty() ? model::text(line.name) : model::text(line.name) + QLatin1Char('\n') + tip;
         return tip.isEmpty() ? QVariant() : Format::toolTip(tip);
     }
     case Qt::AccessibleTextRole:

@@ -27,6 +27,13 @@ namespace {
 constexpr QLatin1String folderKey("exportFolder");
 constexpr QLatin1String zipSuffix(".zip");
 
+/// No line ends between a size and its unit.
+QString unbroken(QString text) {
+    for (const char* unit : {"KB", "MB", "GB", "TB"})
+        text.replace(QLatin1Char(' ') + QLatin1String(unit), QChar(QChar::Nbsp) + QLatin1String(unit));
+    return text;
+}
+
 /// What a person typed as a path, "~" included.
 std::filesystem::path typedPath(QString typed) {
     if (typed == QLatin1String("~") || typed.startsWith(QLatin1String("~/")))
@@ -116,6 +123,7 @@ void ExportPanel::addFields() {
     form->addRow(tr("&Scratch Audio:"), &audio_);
 
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
+    buttons->button(QDialogButtonBox::Cancel)->setIcon({}); // beside one that has none
     export_ = buttons->addButton(tr("&Export"), QDialogButtonBox::AcceptRole);
     export_->setObjectName(QStringLiteral("panelExport"));
     export_->setDefault(true);
@@ -136,10 +144,10 @@ void ExportPanel::addFields() {
 }
 
 void ExportPanel::updateMessage() {
-    message_.setText(model_.spaceMessage(model_.audio()));
+    message_.setText(unbroken(model_.spaceMessage(model_.audio())));
     audio_.setCurrentIndex(audio_.findData(static_cast<int>(model_.audio())));
     const QString warning = freeSpace_ ? model_.spaceWarning(model_.audio(), *freeSpace_) : QString();
-    space_.setText(warning);
+    space_.setText(unbroken(warning));
     space_.setVisible(!warning.isEmpty());
 }
 

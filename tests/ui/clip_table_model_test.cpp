@@ -143,6 +143,7 @@ TEST_F(ClipTableModelTest, FollowsAnExportAndCountsProblems) {
               QStringLiteral("2.1 MB: timecode only; scratch audio is silent: sync by timecode only"));
     EXPECT_EQ(cell(ClipColumn::status, {0, 0}, Qt::ToolTipRole),
               QStringLiteral("timecode only\nscratch audio is silent: sync by timecode only"));
+    EXPECT_EQ(cell(ClipColumn::name, {0, 2, 0}, Qt::ToolTipRole), QStringLiteral("3\nNo timecode track."));
     EXPECT_EQ(cell(ClipColumn::status, {0, 1}, ClipTableModel::progressRole), QStringLiteral("0.25"));
     gate.open();
     ASSERT_TRUE(eventually([&] { return !model().packing(); }));

@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include "model/text.h"
 #include "ui/format.h"
 #include "ui/launch_arguments.h"
 #include "ui/paths.h"
@@ -14,6 +15,7 @@
 namespace {
 
 using namespace ui;
+using model::byteCount;
 
 using testing::ElementsAre;
 
@@ -52,6 +54,9 @@ TEST(FormatTest, RatesAndDatesOfALocale) {
     in("de_DE");
     EXPECT_EQ(Format::rate(24'000.0 / 1001), QStringLiteral("23,976"));
     EXPECT_EQ(Format::dateForName({2026, 11, 6}), QStringLiteral("6. Nov. 2026"));
+    in("ar_EG");
+    EXPECT_EQ(byteCount(1'130'000'000).toStdString(), "١٫١٣ GB");
+    EXPECT_EQ(Format::rate(25).toStdString(), "٢٥");
     QLocale::setDefault(QLocale::c());
 }
 

@@ -128,7 +128,7 @@ PackOperations operations(Pace& reading, Pace& packing) {
                            const Pack::MakeCallbacks& callbacks) {
         if (zip.stem() == "full")
             throw media::Error(media::Error::Category::noSpace,
-                               "The zip can't be written: no space left on device.");
+                               "The zip can't be written in /media/out: no space left on device.");
         for (const PackClip& clip : clips) {
             callbacks.item(clip, 0.62);
             packing.step();
@@ -172,12 +172,15 @@ QPalette darkPalette() {
 
 class Photographer {
   public:
-    Photographer(MainWindow& window, const QDir& folder, QString prefix)
-        : window_(window), folder_(folder), prefix_(std::move(prefix)) {}
+    /// Takes only the named pictures, or all.
+    Photographer(MainWindow& window, const QDir& folder, QString prefix, QStringList only)
+        : window_(window), folder_(folder), prefix_(std::move(prefix)), only_(std::move(only)) {}
 
     /// The window, and what is open in front of it, as they are on the screen.
     void take(const char* name) {
         QTest::qWait(400);
+        if (!only_.isEmpty() && !only_.contains(QLatin1String(name)))
+            return;
         QRect area = window_.frameGeometry();
         for (const QWidget* widget : QApplication::topLevelWidgets())
             if (widget->isVisible())
@@ -191,6 +194,7 @@ class Photographer {
     MainWindow& window_;
     QDir folder_;
     QString prefix_;
+    QStringList only_;
 };
 
 } // namespace
@@ -212,7 +216,9 @@ int main(int argc, char** argv) {
     };
     if (const QString name = valueOf("--locale"); !name.isEmpty())
         QLocale::setDefault(QLocale(name));
-    QApplication::setLayoutDirection(QLocale().textDirection());
+    // As a translation would make it; without one the toolkit mirrors nothing.
+    if (words.contains(QStringLiteral("--mirrored")))
+        QApplication::setLayoutDirection(Qt::RightToLeft);
 
     const QTemporaryDir settingsFolder;
     QSettings settings(settingsFolder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
@@ -220,12 +226,16 @@ int main(int argc, char** argv) {
     Pace packing;
     PackModel model(settings, operations(reading, packing));
     MainWindow window(model, settings);
-    if (const int width = valueOf("--width").toInt(); width > 0)
-        window.resize(width, window.height());
+    const auto pixels = [&](const char* option, int usual) {
+        const int given = valueOf(option).toInt();
+        return given > 0 ? given : usual;
+    };
+    window.resize(pixels("--width", window.width()), pixels("--height", window.height()));
     window.show();
     if (!QTest::qWaitForWindowActive(&window))
         return 1;
-    Photographer photographer(window, QDir(words[1]), words[2]);
+    Photographer photographer(window, QDir(words[1]), words[2],
+                              valueOf("--only").split(QLatin1Char(','), Qt::SkipEmptyParts));
     photographer.take("empty");
     model.add({"/home/me/Documents"});
     photographer.take("nothing");
