@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "media/base/byte_reader.h"
+#include "media/mxf/local_tags.h"
 
 namespace media::mxf {
 
@@ -66,28 +67,28 @@ std::optional<IndexSegment> readSegment(KlvReader& reader, const Klv& klv) {
         const std::uint64_t left = klv.end() - at;
         io::ByteReader value(
             reader.bytes(at, static_cast<std::size_t>(std::min<std::uint64_t>({length, left, 8}))));
-        if (tag == 0x3f0a || tag == 0x3f09) {
+        if (tag == localTag::indexEntryArray || tag == localTag::deltaEntryArray) {
             if (left < 8)
                 break;
             const ArrayHead array(reader, at, length, klv.end());
             length = array.bytes;
-            if (tag == 0x3f0a)
+            if (tag == localTag::indexEntryArray)
                 entries = array;
             else
                 segment.places = readPlaces(reader, array);
         } else if (length > left) {
             break;
-        } else if (tag == 0x3f0c && value.remaining() == 8) {
+        } else if (tag == localTag::indexStartPosition && value.remaining() == 8) {
             segment.start = value.i64();
-        } else if (tag == 0x3f0d && value.remaining() == 8) {
+        } else if (tag == localTag::indexDuration && value.remaining() == 8) {
             segment.duration = std::max<std::int64_t>(value.i64(), 0);
-        } else if (tag == 0x3f05 && value.remaining() == 4) {
+        } else if (tag == localTag::editUnitByteCount && value.remaining() == 4) {
             segment.unitBytes = value.u32();
-        } else if (tag == 0x3f06 && value.remaining() == 4) {
+        } else if (tag == localTag::indexSID && value.remaining() == 4) {
             segment.indexSID = value.u32();
-        } else if (tag == 0x3f07 && value.remaining() == 4) {
+        } else if (tag == localTag::bodySID && value.remaining() == 4) {
             segment.bodySID = value.u32();
-        } else if (tag == 0x3f08 && value.remaining() == 1) {
+        } else if (tag == localTag::sliceCount && value.remaining() == 1) {
             segment.slices = value.u8();
         }
         if (length > klv.end() - at)

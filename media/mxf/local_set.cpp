@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "media/base/byte_reader.h"
+#include "media/mxf/local_tags.h"
 
 namespace media::mxf {
 
@@ -13,7 +14,6 @@ constexpr std::uint64_t longestMetadata = 64U << 20;
 constexpr std::uint64_t longestSet = 4U << 20;
 constexpr std::size_t mostSets = 200'000;
 constexpr std::size_t readAhead = 32768;
-constexpr std::uint16_t instanceTag = 0x3c0a;
 
 template <std::size_t size>
 std::array<std::uint8_t, size> bytesOf(io::ByteReader& reader) {
@@ -174,7 +174,7 @@ MetadataSets::MetadataSets(const io::ByteSource& source, const Partition& partit
         } else if (kind == KeyKind::metadataSet) {
             LocalSet set(setKindOf(klv->key),
                          reader.bytes(klv->valueOffset, static_cast<std::size_t>(klv->length)));
-            const auto instance = set.label(instanceTag);
+            const auto instance = set.label(localTag::instanceUID);
             if (!instance)
                 continue;
             const auto [place, isNew] = sets_.try_emplace(*instance, std::move(set));

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "media/mxf/local_tags.h"
+
 namespace media::mxf {
 
 namespace {
@@ -50,18 +52,20 @@ class Builder {
                 break;
             case setKind::essenceContainerData:
                 if (metadata.containers.size() < mostPackages)
-                    metadata.containers.push_back(
-                        {set->umid(0x2701).value_or(Umid{}), small(*set, 0x3f07), small(*set, 0x3f06)});
+                    metadata.containers.push_back({set->umid(localTag::linkedPackageUID).value_or(Umid{}),
+                                                   small(*set, localTag::bodySID),
+                                                   small(*set, localTag::indexSID)});
                 break;
             default:
                 break;
             }
         }
         if (preface) {
-            metadata.lastModified = preface->timestamp(0x3b02);
-            for (const LocalSet* set : sets_.referredAll(*preface, 0x3b06))
-                metadata.identifications.push_back(
-                    {set->text(0x3c01), set->text(0x3c02), set->timestamp(0x3c06)});
+            metadata.lastModified = preface->timestamp(localTag::lastModifiedDate);
+            for (const LocalSet* set : sets_.referredAll(*preface, localTag::identifications))
+                metadata.identifications.push_back({set->text(localTag::companyName),
+                                                    set->text(localTag::productName),
+                                                    set->timestamp(localTag::modificationDate)});
         }
         return metadata;
     }
@@ -70,67 +74,68 @@ class Builder {
     Package package(const LocalSet& set) {
         Package package;
         package.isMaterial = set.kind() == setKind::materialPackage;
-        package.id = set.umid(0x4401).value_or(Umid{});
-        package.created = set.timestamp(0x4405);
-        for (const LocalSet* track : sets_.referredAll(set, 0x4403)) {
+        package.id = set.umid(localTag::packageUID).value_or(Umid{});
+        package.created = set.timestamp(localTag::packageCreationDate);
+        for (const LocalSet* track : sets_.referredAll(set, localTag::packageTracks)) {
             if (track->kind() == setKind::track && tracks_++ < mostTracks)
                 package.tracks.push_back(packageTrack(*track));
         }
-        if (const LocalSet* found = sets_.referred(set, 0x4701))
+        if (const LocalSet* found = sets_.referred(set, localTag::packageDescriptor))
             package.descriptor = descriptor(*found, 0);
         return package;
     }
 
     PackageTrack packageTrack(const LocalSet& set) {
         PackageTrack track;
-        track.id = small(set, 0x4801);
-        track.number = small(set, 0x4804);
-        track.editRate = set.rational(0x4b01).value_or(Rational{});
-        track.origin = plausible(set, 0x4b02, 0);
-        const LocalSet* content = sets_.referred(set, 0x4803);
+        track.id = small(set, localTag::trackID);
+        track.number = small(set, localTag::trackNumber);
+        track.editRate = set.rational(localTag::editRate).value_or(Rational{});
+        track.origin = plausible(set, localTag::origin, 0);
+        const LocalSet* content = sets_.referred(set, localTag::trackSequence);
         if (!content)
             return track;
-        track.kind = dataKind(content->label(0x0201).value_or(Label{}));
-        track.duration = plausible(*content, 0x0202, -1);
+        track.kind = dataKind(content->label(localTag::dataDefinition).value_or(Label{}));
+        track.duration = plausible(*content, localTag::duration, -1);
         if (content->kind() != setKind::sequence) { // a bare component stands for a sequence of one
             track.components.push_back(component(*content, 0));
             return track;
         }
-        for (const LocalSet* found : sets_.referredAll(*content, 0x1001)) {
+        for (const LocalSet* found : sets_.referredAll(*content, localTag::structuralComponents)) {
             if (components_++ >= mostComponents)
                 break;
             track.components.push_back(component(*found, 0));
             if (track.kind == DataKind::unknown)
-                track.kind = dataKind(found->label(0x0201).value_or(Label{}));
+                track.kind = dataKind(found->label(localTag::dataDefinition).value_or(Label{}));
         }
         return track;
     }
 
     Component component(const LocalSet& set, int depth) {
         Component component;
-        component.duration = plausible(set, 0x0202, -1);
+        component.duration = plausible(set, localTag::duration, -1);
         switch (set.kind()) {
         case setKind::sourceClip:
             component.kind = Component::Kind::sourceClip;
-            component.sourcePackage = set.umid(0x1101).value_or(Umid{});
-            component.sourceTrack = small(set, 0x1102);
-            component.startPosition = plausible(set, 0x1201, 0);
+            component.sourcePackage = set.umid(localTag::sourcePackageID).value_or(Umid{});
+            component.sourceTrack = small(set, localTag::sourceTrackID);
+            component.startPosition = plausible(set, localTag::startPosition, 0);
             break;
         case setKind::timecodeComponent:
             component.kind = Component::Kind::timecode;
-            component.startTimecode = set.position(0x1501).value_or(-1);
+            component.startTimecode = set.position(localTag::startTimecode).value_or(-1);
             if (component.startTimecode > latestTimecode)
                 component.startTimecode = -1;
-            component.base = small(set, 0x1502);
-            component.dropFrame = small(set, 0x1503) == 1;
+            component.base = small(set, localTag::roundedTimecodeBase);
+            component.dropFrame = small(set, localTag::dropFrame) == 1;
             break;
         case setKind::filler:
             component.kind = Component::Kind::filler;
             break;
         case setKind::essenceGroup: // several renditions of the same: the first one
         case setKind::pulldown: {
-            const auto choices = set.kind() == setKind::pulldown ? std::vector{sets_.referred(set, 0x0d01)}
-                                                                 : sets_.referredAll(set, 0x0501);
+            const auto choices = set.kind() == setKind::pulldown
+                                     ? std::vector{sets_.referred(set, localTag::inputSegment)}
+                                     : sets_.referredAll(set, localTag::choices);
             if (!choices.empty() && choices.front() && depth < deepestNesting) {
                 const std::int64_t duration = component.duration;
                 component = this->component(*choices.front(), depth + 1);
@@ -147,31 +152,32 @@ class Builder {
     Descriptor descriptor(const LocalSet& set, int depth) {
         Descriptor descriptor;
         descriptor.kind = set.kind();
-        descriptor.linkedTrack = small(set, 0x3006);
-        descriptor.sampleRate = set.rational(0x3001).value_or(Rational{});
-        descriptor.essenceContainer = set.label(0x3004).value_or(Label{});
+        descriptor.linkedTrack = small(set, localTag::linkedTrackID);
+        descriptor.sampleRate = set.rational(localTag::sampleRate).value_or(Rational{});
+        descriptor.essenceContainer = set.label(localTag::essenceContainer).value_or(Label{});
         descriptor.isSound = set.kind() == setKind::genericSound || set.kind() == setKind::waveSound ||
-                             set.kind() == setKind::aes3Sound || set.number(0x3d03) || set.number(0x3d07);
-        descriptor.isPicture = !descriptor.isSound && set.number(0x3203);
+                             set.kind() == setKind::aes3Sound || set.number(localTag::audioSamplingRate) ||
+                             set.number(localTag::channelCount);
+        descriptor.isPicture = !descriptor.isSound && set.number(localTag::storedWidth);
         PictureDescription& picture = descriptor.picture;
-        picture.storedWidth = small(set, 0x3203);
-        picture.storedHeight = small(set, 0x3202);
-        picture.sampledWidth = small(set, 0x3205);
-        picture.sampledHeight = small(set, 0x3204);
-        picture.displayWidth = small(set, 0x3209);
-        picture.displayHeight = small(set, 0x3208);
-        picture.frameLayout = static_cast<std::uint8_t>(small(set, 0x320c));
-        picture.aspectRatio = set.rational(0x320e).value_or(Rational{});
+        picture.storedWidth = small(set, localTag::storedWidth);
+        picture.storedHeight = small(set, localTag::storedHeight);
+        picture.sampledWidth = small(set, localTag::sampledWidth);
+        picture.sampledHeight = small(set, localTag::sampledHeight);
+        picture.displayWidth = small(set, localTag::displayWidth);
+        picture.displayHeight = small(set, localTag::displayHeight);
+        picture.frameLayout = static_cast<std::uint8_t>(small(set, localTag::frameLayout));
+        picture.aspectRatio = set.rational(localTag::aspectRatio).value_or(Rational{});
         if (referenceRateTag_)
             picture.referenceRate = set.rational(*referenceRateTag_).value_or(Rational{});
         SoundDescription& sound = descriptor.sound;
-        sound.samplingRate = set.rational(0x3d03).value_or(Rational{});
-        sound.bits = small(set, 0x3d01);
-        sound.channels = small(set, 0x3d07);
-        sound.blockAlign = small(set, 0x3d0a);
-        sound.compression = set.label(0x3d06).value_or(Label{});
+        sound.samplingRate = set.rational(localTag::audioSamplingRate).value_or(Rational{});
+        sound.bits = small(set, localTag::quantizationBits);
+        sound.channels = small(set, localTag::channelCount);
+        sound.blockAlign = small(set, localTag::blockAlign);
+        sound.compression = set.label(localTag::soundEssenceCompression).value_or(Label{});
         if (set.kind() == setKind::multipleDescriptor && depth < deepestNesting) {
-            for (const LocalSet* child : sets_.referredAll(set, 0x3f01)) {
+            for (const LocalSet* child : sets_.referredAll(set, localTag::subDescriptors)) {
                 if (descriptors_++ < mostDescriptors)
                     descriptor.children.push_back(this->descriptor(*child, depth + 1));
             }
