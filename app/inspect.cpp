@@ -63,15 +63,18 @@ std::string soundText(const media::AudioStreamDescription& sound) {
 }
 
 std::string timecodeText(const media::TimecodeDescription& timecode) {
-    std::string line = ", base " + std::to_string(timecode.frameQuanta) + ", frame " +
-                       std::to_string(timecode.frameDuration) + "/" + std::to_string(timecode.timescale) +
-                       " s, flags " + std::to_string(timecode.flags);
-    return line + ((timecode.flags & 1) != 0 ? " (drop frame)" : "");
+    std::string line = ", base " + std::to_string(timecode.base);
+    if (timecode.rate.num != 0)
+        line +=
+            ", frame " + std::to_string(timecode.rate.den) + "/" + std::to_string(timecode.rate.num) + " s";
+    return line + (timecode.dropFrame ? ", drop frame" : "");
 }
 
 std::string text(const FormatDescription& format) {
     const bool isPlain = format.audio && format.audio->formatID == format.mediaSubType;
-    std::string line = isPlain ? "" : media::audio::formatName(format.mediaSubType);
+    std::string line = isPlain                    ? ""
+                       : format.mediaSubType == 0 ? "of the clip's own form"
+                                                  : media::audio::formatName(format.mediaSubType);
     if (format.video)
         line += ", " + std::to_string(format.video->width) + " x " + std::to_string(format.video->height);
     if (format.audio)

@@ -14,7 +14,9 @@
 #include <variant>
 #include <vector>
 
-#include "pack/timecode.h"
+#include "media/timecode/timecode.h"
+
+using media::Timecode;
 
 /// What a clip's copy keeps of its sound.
 enum class ScratchAudio { lossless, compressed, none };

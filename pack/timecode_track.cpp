@@ -1,28 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "pack/timecode_track.h"
 
-#include "media/base/byte_reader.h"
+#include <algorithm>
+
 #include "media/track/track_output.h"
-#include "pack/clip_records.h"
 
 namespace Pack {
 
-namespace {
-
-constexpr std::uint32_t dropFrameFlag = 1;
-
-} // namespace
-
 std::optional<Timecode> timecode(const media::SampleBuffer& sample, const media::FormatDescription& format) {
-    const bool wide = format.mediaSubType == media::fourCC("tc64");
-    if (sample.data.size() < (wide ? 8U : 4U))
+    if (!sample.frameNumber)
         return std::nullopt;
-    media::io::ByteReader bytes(sample.data);
-    Timecode timecode;
-    timecode.frame = wide ? bytes.i64() : std::int64_t{bytes.u32()};
+    Timecode timecode{*sample.frameNumber};
     if (format.timecode) {
-        timecode.base = format.timecode->frameQuanta > 1 ? format.timecode->frameQuanta : 1;
-        timecode.dropFrame = (format.timecode->flags & dropFrameFlag) != 0;
+        timecode.base = std::max(format.timecode->base, 1U);
+        timecode.dropFrame = format.timecode->dropFrame;
     }
     return timecode.adding(sample.framesTrimmed);
 }

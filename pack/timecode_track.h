@@ -6,7 +6,7 @@
 
 #include "media/track/asset.h"
 #include "media/track/sample_buffer.h"
-#include "pack/timecode.h"
+#include "pack/clip_records.h"
 
 namespace Pack {
 
@@ -37,8 +37,7 @@ class StartTimecode {
 /// media::Error when reading fails.
 [[nodiscard]] Timecode timecode(const media::Asset& asset);
 
-/// Decodes one timecode sample (QuickTime File Format, timecode media): a big-endian frame number of 8 bytes
-/// for 'tc64', else of 4, unsigned. No value when the data is shorter.
+/// The timecode that one sample gives time zero. No value when the sample states none.
 [[nodiscard]] std::optional<Timecode> timecode(const media::SampleBuffer& sample,
                                                const media::FormatDescription& format);
 

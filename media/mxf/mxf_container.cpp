@@ -7,9 +7,9 @@
 #include "media/mxf/clip_tracks.h"
 #include "media/mxf/sound_reader.h"
 #include "media/mxf/timecode_source.h"
-#include "media/quicktime/timecode_track.h"
 #include "media/track/bounds.h"
 #include "media/track/container_facts.h"
+#include "media/track/timecode_track.h"
 
 namespace media::mxf {
 
@@ -197,7 +197,7 @@ class MXFContainer final : public Container, public ContainerFacts {
     FileLayout layout_;
     std::vector<Track> tracks_;
     std::vector<SoundPlace> places_; ///< by track, the timecode track excepted
-    std::optional<quicktime::TimecodeTrack> timecode_;
+    std::optional<TimecodeTrack> timecode_;
     std::string timecodeOrigin_;
     Time duration_;
     std::vector<MetadataItem> items_;

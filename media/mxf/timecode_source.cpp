@@ -6,6 +6,7 @@
 
 #include "media/base/byte_reader.h"
 #include "media/mxf/element_walker.h"
+#include "media/timecode/counting.h"
 #include "media/timecode/time_address.h"
 
 namespace media::mxf {
@@ -15,11 +16,11 @@ namespace {
 constexpr std::uint32_t largestBase = 240;
 constexpr int deepestChain = 8;
 
-/// A base as written, but for NTSC rates rounded down instead of up; from the rate where there is none.
+/// The component's base; from the rate where it has none.
 std::uint32_t baseOf(const Component& component, Rational frameRate) {
-    const auto whole = static_cast<std::uint32_t>(std::clamp(std::llround(frameRate.value()), 1LL, 240LL));
-    const bool isRoundedDown = frameRate.num % frameRate.den != 0 && component.base + 1 == whole;
-    return component.base == 0 || component.base > largestBase || isRoundedDown ? whole : component.base;
+    if (component.base != 0 && component.base <= largestBase)
+        return countedBase(component.base, frameRate);
+    return static_cast<std::uint32_t>(std::clamp(std::llround(frameRate.value()), 1LL, 240LL));
 }
 
 const PackageTrack* timecodeTrackOf(const Package& package) {
@@ -62,27 +63,24 @@ std::vector<TimecodeRun> runsOf(const PackageTrack& track, Rational frameRate, T
     const auto timeAt = [&](std::int64_t units) {
         return Time{io::checkedMultiply(units, track.editRate.den), track.editRate.num};
     };
-    const auto framesIn = [](Time time, Rational rate) {
-        return io::scaled(time.value, rate.num, io::checkedMultiply(time.timescale, rate.den));
-    };
     const Time zero = timeAt(track.origin) + offset;
     std::int64_t position = 0;
     for (const Component& component : track.components) {
         if (component.kind == Component::Kind::timecode && component.startTimecode >= 0) {
             TimecodeRun run;
-            run.base = baseOf(component, frameRate);
-            run.rate = countingRate(run.base, frameRate);
-            run.dropFrame = component.dropFrame;
+            const std::uint32_t base = baseOf(component, frameRate);
+            run.counting = {base, component.dropFrame, countingRate(base, frameRate)};
             run.start = timeAt(position) - zero;
             run.frame = component.startTimecode;
             // The first run counts back over a leading filler; one that began before time zero has counted
             // on.
             if (runs.empty() || run.start <= Time{0, 1}) {
                 runs.clear();
-                run.frame -= framesIn(run.start, run.rate);
+                const Rational rate = run.counting.rate;
+                run.frame -= numbersOver(run.start, {rate.den, rate.num});
                 run.start = {0, 1};
                 if (run.frame < 0)
-                    run.frame += framesPerDay(run.base, run.dropFrame);
+                    run.frame += framesPerDay(base, component.dropFrame);
             }
             if (run.frame >= 0)
                 runs.push_back(run);
@@ -161,13 +159,13 @@ std::optional<TimecodeRun> systemItemTimecode(const io::ByteSource& source, cons
         return std::nullopt;
     TimecodeRun run;
     run.start = {0, 1};
-    run.base = bases[rate];
-    run.rate = (rateByte & 1) != 0 ? Rational{std::int64_t{run.base} * 1000, 1001} : Rational{run.base, 1};
-    const auto address = readTimeAddress(pack.bytes(4).first<4>(), run.base);
-    const auto frame = address ? frameNumber(*address, run.base) : std::nullopt;
+    const std::uint32_t base = bases[rate];
+    const auto address = readTimeAddress(pack.bytes(4).first<4>(), base);
+    const auto frame = address ? frameNumber(*address, base) : std::nullopt;
     if (!frame)
         return std::nullopt;
-    run.dropFrame = address->dropFrame;
+    run.counting = {base, address->dropFrame,
+                    (rateByte & 1) != 0 ? Rational{std::int64_t{base} * 1000, 1001} : Rational{base, 1}};
     run.frame = *frame;
     return run;
 }

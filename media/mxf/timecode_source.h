@@ -8,7 +8,7 @@
 
 #include "media/mxf/clip.h"
 #include "media/mxf/partition.h"
-#include "media/timecode/timecode_run.h"
+#include "media/timecode/timecode.h"
 
 namespace media::mxf {
 

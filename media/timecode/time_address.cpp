@@ -3,6 +3,8 @@
 
 #include <array>
 
+#include "media/timecode/counting.h"
+
 namespace media {
 
 std::optional<std::int64_t> frameNumber(const TimeAddress& address, std::uint32_t base) {
@@ -11,12 +13,10 @@ std::optional<std::int64_t> frameNumber(const TimeAddress& address, std::uint32_
         return std::nullopt;
     const std::int64_t minutes = std::int64_t{address.hours} * 60 + address.minutes;
     const std::int64_t frame = (minutes * 60 + address.seconds) * base + address.frames;
-    if (!address.dropFrame || base % 30 != 0)
-        return frame;
-    const std::uint32_t dropped = base / 15; // at each minute that is not a tenth one
+    const std::int64_t dropped = droppedNumbers(base, address.dropFrame);
     if (address.minutes % 10 != 0 && address.seconds == 0 && address.frames < dropped)
         return std::nullopt;
-    return frame - std::int64_t{dropped} * (minutes - minutes / 10);
+    return frame - dropped * (minutes - minutes / 10);
 }
 
 std::optional<TimeAddress> readTimeAddress(std::span<const std::byte, 4> bytes, std::uint32_t base) {

@@ -69,6 +69,8 @@ struct StoredSamples {
     std::int64_t firstFrame = 0;
     /// Everything else: one entry a sample; `data` holds their bytes back to back.
     std::vector<Sample> samples;
+    /// Timecode: the number that each sample states, none where it is damaged.
+    std::vector<std::optional<std::int64_t>> frameNumbers;
 };
 
 /// Reads one track's samples in order. One reader belongs to one thread; readers of the same container may

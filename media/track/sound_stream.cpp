@@ -9,6 +9,7 @@
 #include "media/audio/codec.h"
 #include "media/audio/pcm.h"
 #include "media/base/sample_rate.h"
+#include "media/track/sample_cursor.h"
 
 namespace media {
 
@@ -101,7 +102,7 @@ class PCMStream final : public SoundStream {
 class PacketStream final : public SoundStream {
   public:
     PacketStream(const Track& track, std::unique_ptr<TrackReader> reader, int bits)
-        : track_(track), reader_(std::move(reader)), bits_(bits),
+        : track_(track), cursor_(std::move(reader)), bits_(bits),
           decoder_(decoderOf(formatOf(track, 0), bits)), rate_(decoder_->sampleRate()),
           channels_(decoder_->channels()) {
         // The header's rate and channels may be placeholders; the first packet tells.
@@ -169,12 +170,10 @@ class PacketStream final : public SoundStream {
     void seek(std::int64_t frame) {
         const auto preroll = static_cast<std::int64_t>(prerollSeconds * rate_);
         const std::int64_t target = std::max<std::int64_t>(0, frame - preroll);
-        reader_->seek(ticksAt(target, rate_, track_.timescale, io::Rounding::down));
+        cursor_.seek(ticksAt(target, rate_, track_.timescale, io::Rounding::down));
         decoder_->reset();
         pending_.clear();
         consumed_ = 0;
-        stored_.samples.clear();
-        index_ = 0;
         lastTime_.reset();
         placed_ = false;
         silentFrom_ = frame;
@@ -207,9 +206,7 @@ class PacketStream final : public SoundStream {
 
     /// Decodes the next packet; no frames are pending.
     void decodeNext() {
-        const StoredSamples::Sample sample = stored_.samples[index_++];
-        decoder_->decode(std::span<const std::byte>(stored_.data).subspan(offset_, sample.size), pending_);
-        offset_ += sample.size;
+        decoder_->decode(cursor_.data(), pending_);
         if (!pending_.empty()) {
             takeFormat();
             const std::optional<std::int64_t> stated = place();
@@ -217,8 +214,8 @@ class PacketStream final : public SoundStream {
                 pendingFirst_ = *stated;
             placed_ = true;
         }
-        lastTime_ = mediaTime_;
-        mediaTime_ += sample.duration;
+        lastTime_ = cursor_.mediaTime();
+        cursor_.pass();
         certainEnd_ = pendingEnd();
         if (const std::optional<std::int64_t> end = place(); end && certainEnd_ - *end > tolerance())
             certainEnd_ = std::max(*end, pendingFirst_);
@@ -226,24 +223,19 @@ class PacketStream final : public SoundStream {
 
     /// The next packet's stated time in frames; none where no packet states how long it lasts.
     [[nodiscard]] std::optional<std::int64_t> place() const {
-        if (track_.packetsAreTimeless && mediaTime_ == lastTime_)
+        if (track_.packetsAreTimeless && cursor_.mediaTime() == lastTime_)
             return std::nullopt;
-        return framesAt({mediaTime_, track_.timescale}, rate_);
+        return framesAt({cursor_.mediaTime(), track_.timescale}, rate_);
     }
 
-    /// Makes stored_.samples[index_] the next packet; false when there is none.
+    /// Makes sure that a packet follows, and that its format's decoder is there; false when there is none.
     bool fetch() {
-        while (index_ == stored_.samples.size()) {
-            if (!reader_->next(stored_))
-                return false;
-            index_ = 0;
-            offset_ = 0;
-            mediaTime_ = stored_.mediaTime;
-            if (stored_.formatIndex != formatIndex_) {
-                decoder_->finish(pending_);
-                decoder_ = decoderOf(formatOf(track_, stored_.formatIndex), bits_);
-                formatIndex_ = stored_.formatIndex;
-            }
+        if (!cursor_.fetch())
+            return false;
+        if (cursor_.formatIndex() != formatIndex_) {
+            decoder_->finish(pending_);
+            decoder_ = decoderOf(formatOf(track_, cursor_.formatIndex()), bits_);
+            formatIndex_ = cursor_.formatIndex();
         }
         return true;
     }
@@ -260,16 +252,12 @@ class PacketStream final : public SoundStream {
     }
 
     const Track& track_;
-    std::unique_ptr<TrackReader> reader_;
+    SampleCursor cursor_;
     int bits_;
     std::unique_ptr<audio::Decoder> decoder_;
     double rate_;
     std::uint32_t channels_;
-    bool formatKnown_ = false; ///< by a decoded packet
-    StoredSamples stored_;
-    std::size_t index_ = 0;                ///< next packet of stored_
-    std::size_t offset_ = 0;               ///< its bytes
-    std::int64_t mediaTime_ = 0;           ///< its time
+    bool formatKnown_ = false;             ///< by a decoded packet
     std::optional<std::int64_t> lastTime_; ///< of the packet before
     std::size_t formatIndex_ = 0;          ///< the one that decoder_ was made for
     std::vector<std::byte> pending_;

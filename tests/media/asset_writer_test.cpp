@@ -31,7 +31,8 @@ bool equal(std::uint64_t ticks, std::uint64_t timescale, const Time& time) {
     return Time{static_cast<std::int64_t>(ticks), static_cast<std::int64_t>(timescale)} == time;
 }
 
-/// What clips made by ffmpeg do not have: a reel's name, a second data reference, 64 bits.
+/// What clips made by ffmpeg do not have: a reel's name, a second data reference, 64 bits. Timecode of
+/// another form (neither entry nor bytes) becomes what QuickTime has for it.
 TEST(AssetWriter, CopiesTimecodeByteForByte) {
     struct Case {
         test::TimecodeEntry entry;
@@ -39,6 +40,7 @@ TEST(AssetWriter, CopiesTimecodeByteForByte) {
         std::int64_t frames; ///< since midnight, as stored
         std::size_t sampleBytes;
         std::string expected; ///< what ffprobe reads; it knows no 64-bit timecode
+        bool isMade = false;
     };
     const std::vector<Case> cases = {
         {{.reel = "A001R2EC"}, 25, 90'000, 4, "01:00:00:00"},
@@ -48,6 +50,13 @@ TEST(AssetWriter, CopiesTimecodeByteForByte) {
          4,
          "01:00:00:00"},
         {{.code = media::fourCC("tc64")}, 12'800, 90'000, 8, ""},
+        {{.flags = 3, .timescale = 30'000, .frameDuration = 1'001, .quanta = 30},
+         30'000,
+         107'892,
+         4,
+         "01:00:00;00",
+         true},
+        {{.code = media::fourCC("tc64"), .flags = 2}, 25, 1LL << 40, 8, "", true},
     };
     const test::TemporaryFolder folder;
     for (const Case& testCase : cases) {
@@ -55,12 +64,17 @@ TEST(AssetWriter, CopiesTimecodeByteForByte) {
         const std::int64_t ticks =
             50 * testCase.timescale * testCase.entry.frameDuration / testCase.entry.timescale;
         AssetWriter writer(movie);
-        const media::Track track = test::timecodeTrack(testCase.entry, testCase.timescale,
-                                                       {{{0, 1}, {ticks, testCase.timescale}, 0}});
+        media::Track track = test::timecodeTrack(testCase.entry, testCase.timescale,
+                                                 {{{0, 1}, {ticks, testCase.timescale}, 0}});
+        auto sample =
+            test::timecodeSample(testCase.frames, {0, testCase.timescale}, ticks, testCase.sampleBytes);
+        const Bytes stored = sample.data;
+        if (testCase.isMade) {
+            track.formatDescriptions.front().sampleEntry.clear();
+            sample.data.clear();
+        }
         auto& input = writer.addTimecodeInput(track);
         writer.start();
-        const auto sample =
-            test::timecodeSample(testCase.frames, {0, testCase.timescale}, ticks, testCase.sampleBytes);
         ASSERT_TRUE(test::feed({{input, {sample}}}));
         writer.endSession({ticks, testCase.timescale});
         writer.finish();
@@ -69,7 +83,7 @@ TEST(AssetWriter, CopiesTimecodeByteForByte) {
         EXPECT_EQ(entryOf(movie, 0), test::timecodeEntry(testCase.entry));
         const auto offset = test::numbers(test::box(movie, "moov/trak/mdia/minf/stbl/stco").value());
         ASSERT_EQ(offset.size(), 1U);
-        EXPECT_EQ(test::bytesAt(movie, offset[0], testCase.sampleBytes), sample.data);
+        EXPECT_EQ(test::bytesAt(movie, offset[0], testCase.sampleBytes), stored);
         const auto references = test::box(movie, "moov/trak/mdia/minf/dinf/dref").value();
         EXPECT_EQ(references.size(), 8U + 12U * testCase.entry.dataReference);
         const auto media = test::headerTimes(test::box(movie, "moov/trak/mdia/mdhd").value());

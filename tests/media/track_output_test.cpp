@@ -141,23 +141,23 @@ TEST(TimecodeOutput, CountsFromTheSampleToTimeZero) {
         Time late{0, 1};             ///< empty edit before
         std::int64_t sampleTime = 0; ///< ticks
     };
-    const media::TimecodeDescription ntsc{30, 1, 30'000, 1'001};
+    const media::TimecodeDescription ntsc{30, true, {30'000, 1'001}};
     for (const Case& test : {
              Case{600, ntsc, 200, 10}, // frame 10 begins at 200.2
              Case{600, ntsc, 199, 9},
              Case{600, ntsc, 201, 10},
-             Case{2'997, ntsc, 999, 10},                 // at 999.999
-             Case{600, {24, 0, 24'000, 1'001}, 250, 10}, // at 250.25
-             Case{25, {25, 0, 25, 1}, 10, 10},           // every frame on a tick
-             Case{600, {25, 0, 25, 1}, 239, 9},
-             Case{25, {50, 0, 50, 1}, 10, 20}, // two frames a tick
-             Case{25, {25, 0, 25, 1}, 0, -50, {2, 1}},
-             Case{25, {25, 0, 25, 1}, 10, -40, {2, 1}},
+             Case{2'997, ntsc, 999, 10},                       // at 999.999
+             Case{600, {24, false, {24'000, 1'001}}, 250, 10}, // at 250.25
+             Case{25, {25, false, {25, 1}}, 10, 10},           // every frame on a tick
+             Case{600, {25, false, {25, 1}}, 239, 9},
+             Case{25, {50, false, {50, 1}}, 10, 20}, // two frames a tick
+             Case{25, {25, false, {25, 1}}, 0, -50, {2, 1}},
+             Case{25, {25, false, {25, 1}}, 10, -40, {2, 1}},
              Case{600, ntsc, 0, -10, {200, 600}},
-             Case{600, ntsc, 0, -10, {201, 600}},                        // rounded movie ticks
-             Case{60'000, {30, 0, 60'000, 1'001}, 0, -30, {1001, 1000}}, // two frames share a number
-             Case{25, {25, 0, 25, 1}, 0, -5, {0, 1}, 5},
-             Case{25, {25, 0, 25, 1}, 2, -28, {1, 1}, 5},
+             Case{600, ntsc, 0, -10, {201, 600}},                              // rounded movie ticks
+             Case{60'000, {30, false, {60'000, 1'001}}, 0, -30, {1001, 1000}}, // two frames share a number
+             Case{25, {25, false, {25, 1}}, 0, -5, {0, 1}, 5},
+             Case{25, {25, false, {25, 1}}, 2, -28, {1, 1}, 5},
          }) {
         StoredSamples run;
         run.data.resize(8);

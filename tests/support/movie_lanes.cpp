@@ -28,6 +28,10 @@ media::Track timecodeTrack(const TimecodeEntry& entry, std::int64_t timescale,
     format.mediaType = media::MediaType::timecode;
     format.mediaSubType = entry.code;
     format.sampleEntry = timecodeEntry(entry);
+    format.timecode = media::TimecodeDescription{entry.quanta,
+                                                 entry.flags % 2 == 1,
+                                                 {entry.timescale, entry.frameDuration},
+                                                 entry.code == media::fourCC("tc64")};
     track.edits = std::move(edits);
     return track;
 }
@@ -41,6 +45,7 @@ media::SampleBuffer timecodeSample(std::int64_t frameNumber, media::Time start, 
     buffer.sampleCount = 1;
     buffer.presentationTime = start;
     buffer.duration = duration;
+    buffer.frameNumber = frameNumber;
     return buffer;
 }
 

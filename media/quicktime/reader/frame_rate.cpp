@@ -1,31 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "media/quicktime/reader/frame_rate.h"
 
-#include <cmath>
-#include <optional>
+#include "media/timecode/frame_rate.h"
 
 namespace media::quicktime {
 
-namespace {
-
-std::optional<double> standardRate(double rate) {
-    constexpr double tolerance = 0.0002;
-    constexpr double highest = 100'000;
-    if (!(rate > 0 && rate < highest))
-        return std::nullopt;
-    const double whole = std::round(rate);
-    if (whole >= 1 && std::abs(rate / whole - 1) <= tolerance)
-        return whole;
-    const double ntsc = std::round(rate * 1.001) * 1000 / 1001;
-    if (ntsc > 0 && std::abs(rate / ntsc - 1) <= tolerance)
-        return ntsc;
-    return std::nullopt;
-}
-
-} // namespace
-
 double snappedFrameRate(double rate) {
-    return standardRate(rate).value_or(rate);
+    const auto standard = standardFrameRate(rate);
+    return standard ? standard->value() : rate;
 }
 
 double nominalFrameRate(const DurationCounts& durations, std::int64_t timescale) {
@@ -41,9 +23,8 @@ double nominalFrameRate(const DurationCounts& durations, std::int64_t timescale)
         return snappedFrameRate(average);
     const double frequent = static_cast<double>(timescale) / static_cast<double>(mode.duration);
     // A coarse time scale alternates between two durations around the rate (41 and 42 milliseconds).
-    if (share < steady && !standardRate(frequent) && standardRate(average))
-        return *standardRate(average);
-    return snappedFrameRate(frequent);
+    const bool alternates = share < steady && !standardFrameRate(frequent) && standardFrameRate(average);
+    return snappedFrameRate(alternates ? average : frequent);
 }
 
 } // namespace media::quicktime

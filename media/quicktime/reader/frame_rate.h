@@ -6,7 +6,7 @@
 
 namespace media::quicktime {
 
-/// The rate as n or n x 1000/1001 where it is within 0.02 % of one, else as it is.
+/// The standard rate that is close enough, else the rate as it is.
 [[nodiscard]] double snappedFrameRate(double rate);
 
 /// Frames a second; 0 without samples. Follows the most frequent duration, for phones drop and stretch single

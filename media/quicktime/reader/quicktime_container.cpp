@@ -14,8 +14,8 @@
 #include "media/quicktime/reader/movie_header.h"
 #include "media/quicktime/reader/movie_track.h"
 #include "media/quicktime/reader/track_reader.h"
-#include "media/quicktime/timecode_track.h"
 #include "media/track/container_facts.h"
+#include "media/track/timecode_track.h"
 
 namespace media::quicktime {
 
@@ -191,13 +191,12 @@ void QuickTimeContainer::guessRateOfSingleFrames() {
     });
     if (timecode == tracks_.end())
         return;
-    const TimecodeDescription& description = *timecode->formatDescriptions.front().timecode;
-    if (description.timescale == 0 || description.frameDuration == 0)
+    const Rational rate = timecode->formatDescriptions.front().timecode->rate;
+    if (rate.num == 0)
         return;
     for (std::size_t i = 0; i < tracks_.size(); ++i)
         if (tracks_[i].mediaType == MediaType::video && movieTracks_[i].durations.samples() == 1)
-            tracks_[i].nominalFrameRate =
-                snappedFrameRate(static_cast<double>(description.timescale) / description.frameDuration);
+            tracks_[i].nominalFrameRate = snappedFrameRate(rate.value());
 }
 
 /// Timecode that the camera wrote elsewhere becomes a track as long as the clip. A timecode track of the

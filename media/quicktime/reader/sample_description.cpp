@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "media/quicktime/reader/sound_description.h"
-#include "media/quicktime/timecode_description.h"
+#include "media/quicktime/reader/timecode_description.h"
 
 namespace media::quicktime {
 

@@ -9,6 +9,7 @@
 #include "media/base/checked.h"
 #include "media/base/sample_rate.h"
 #include "media/quicktime/reader/table_walker.h"
+#include "media/quicktime/reader/timecode_description.h"
 
 namespace media::quicktime {
 
@@ -72,6 +73,8 @@ class Reader final : public TrackReader {
         readPieces(samples.mediaTime, time, size, samples.data);
         if (pcm != nullptr)
             samples.frameCount = *nextFrame_ - samples.firstFrame;
+        if (track_.mediaType == MediaType::timecode)
+            readFrameNumbers(samples);
         return true;
     }
 
@@ -189,6 +192,19 @@ class Reader final : public TrackReader {
             file_->readAt(piece.offset, piece.out);
         if (!unread_.empty() && run_.count > 0)
             file_->willRead(run_.offset, std::min(run_.count * run_.size, limit_));
+    }
+
+    /// By the first description, in which the copy keeps all samples.
+    void readFrameNumbers(StoredSamples& samples) const {
+        const bool isWide = !track_.formatDescriptions.empty() &&
+                            track_.formatDescriptions.front().timecode &&
+                            track_.formatDescriptions.front().timecode->isWide;
+        samples.frameNumbers.clear();
+        std::span<const std::byte> rest = samples.data;
+        for (const StoredSamples::Sample& sample : samples.samples) {
+            samples.frameNumbers.push_back(readFrameNumber(rest.first(sample.size), isWide));
+            rest = rest.subspan(sample.size);
+        }
     }
 
     static std::uint32_t ticks(std::int64_t duration) {

@@ -9,6 +9,7 @@
 
 #include "media/base/sample_rate.h"
 #include "media/quicktime/writer/sound_entry_writer.h"
+#include "media/quicktime/writer/timecode_entry_writer.h"
 
 namespace media {
 
@@ -24,19 +25,22 @@ SampleRate soundClock(double sampleRate) {
     return exactRate(sampleRate);
 }
 
-/// Timecode: every sample as it comes, in the source's own time scale.
+/// Timecode: every sample as it comes, in the source's own time scale. What the source keeps in another form
+/// gets samples and a description of QuickTime's.
 class TimecodeLane final : public WriterLane {
   public:
     TimecodeLane(ChunkSequencer& sequencer, quicktime::SpillFile& spill, const Track& source)
         : WriterLane(sequencer, spill, MediaType::timecode, source.timescale) {
         constexpr std::size_t smallestEntry = 16; // bytes, up to the data reference
-        if (source.formatDescriptions.empty() ||
-            source.formatDescriptions.front().sampleEntry.size() < smallestEntry || source.timescale < 1 ||
-            source.timescale > std::numeric_limits<std::uint32_t>::max())
+        const FormatDescription* format =
+            source.formatDescriptions.empty() ? nullptr : &source.formatDescriptions.front();
+        isMade_ = format != nullptr && format->sampleEntry.empty();
+        if (format == nullptr || (isMade_ ? !format->timecode : format->sampleEntry.size() < smallestEntry) ||
+            source.timescale < 1 || source.timescale > std::numeric_limits<std::uint32_t>::max())
             throw Error(Error::Category::unsupported, "The timecode track has no usable description.");
-        const FormatDescription& format = source.formatDescriptions.front();
-        track_.handler = format.mediaSubType == fourCC("tc64") ? fourCC("tc64") : fourCC("tmcd");
-        track_.sampleEntry = format.sampleEntry;
+        isWide_ = format->timecode && format->timecode->isWide;
+        track_.handler = isWide_ ? fourCC("tc64") : fourCC("tmcd");
+        track_.sampleEntry = isMade_ ? quicktime::timecodeEntry(*format->timecode) : format->sampleEntry;
         track_.edits = source.edits;
     }
 
@@ -58,16 +62,20 @@ class TimecodeLane final : public WriterLane {
             return;
         if (!firstMediaTime_)
             firstMediaTime_ = buffer.presentationTime.value;
+        std::vector<std::byte> made;
+        if (isMade_ && buffer.frameNumber)
+            made = quicktime::timecodeSample(*buffer.frameNumber, isWide_);
+        const std::vector<std::byte>& data = isMade_ ? made : buffer.data;
         const auto duration = static_cast<std::uint64_t>(std::max<std::int64_t>(0, buffer.duration));
         const auto second = static_cast<std::uint64_t>(track_.timescale);
         if (chunk_.samples > 0 &&
-            (chunkTicks_ + duration > second || chunk_.data.size() + buffer.data.size() > largestChunk())) {
+            (chunkTicks_ + duration > second || chunk_.data.size() + data.size() > largestChunk())) {
             pushChunk();
             chunkTicks_ = 0;
         }
-        addToChunk(buffer.data, 1);
+        addToChunk(data, 1);
         chunkTicks_ += duration;
-        track_.addSample(static_cast<std::uint32_t>(buffer.data.size()), duration);
+        track_.addSample(static_cast<std::uint32_t>(data.size()), duration);
     }
 
     /// Samples before the first one shown were left out: the media begins later than the source's.
@@ -114,6 +122,8 @@ class TimecodeLane final : public WriterLane {
         track_.timescale = coarse;
     }
 
+    bool isMade_ = false; ///< the source has no QuickTime samples
+    bool isWide_ = false; ///< their numbers have 64 bits
     std::optional<std::int64_t> firstMediaTime_;
     std::uint64_t chunkTicks_ = 0;
 };

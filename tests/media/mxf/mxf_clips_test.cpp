@@ -60,9 +60,8 @@ TEST(MXFClips, AreReadAsFFmpegReadsThem) {
         EXPECT_EQ(test::timecodesOf(asset, timecode.front()), std::vector{c.startFrame});
         EXPECT_EQ(timecode.front().get().end(), asset.duration());
         const auto& format = timecode.front().get().formatDescriptions.front();
-        EXPECT_EQ(format.timecode->frameQuanta, c.base);
-        EXPECT_EQ((format.timecode->flags & 1) != 0, c.dropFrame);
-        EXPECT_EQ(format.sampleEntry.size(), 34U);
+        EXPECT_EQ(format.timecode->base, c.base);
+        EXPECT_EQ(format.timecode->dropFrame, c.dropFrame);
         const auto picture = asset.tracks(MediaType::video);
         ASSERT_EQ(picture.size(), description.picture ? 1U : 0U);
         if (description.picture) {

@@ -47,12 +47,8 @@ inline std::vector<std::int64_t> timecodesOf(const media::Asset& asset, const me
     media::TrackOutput output(asset, track);
     media::SampleBuffer buffer;
     std::vector<std::int64_t> frames;
-    while (output.copyNextSampleBuffer(buffer)) {
-        std::uint64_t frame = 0;
-        for (const std::byte byte : buffer.data)
-            frame = frame << 8 | std::to_integer<std::uint8_t>(byte);
-        frames.push_back(static_cast<std::int64_t>(frame));
-    }
+    while (output.copyNextSampleBuffer(buffer))
+        frames.push_back(buffer.frameNumber.value());
     return frames;
 }
 

@@ -54,8 +54,7 @@ TEST(MXFTimecode, IsWhatTheFileSays) {
         const char* rate;
         std::function<void(MXFFile&)> edit;
         std::vector<std::int64_t> frames;
-        std::uint32_t base = 25, timescale = 25, frameDuration = 1, flags = 2;
-        media::FourCC code = media::fourCC("tmcd");
+        media::TimecodeDescription counting{25, false, {25, 1}};
     };
     const auto dropFrame = [](MXFFile& file) {
         file.setAll(timecodeSet, 0x1502, 30);
@@ -76,18 +75,14 @@ TEST(MXFTimecode, IsWhatTheFileSays) {
               "25",
               all(0x1501, 0x1'2345'6789),
               {0x1'2345'6789},
-              25,
-              25,
-              1,
-              2,
-              media::fourCC("tc64")},
+              {25, false, {25, 1}, true}},
              {"base 25 at 50", "50", all(0x1502, 25), {180'000}},
-             {"base 30 at 59.94", "60000/1001", dropFrame, {107'892}, 30, 30'000, 1001, 3},
-             {"base 29 at 29.97", "30000/1001", all(0x1502, 29), {108'000}, 30, 30'000, 1001},
+             {"base 30 at 59.94", "60000/1001", dropFrame, {107'892}, {30, true, {30'000, 1001}}},
+             {"base 29 at 29.97", "30000/1001", all(0x1502, 29), {108'000}, {30, false, {30'000, 1001}}},
              {"file package's where the material's is zero", "25", zeroInMaterial, {1234}},
              {"track in samples", "25", trackInSamples, {90'000}},
              {"system item", "25", withoutTimecode, {90'000}},
-             {"system item at 59.94", "60000/1001", withoutTimecode, {216'000}, 60, 60'000, 1001},
+             {"system item at 59.94", "60000/1001", withoutTimecode, {216'000}, {60, false, {60'000, 1001}}},
          }) {
         SCOPED_TRACE(c.name);
         const media::Asset asset = edited(c.rate, c.edit);
@@ -95,11 +90,10 @@ TEST(MXFTimecode, IsWhatTheFileSays) {
         ASSERT_EQ(tracks.size(), 1U);
         const auto& format = tracks.front().get().formatDescriptions.front();
         EXPECT_EQ(test::timecodesOf(asset, tracks.front()), c.frames);
-        EXPECT_EQ(format.mediaSubType, c.code);
-        EXPECT_EQ(format.timecode->frameQuanta, c.base);
-        EXPECT_EQ(format.timecode->flags, c.flags);
-        EXPECT_EQ(format.timecode->timescale, c.timescale);
-        EXPECT_EQ(format.timecode->frameDuration, c.frameDuration);
+        EXPECT_EQ(format.timecode->base, c.counting.base);
+        EXPECT_EQ(format.timecode->dropFrame, c.counting.dropFrame);
+        EXPECT_EQ(format.timecode->rate, c.counting.rate);
+        EXPECT_EQ(format.timecode->isWide, c.counting.isWide);
         EXPECT_EQ(tracks.front().get().end(), asset.duration());
     }
 }

@@ -60,7 +60,7 @@ void expectSameClip(const media::Asset& asset) {
     const auto timecode = asset.tracks(MediaType::timecode);
     ASSERT_EQ(timecode.size(), 1U);
     EXPECT_EQ(test::timecodesOf(asset, timecode.front()), std::vector{longClipStart});
-    EXPECT_EQ(timecode.front().get().formatDescriptions.front().timecode->flags & 1, 1U);
+    EXPECT_TRUE(timecode.front().get().formatDescriptions.front().timecode->dropFrame);
 }
 
 /// As a writer leaves it that can't go back: an open header without lengths and without the footer's place.

@@ -42,7 +42,7 @@ class Card final : public media::io::ByteSource {
     std::map<std::string, std::string> beside_;
 };
 
-/// "frame base flags rate" of an asset's timecode track, which must be as long as the clip; "none" without
+/// "frame base[ drop] rate" of an asset's timecode track, which must be as long as the clip; "none" without
 /// one.
 std::string timecodeOf(const media::Asset& asset) {
     const auto tracks = asset.tracks(MediaType::timecode);
@@ -53,12 +53,12 @@ std::string timecodeOf(const media::Asset& asset) {
     media::TrackOutput output(asset, track);
     media::SampleBuffer sample;
     EXPECT_TRUE(output.copyNextSampleBuffer(sample));
-    const auto frame = media::io::ByteReader(sample.data).u32();
+    const std::int64_t frame = sample.frameNumber.value();
     EXPECT_FALSE(output.copyNextSampleBuffer(sample));
     const auto& description = *track.formatDescriptions.front().timecode;
-    return std::to_string(frame) + " " + std::to_string(description.frameQuanta) + " " +
-           std::to_string(description.flags) + " " + std::to_string(description.timescale) + "/" +
-           std::to_string(description.frameDuration);
+    return std::to_string(frame) + " " + std::to_string(description.base) +
+           (description.dropFrame ? " drop " : " ") + std::to_string(description.rate.num) + "/" +
+           std::to_string(description.rate.den);
 }
 
 struct Case {
@@ -70,7 +70,7 @@ struct Case {
 
 const std::string at1h = sonyDocument("25", "false", "12000001"); // 01:00:00:12
 const std::string at2h = sonyDocument("25", "false", "00000002");
-const std::string hour1 = "90012 25 2 25/1";
+const std::string hour1 = "90012 25 25/1";
 
 CameraClip ntsc(std::uint32_t rate, CameraClip clip) {
     clip.timescale = rate * 1000;
@@ -112,33 +112,32 @@ TEST(CameraTimecode, StandsInAnyOfItsPlaces) {
         {"another rate than the picture's", ntsc(30, {.document = at1h}), "none"},
         {"plain text", {.document = sonyDocument("25", "false", "01:00:00:12")}, hour1},
         {"plain drop frame", ntsc(30, {.document = sonyDocument("29", "false", text + ";02")}),
-         "107894 30 3 30000/1001"},
+         "107894 30 drop 30000/1001"},
         {"pairs in plain text", ntsc(60, {.document = sonyDocument("30", "true", text + ":02")}), "none"},
         {"second of a pair at 50",
          {.timescale = 50'000, .document = sonyDocument("25", "true", "05000081")},
-         "180011 50 2 50/1"},
+         "180011 50 50/1"},
         {"pairs beside full rate samples",
          ntsc(60,
               {.document = sonyDocument("30", "true", "46800001"), .sample = rtmdSample(1, 0, 0, 13, false)}),
-         "215797 60 3 60000/1001"},
+         "215797 60 drop 60000/1001"},
         {"30 beside 59.94",
          ntsc(60, {.document = sonyDocument("30", "false", "06000001"),
                    .sample = rtmdSample(1, 0, 0, 13, false)}),
-         "108006 30 2 30000/1001"},
-        {"100 pictures",
-         {.timescale = 100'000, .sample = rtmdSample(1, 0, 0, 49, false)},
-         "180049 50 2 50/1"},
+         "108006 30 30000/1001"},
+        {"100 pictures", {.timescale = 100'000, .sample = rtmdSample(1, 0, 0, 49, false)}, "180049 50 50/1"},
         {"older samples", {.sample = test::Bytes(64, std::byte{0})}, "none"},
-        {"drop frame samples", ntsc(30, {.sample = rtmdSample(1, 0, 0, 12, true)}), "107904 30 3 30000/1001"},
+        {"drop frame samples", ntsc(30, {.sample = rtmdSample(1, 0, 0, 12, true)}),
+         "107904 30 drop 30000/1001"},
         {"drop flag of samples beside a document's",
          ntsc(30, {.document = sonyDocument("30", "false", "52000001"), .sample = sample}),
-         "107904 30 3 30000/1001"},
+         "107904 30 drop 30000/1001"},
         {"Panasonic", {.panasonic = panasonicDocument("<StartTimecode>01:00:00:12</StartTimecode>")}, hour1},
         {"Panasonic, drop frame in a base of 30",
          ntsc(60, {.panasonic =
                        panasonicDocument("<EditUnit>1001/30000</EditUnit><TimecodeType>Drop</TimecodeType>"
                                          "<StartTimecode>01:00:00:12</StartTimecode>")}),
-         "107904 30 3 30000/1001"},
+         "107904 30 drop 30000/1001"},
         {"Panasonic without", {.panasonic = panasonicDocument("<StartTimecode>--</StartTimecode>")}, "none"},
     };
     for (const Case& tested : cases) {
@@ -160,7 +159,7 @@ TEST(CameraTimecode, YieldsToATimecodeTrack) {
     media::TrackOutput output(asset, asset.tracks(MediaType::timecode).front());
     media::SampleBuffer sample;
     ASSERT_TRUE(output.copyNextSampleBuffer(sample));
-    EXPECT_EQ(media::io::ByteReader(sample.data).u32(), 7'200U);
+    EXPECT_EQ(sample.frameNumber, 7'200);
 }
 
 TEST(CameraTimecode, CostsNoMoreThanAHeader) {
@@ -188,7 +187,7 @@ TEST(CameraTimecode, CostsNoMoreThanAHeader) {
     }
     const media::Asset asset =
         media::openAsset(std::make_shared<Card>(test::build(movie), std::map<std::string, std::string>{}));
-    EXPECT_EQ(timecodeOf(asset), "216012 60 2 60/1");
+    EXPECT_EQ(timecodeOf(asset), "216012 60 60/1");
     EXPECT_LE(asset.bytesRead(), 80U << 10);
 }
 

@@ -208,18 +208,19 @@ TEST(TimecodeDescription, KeepsTheEntryAndCountsAsTheCameraDoes) {
     for (const Case c : {Case{25, 25, 1, 25}, Case{30, 30'000, 1001, 30}, Case{29, 90'000, 3003, 30},
                          Case{23, 24'000, 1001, 24}, Case{24, 24'000, 1001, 24}, Case{59, 60'000, 1001, 60},
                          Case{119, 120'000, 1001, 120}, Case{30, 60'000, 1001, 30}, Case{29, 2997, 100, 30},
-                         Case{24, 600, 25, 24}, Case{29, 29, 1, 29}, Case{0, 25, 1, 0}, Case{24, 0, 0, 24}}) {
+                         Case{24, 600, 25, 24}, Case{29, 29, 1, 29}, Case{0, 25, 1, 0}, Case{24, 0, 0, 24},
+                         Case{12, 25, 2, 12}}) {
         for (const std::uint32_t flags : {0U, 1U, 7U}) {
             const Bytes entry =
                 test::timecodeEntry(flags, c.timescale, c.frameDuration, c.written, "tmcd", "A001");
             const FormatDescription format = described("tmcd", entry);
             ASSERT_TRUE(format.timecode);
-            EXPECT_EQ(format.timecode->frameQuanta, c.base) << c.timescale << "/" << c.frameDuration;
-            EXPECT_EQ(format.timecode->flags, flags);
+            EXPECT_EQ(format.timecode->base, c.base) << c.timescale << "/" << c.frameDuration;
+            EXPECT_EQ(format.timecode->dropFrame, flags % 2 == 1);
             EXPECT_EQ(format.sampleEntry, entry);
         }
     }
-    EXPECT_EQ(described("tc64", test::timecodeEntry(0, 25, 1, 25, "tc64")).mediaSubType, fourCC("tc64"));
+    EXPECT_TRUE(described("tc64", test::timecodeEntry(0, 25, 1, 25, "tc64")).timecode->isWide);
     EXPECT_EQ(described("", test::timecodeEntry(0, 25, 1, 25)).mediaType, media::MediaType::timecode);
     Bytes damaged = test::timecodeEntry(0, 25, 1, 25);
     damaged.resize(24);

@@ -11,6 +11,8 @@
 #include "media/quicktime/reader/camera/sony_document.h"
 #include "media/quicktime/reader/camera/xml_document.h"
 #include "media/quicktime/reader/table_walker.h"
+#include "media/timecode/counting.h"
+#include "media/timecode/frame_rate.h"
 
 namespace media::quicktime::camera {
 
@@ -84,12 +86,15 @@ std::vector<std::pair<const char*, SonyDocument>> sonyDocuments(const io::ByteSo
     return documents;
 }
 
-/// The rate of the first picture track that has one.
+/// The rate of the first picture track that has one, where cameras have such.
 std::optional<Rational> pictureRate(std::span<const Track> tracks) {
     const auto picture = std::ranges::find_if(tracks, [](const Track& track) {
         return track.mediaType == MediaType::video && track.nominalFrameRate > 0;
     });
-    return picture != tracks.end() ? exactRate(picture->nominalFrameRate) : std::nullopt;
+    constexpr double highest = 1000;
+    if (picture == tracks.end() || picture->nominalFrameRate < 1 || picture->nominalFrameRate > highest)
+        return std::nullopt;
+    return standardFrameRate(picture->nominalFrameRate);
 }
 
 } // namespace
@@ -141,9 +146,7 @@ CameraFacts readCameraFacts(const std::shared_ptr<const io::ByteSource>& file, c
     const Reading& first = readings.front();
     TimecodeRun run;
     run.frame = frameNumber(first.address, first.base).value();
-    run.base = first.base;
-    run.rate = countingRate(first.base, *rate);
-    run.dropFrame = first.address.dropFrame;
+    run.counting = {first.base, first.address.dropFrame, countingRate(first.base, *rate)};
     facts.timecode = run;
     return facts;
 }

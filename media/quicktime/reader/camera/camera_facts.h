@@ -11,7 +11,7 @@
 
 #include "media/quicktime/reader/movie_header.h"
 #include "media/quicktime/reader/movie_track.h"
-#include "media/timecode/timecode_run.h"
+#include "media/timecode/timecode.h"
 #include "media/track/container.h"
 
 namespace media::quicktime::camera {

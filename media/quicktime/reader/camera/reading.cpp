@@ -39,18 +39,4 @@ std::uint32_t fullBase(Rational pictureRate) {
     return whole > largestBase && whole % 2 == 0 ? whole / 2 : whole;
 }
 
-std::optional<Rational> exactRate(double rate) {
-    constexpr double tolerance = 1e-9; // the media layer has snapped it
-    constexpr double highest = 1000;
-    if (!(rate >= 1 && rate <= highest))
-        return std::nullopt;
-    const double whole = std::round(rate);
-    if (std::abs(rate / whole - 1) < tolerance)
-        return Rational{std::llround(whole), 1};
-    const double ntsc = std::round(rate * 1.001);
-    if (std::abs(rate / (ntsc * 1000 / 1001) - 1) < tolerance)
-        return Rational{std::llround(ntsc) * 1000, 1001};
-    return std::nullopt;
-}
-
 } // namespace media::quicktime::camera

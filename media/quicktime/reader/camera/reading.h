@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "media/base/time.h"
 #include "media/timecode/time_address.h"
-#include "media/timecode/timecode_run.h"
 
 namespace media::quicktime::camera {
 
@@ -26,8 +26,5 @@ struct Reading {
 
 /// The base in which cameras count pictures of a rate one by one, but 100 and 120 a second in pairs.
 [[nodiscard]] std::uint32_t fullBase(Rational pictureRate);
-
-/// A picture rate that counts n or n x 1000/1001 whole pictures a second, exactly; none for any other.
-[[nodiscard]] std::optional<Rational> exactRate(double rate);
 
 } // namespace media::quicktime::camera

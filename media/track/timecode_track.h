@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A QuickTime timecode track made of timecode that a clip keeps in another form: samples, edits and sample
-// description (QuickTime File Format, timecode media).
+// A timecode track made of timecode that a clip keeps in another form.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <vector>
 
-#include "media/timecode/timecode_run.h"
+#include "media/timecode/timecode.h"
 #include "media/track/container.h"
 
-namespace media::quicktime {
+namespace media {
 
 /// A timecode track and its samples.
 class TimecodeTrack {
@@ -26,13 +25,12 @@ class TimecodeTrack {
     struct Sample {
         std::int64_t mediaTime = 0; ///< track ticks
         std::int64_t duration = 0;
-        std::uint64_t frame = 0;
+        std::int64_t frame = 0;
     };
     class Reader;
 
     Track track_;
     std::shared_ptr<const std::vector<Sample>> samples_;
-    std::size_t sampleBytes_ = 4;
 };
 
-} // namespace media::quicktime
+} // namespace media

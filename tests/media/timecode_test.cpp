@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "pack/timecode.h"
+#include "media/quicktime/reader/timecode_description.h"
+#include "media/timecode/timecode.h"
 
 namespace {
+
+using media::Timecode;
 
 TEST(Timecode, IsLabelledAsCamerasShowIt) {
     struct Case {
@@ -50,6 +53,21 @@ TEST(Timecode, AddsFramesAndKeepsTheRest) {
     // No real clip comes here, but a hostile one must not end the program.
     constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
     EXPECT_EQ((Timecode{last, 25, false}.adding(1).frame), std::numeric_limits<std::int64_t>::min());
+}
+
+TEST(Timecode, SampleHoldsANumberOf32BitsUnsignedOr64Signed) {
+    const auto read = [](std::initializer_list<int> bytes, bool isWide) {
+        std::vector<std::byte> sample;
+        for (const int byte : bytes)
+            sample.push_back(static_cast<std::byte>(byte));
+        return media::quicktime::readFrameNumber(sample, isWide);
+    };
+    EXPECT_EQ(read({0, 1, 0x51, 0x80}, false), 86'400);
+    EXPECT_EQ(read({0xFF, 0xFF, 0xFF, 0xFF}, false), 4'294'967'295);
+    EXPECT_EQ(read({0, 0, 7, 8, 9}, false), 1'800);
+    EXPECT_EQ(read({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}, true), -2);
+    EXPECT_EQ(read({0, 0}, false), std::nullopt);
+    EXPECT_EQ(read({0, 0, 0, 1}, true), std::nullopt);
 }
 
 } // namespace

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "media/quicktime/timecode_track.h"
+#include "media/track/timecode_track.h"
 
 #include <algorithm>
 #include <numeric>
 
-#include "media/base/byte_writer.h"
-#include "media/quicktime/timecode_description.h"
-
-namespace media::quicktime {
+namespace media {
 
 namespace {
 
@@ -18,7 +15,7 @@ constexpr std::int64_t longestSample = std::int64_t{1} << 31;
 } // namespace
 
 TimecodeTrack::TimecodeTrack(const std::vector<TimecodeRun>& runs, Time end) {
-    const Rational rate = runs.front().rate;
+    const Rational rate = runs.front().counting.rate;
     // Ticks in which a frame, every run's start and the clip's end are whole where that takes no absurd
     // scale.
     std::int64_t timescale = rate.num;
@@ -44,17 +41,18 @@ TimecodeTrack::TimecodeTrack(const std::vector<TimecodeRun>& runs, Time end) {
         std::int64_t frame = runs[i].frame;
         while (tick < runEnd) {
             const std::int64_t duration = std::min(runEnd - tick, longestRun * ticksPerFrame);
-            samples.push_back({tick, duration, static_cast<std::uint64_t>(frame)});
+            samples.push_back({tick, duration, frame});
             tick += duration;
             frame += longestRun;
         }
     }
-    const bool isWide = std::ranges::any_of(samples, [](const Sample& s) { return s.frame > UINT32_MAX; });
-    sampleBytes_ = isWide ? 8 : 4;
-
     track_.mediaType = MediaType::timecode;
     track_.timescale = timescale;
-    track_.formatDescriptions.push_back(makeTimecodeDescription(runs.front(), isWide));
+    FormatDescription& format = track_.formatDescriptions.emplace_back();
+    format.mediaType = MediaType::timecode;
+    format.timecode = runs.front().counting;
+    format.timecode->isWide = std::ranges::any_of(
+        samples, [](const Sample& sample) { return sample.frame < 0 || sample.frame > UINT32_MAX; });
     if (endTicks > 0)
         track_.edits.push_back({{0, timescale}, {endTicks, timescale}, 0});
     samples_ = std::make_shared<const std::vector<Sample>>(std::move(samples));
@@ -62,26 +60,19 @@ TimecodeTrack::TimecodeTrack(const std::vector<TimecodeRun>& runs, Time end) {
 
 class TimecodeTrack::Reader final : public TrackReader {
   public:
-    Reader(std::shared_ptr<const std::vector<Sample>> samples, std::size_t sampleBytes)
-        : samples_(std::move(samples)), sampleBytes_(sampleBytes) {}
+    explicit Reader(std::shared_ptr<const std::vector<Sample>> samples) : samples_(std::move(samples)) {}
 
     bool next(StoredSamples& out) override {
         constexpr std::size_t mostSamples = 1024;
         const std::size_t count = std::min(mostSamples, samples_->size() - next_);
         if (count == 0)
             return false;
-        io::ByteWriter data;
         out = {};
         out.mediaTime = (*samples_)[next_].mediaTime;
         for (const Sample& sample : std::span(*samples_).subspan(next_, count)) {
-            if (sampleBytes_ == 8)
-                data.u64(sample.frame);
-            else
-                data.u32(static_cast<std::uint32_t>(sample.frame));
-            out.samples.push_back(
-                {static_cast<std::uint32_t>(sampleBytes_), static_cast<std::uint32_t>(sample.duration)});
+            out.samples.push_back({0, static_cast<std::uint32_t>(sample.duration)});
+            out.frameNumbers.emplace_back(sample.frame);
         }
-        out.data = data.take();
         next_ += count;
         return true;
     }
@@ -94,12 +85,11 @@ class TimecodeTrack::Reader final : public TrackReader {
 
   private:
     std::shared_ptr<const std::vector<Sample>> samples_;
-    std::size_t sampleBytes_;
     std::size_t next_ = 0;
 };
 
 std::unique_ptr<TrackReader> TimecodeTrack::reader() const {
-    return std::make_unique<Reader>(samples_, sampleBytes_);
+    return std::make_unique<Reader>(samples_);
 }
 
-} // namespace media::quicktime
+} // namespace media

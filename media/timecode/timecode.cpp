@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "pack/timecode.h"
+#include "media/timecode/timecode.h"
 
 #include <cstdio>
 
+#include "media/timecode/counting.h"
+
+namespace media {
+
 std::string Timecode::label() const {
     std::int64_t f = frame % (base * 86'400);
-    if (dropFrame && base % 30 == 0) {
-        // SMPTE ST 12-1: d numbers are left out at each minute that is not a tenth minute.
-        const std::int64_t d = base / 15;
+    if (const std::int64_t d = droppedNumbers(base, dropFrame); d != 0) {
         const std::int64_t framesPerTenMinutes = base * 600 - 9 * d;
         const std::int64_t tens = f / framesPerTenMinutes;
         const std::int64_t rest = f % framesPerTenMinutes;
@@ -27,3 +29,5 @@ Timecode Timecode::adding(std::int64_t frames) const {
     const auto sum = static_cast<std::uint64_t>(frame) + static_cast<std::uint64_t>(frames);
     return {static_cast<std::int64_t>(sum), base, dropFrame};
 }
+
+} // namespace media
