@@ -196,7 +196,7 @@ class Copy {
         lanes_.push_back(std::make_unique<Lane>(shared_, lanes_.size(), std::move(output), input, bits));
     }
 
-    /// Lanes wait for the disk, too: more threads than processors keep its queue full.
+    /// Lanes wait for the disk, too: more threads than processors keep its queue full then.
     static std::size_t mostThreads() {
         return std::max<std::size_t>(16, std::size_t{2} * std::thread::hardware_concurrency());
     }

@@ -2,6 +2,7 @@
 #include "platform/process.h"
 
 #include <csignal>
+#include <ctime>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -17,6 +18,12 @@ void prepareProcess() {
         descriptor = ::open("/dev/null", O_RDONLY);
     if (descriptor > STDERR_FILENO)
         ::close(descriptor);
+}
+
+double processorSeconds() noexcept {
+    timespec time{};
+    (void)::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
 } // namespace platform

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a program needs of its process before it does anything else.
+// What a program needs of its process before it does anything else, and what the process has cost.
 #pragma once
 
 namespace platform {
@@ -9,5 +9,8 @@ namespace platform {
 /// the null device, so that no file of ours is mistaken for one. Those refuse to be written to, so that
 /// whoever prints can tell.
 void prepareProcess();
+
+/// Seconds of processors that all threads of the process have taken.
+[[nodiscard]] double processorSeconds() noexcept;
 
 } // namespace platform

@@ -1,13 +1,42 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "media/quicktime/writer/lane_crew.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <thread>
+#include <utility>
 
+#include "platform/process.h"
 #include "platform/thread_name.h"
 
 namespace media {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Finds out whether the process leaves processors idle, because its threads wait for the disk.
+class IdleWatch {
+  public:
+    /// Looks back to the last look. False when that is too near.
+    [[nodiscard]] bool seesIdle() noexcept {
+        constexpr auto shortest = std::chrono::milliseconds(10);
+        constexpr double busy = 0.7; // of all processors
+        const auto now = Clock::now();
+        if (now - since_ < shortest)
+            return false;
+        const double seconds = std::chrono::duration<double>(now - std::exchange(since_, now)).count();
+        const double used = platform::processorSeconds();
+        return used - std::exchange(used_, used) < busy * seconds * std::thread::hardware_concurrency();
+    }
+
+  private:
+    Clock::time_point since_ = Clock::now();
+    double used_ = platform::processorSeconds();
+};
+
+} // namespace
 
 void LaneCrew::run(std::span<LaneWork* const> lanes, std::size_t threads) {
     std::vector<std::thread> others;
@@ -18,11 +47,15 @@ void LaneCrew::run(std::span<LaneWork* const> lanes, std::size_t threads) {
     open_ = places_.size();
 
     constexpr auto patience = std::chrono::milliseconds(1);
-    const auto begin = std::chrono::steady_clock::now();
+    const auto begin = Clock::now();
+    IdleWatch watch;
+    std::size_t useful = std::max(1U, std::thread::hardware_concurrency());
     std::unique_lock guard(lock_);
     while (open_ > 0) {
-        if (others.size() + 1 < threads && waiting_ == 0 && open_ - working_ > 1 &&
-            std::chrono::steady_clock::now() - begin > patience) {
+        if (watch.seesIdle())
+            useful *= 2;
+        if (others.size() + 1 < std::min(threads, useful) && waiting_ == 0 && open_ - working_ > 1 &&
+            Clock::now() - begin > patience) {
             guard.unlock();
             try {
                 others.emplace_back([this] {

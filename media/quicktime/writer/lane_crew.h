@@ -29,8 +29,8 @@ class LaneWork {
 class LaneCrew {
   public:
     /// Returns when all lanes have ended. At most `threads` work at once; the others are started when work of
-    /// a millisecond has not been the end, so that short lanes cost no threads. Throws std::bad_alloc, and
-    /// only before the first step.
+    /// a millisecond has not been the end, so that short lanes cost no threads, and those beyond the number
+    /// of processors when these are seen idle. Throws std::bad_alloc, and only before the first step.
     void run(std::span<LaneWork* const> lanes, std::size_t threads);
     /// Tells a thread that waits that lanes may have room again. Any thread, without the lanes' locks.
     void moreRoom() noexcept;
