@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "media/timecode/counting.h"
 #include "media/track/track_output.h"
 
 namespace Pack {
@@ -15,7 +16,11 @@ std::optional<Timecode> timecode(const media::SampleBuffer& sample, const media:
         timecode.base = std::max(format.timecode->base, 1U);
         timecode.dropFrame = format.timecode->dropFrame;
     }
-    return timecode.adding(sample.framesTrimmed);
+    const bool isOfADay = timecode.frame >= 0;
+    timecode = timecode.adding(sample.framesTrimmed);
+    if (isOfADay && timecode.frame < 0) // counted back across midnight
+        timecode.frame += media::framesPerDay(static_cast<std::uint32_t>(timecode.base), timecode.dropFrame);
+    return timecode;
 }
 
 void StartTimecode::add(const media::SampleBuffer& sample) {

@@ -60,13 +60,16 @@ TEST(ClipTimecode, IsTheFirstSampleShownNotTheFirstStored) {
     track.timescale = 25;
     track.formatDescriptions.resize(1);
     track.formatDescriptions.front().timecode = media::TimecodeDescription{25, false, {25, 1}};
-    media::StoredSamples run; // a second that begins at frame 100, one that begins at frame 200
-    run.samples = {{0, 25}, {0, 25}};
-    run.frameNumbers = {100, 200};
+    std::vector<media::StoredSamples> runs(2); // a second that begins at frame 100, one at frame 200
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        runs[i].mediaTime = static_cast<std::int64_t>(i) * 25;
+        runs[i].samples = {{0, 25}};
+        runs[i].frameNumbers = {static_cast<std::int64_t>(i + 1) * 100};
+    }
     const auto start = [&](std::vector<media::Edit> edits) {
         track.edits = std::move(edits);
         return Pack::timecode(media::Asset(media::io::memorySource({}),
-                                           std::make_shared<test::FakeContainer>(track, std::vector{run})))
+                                           std::make_shared<test::FakeContainer>(track, runs)))
             .frame;
     };
     const media::Time second{1, 1};
@@ -76,6 +79,8 @@ TEST(ClipTimecode, IsTheFirstSampleShownNotTheFirstStored) {
     EXPECT_EQ(start({{{0, 1}, second, 30}, {second, second, 5}}), 205);
     EXPECT_EQ(start({{{0, 1}, second, media::emptyEdit}, {second, second, 10}}), 85)
         << "the second before the first frame shown counts back";
+    EXPECT_EQ(start({{{0, 1}, {5, 1}, media::emptyEdit}, {{5, 1}, second, 0}}), 24 * 3600 * 25 - 25)
+        << "across midnight too";
     EXPECT_EQ(start({{{0, 1}, second, 60}}), 235) << "an edit behind the last sample goes on counting";
 }
 

@@ -40,6 +40,10 @@ TEST(MXFSound, FormatsComeFromTheDescriptor) {
     const auto bigEndian = describe([&](MXFTriplet& other) { addCompression(other, aiff); });
     EXPECT_EQ(bigEndian.formatFlags,
               media::pcmFlag::signedInteger | media::pcmFlag::packed | media::pcmFlag::bigEndian);
+    const Bytes uncompressed{0x06, 0x0e, 0x2b, 0x34, 4, 1, 1, 0x0a, 4, 2, 2, 1, 0x7f, 0, 0, 0};
+    const auto plain = describe([&](MXFTriplet& other) { addCompression(other, uncompressed); });
+    EXPECT_EQ(plain.formatFlags, media::pcmFlag::signedInteger | media::pcmFlag::packed);
+    EXPECT_EQ(plain.formatID, media::audioFormat::linearPCM);
     const auto twenty = describe([](MXFTriplet& other) {
         other.set(0x3d01, 20);
         other.set(0x3d0a, 3);

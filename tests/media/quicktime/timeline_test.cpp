@@ -223,15 +223,24 @@ TEST(Metadata, DatesAreISO8601) {
         EXPECT_EQ(unixTime(parseDate(text)), -1) << text;
 }
 
-TEST(Metadata, HalfOfAPairSwallowsNothing) {
+TEST(Metadata, TextOfEveryEncodingIsRead) {
     using namespace std::string_view_literals;
     test::Movie movie = test::rampMovie();
     movie.moreMovieBoxes = [](ByteWriter& w) {
+        w.box(fourCC("udta"), [&] {
+            w.box(fourCC("\xA9nam"), [&] {
+                w.u16(10);
+                w.u16(0); // English, in Mac OS Roman
+                w.text("Caf\x8E \x80\xFF \xA5 ");
+            });
+        });
         test::quickTimeMetadata(w, "key", "\xD8\x3D\xDE\x00\xD8\x3D\0A\xDE\x00\0B\xD8\x3D"sv, 2);
     };
     const auto items = openContainer(media::io::memorySource(build(movie)))->metadata();
-    ASSERT_EQ(items.size(), 1U);
-    const std::string text = items[0].stringValue.value_or("");
+    ASSERT_EQ(items.size(), 2U);
+    EXPECT_EQ(items[0].stringValue, "Café Äˇ • ");
+    const std::string text = items[1].stringValue.value_or("");
+    // Half of a surrogate pair swallows nothing.
     EXPECT_TRUE(text.starts_with("\U0001F600\uFFFD")) << text;
     EXPECT_NE(text.find("\uFFFDA\uFFFD"), std::string::npos) << text;
     EXPECT_NE(text.find("\uFFFDB\uFFFD"), std::string::npos) << text;
