@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 
 #include <unicode/normalizer2.h>
+#include <unicode/ucnv.h>
 #include <unicode/unistr.h>
 
 namespace platform {
@@ -28,6 +30,26 @@ std::string validUTF8(std::string_view bytes) {
     std::string text;
     wide(bytes).toUTF8String(text);
     return text;
+}
+
+std::string fromUTF16(std::span<const std::byte> bytes) {
+    icu::UnicodeString text;
+    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2)
+        text.append(static_cast<char16_t>(std::to_integer<unsigned>(bytes[at]) << 8 |
+                                          std::to_integer<unsigned>(bytes[at + 1])));
+    std::string result;
+    text.toUTF8String(result);
+    return result;
+}
+
+std::string fromMacRoman(std::string_view bytes) {
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(ucnv_open("macintosh", &status),
+                                                                       &ucnv_close);
+    std::string result;
+    icu::UnicodeString(bytes.data(), static_cast<std::int32_t>(bytes.size()), converter.get(), status)
+        .toUTF8String(result);
+    return U_SUCCESS(status) ? result : validUTF8(bytes);
 }
 
 std::string oneLine(std::string_view bytes) {

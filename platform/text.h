@@ -2,6 +2,8 @@
 // Bytes that may or may not be text: file names are bytes, what people are shown is UTF-8.
 #pragma once
 
+#include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -10,6 +12,11 @@ namespace platform {
 /// The text with every byte that is not part of valid UTF-8 replaced by U+FFFD; valid text comes back
 /// unchanged.
 [[nodiscard]] std::string validUTF8(std::string_view bytes);
+
+/// Text of other encodings as UTF-8: UTF-16 in big-endian bytes, where half a pair becomes U+FFFD, and Mac OS
+/// Roman.
+[[nodiscard]] std::string fromUTF16(std::span<const std::byte> bytes);
+[[nodiscard]] std::string fromMacRoman(std::string_view bytes);
 
 /// The text as it is shown to people, on one line: valid, and with U+FFFD for what breaks a line, steers a
 /// terminal or turns the order of what follows (control characters, line and paragraph separators, and

@@ -19,7 +19,8 @@ constexpr std::int64_t mostAnnounced = 64; // packages; only a hostile file has 
 
 } // namespace
 
-BatchCache::BatchCache(std::shared_ptr<const EssenceMap> map) : map_(std::move(map)), reader_(map_) {
+BatchCache::BatchCache(std::shared_ptr<const EssenceMap> map)
+    : map_(std::move(map)), store_(mostHeldBytes, mostHeldBatches), reader_(map_) {
     // A quarter of a second, and whole cycles, at whose ends the number of frames is certain.
     std::int64_t units = std::max<std::int64_t>(1, std::llround(map_->packageRate().value() / 4));
     for (std::size_t i = 0; i < map_->streams().size(); ++i) {
@@ -36,62 +37,29 @@ BatchCache::BatchCache(std::shared_ptr<const EssenceMap> map) : map_(std::move(m
 }
 
 std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index, std::shared_ptr<const Batch> done) {
-    const auto look = [&](std::int64_t& next) -> std::shared_ptr<const Batch> {
-        const std::lock_guard lock(held_);
-        done.reset();
-        next = firstHeld_ + static_cast<std::int64_t>(batches_.size());
-        const bool isHeld = index >= firstHeld_ && index < next;
-        return isHeld ? batches_[static_cast<std::size_t>(index - firstHeld_)] : nullptr;
-    };
-    std::int64_t next = 0;
-    if (auto found = look(next))
+    if (auto found = store_.exchange(index + 1, std::move(done)))
         return found;
-    if (index < next)
+    if (index < next_)
         return nullptr;
     const std::lock_guard readLock(reading_);
-    if (auto found = look(next))
+    if (auto found = store_.exchange(index + 1, nullptr))
         return found;
-    if (index < next)
+    if (index < next_)
         return nullptr;
-    if (index - next > mostBatchesAhead) {
-        next = index;
-        const std::lock_guard lock(held_);
-        batches_.clear();
-        firstHeld_ = index;
-    }
+    if (index - next_ > mostBatchesAhead)
+        next_ = index;
     std::shared_ptr<const Batch> newest;
-    for (; next <= index; ++next) {
-        auto batch = read(reader_, next);
+    while (next_ <= index) {
+        auto batch = read(reader_, next_);
         newest = batch;
-        const std::lock_guard lock(held_);
-        batches_.push_back(std::move(batch));
-        dropOld();
+        store_.add(next_ + 1, std::move(batch));
+        ++next_;
     }
     return newest;
 }
 
-/// Drops the oldest batches, beyond what lanes may lag behind. `held_` is locked.
-void BatchCache::dropOld() {
-    std::size_t bytes = 0;
-    for (const auto& batch : batches_)
-        bytes += batch->bytes.size();
-    while (batches_.size() > mostHeldBatches || (bytes > mostHeldBytes && batches_.size() > 1)) {
-        bytes -= batches_.front()->bytes.size();
-        if (batches_.front().use_count() == 1)
-            spare_ = std::move(batches_.front());
-        batches_.pop_front();
-        ++firstHeld_;
-    }
-}
-
 std::shared_ptr<Batch> BatchCache::read(PackageReader& reader, std::int64_t index) {
-    std::shared_ptr<Batch> batch;
-    {
-        const std::lock_guard lock(held_);
-        batch = std::move(spare_);
-    }
-    if (!batch)
-        batch = std::make_shared<Batch>();
+    auto batch = store_.spare();
     batch->bytes.clear();
     batch->packages.clear();
     batch->isLast = false;

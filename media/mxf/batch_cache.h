@@ -2,12 +2,13 @@
 // The sound of a frame-wrapped container, read once for all lanes.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <vector>
 
+#include "media/io/shared_store.h"
 #include "media/mxf/sound_frames.h"
 
 namespace media::mxf {
@@ -17,6 +18,8 @@ struct Batch {
     std::vector<std::byte> bytes;
     std::vector<SoundPackage> packages;
     bool isLast = false;
+
+    [[nodiscard]] std::size_t size() const noexcept { return bytes.size(); }
 };
 
 /// Reads a container's batches once for all lanes, and keeps the recent ones. Any thread.
@@ -34,15 +37,11 @@ class BatchCache {
     [[nodiscard]] std::shared_ptr<const EssenceMap> sharedMap() const noexcept { return map_; }
 
   private:
-    void dropOld();
-
     std::shared_ptr<const EssenceMap> map_;
     std::int64_t unitsPerBatch_ = 1;
 
-    std::mutex held_; ///< guards the following; batches are given back with it held
-    std::deque<std::shared_ptr<Batch>> batches_;
-    std::int64_t firstHeld_ = 0;   ///< index of the first one kept
-    std::shared_ptr<Batch> spare_; ///< to be read into again: memory that the system need not hand out anew
+    io::SharedStore<Batch> store_;       ///< a batch ends where the next one's index is
+    std::atomic<std::int64_t> next_ = 0; ///< the batch to be read next
 
     std::mutex reading_; ///< guards the reader, and is held while a batch is read
     PackageReader reader_;

@@ -6,9 +6,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <vector>
 
-#include "media/io/byte_source.h"
+#include "media/io/window.h"
 #include "media/mxf/labels.h"
 
 namespace media::mxf {
@@ -23,35 +22,33 @@ struct Klv {
     [[nodiscard]] std::uint64_t end() const noexcept { return valueOffset + length; }
 };
 
-/// Reads triplets of one file. Keeps the bytes last read, so that neighbouring triplets cost one read. One
-/// thread.
+/// Reads triplets of one file. One thread.
 class KlvReader {
   public:
     /// `readAhead`: bytes that a read takes at least where the window does not hold what is asked for.
     explicit KlvReader(const io::ByteSource& source, std::size_t readAhead = 32)
-        : source_(&source), readAhead_(readAhead) {}
+        : window_(source, 0, source.size(), readAhead) {}
 
-    [[nodiscard]] std::uint64_t fileSize() const noexcept { return source_->size(); }
+    [[nodiscard]] std::uint64_t fileSize() const noexcept { return window_.end(); }
     /// The triplet whose key starts at `offset`. None where the file ends before the length does, or where
     /// the length is malformed.
     [[nodiscard]] std::optional<Klv> at(std::uint64_t offset);
     /// `count` bytes from `offset`, fewer at the end of the file. Valid until the next call.
-    [[nodiscard]] std::span<const std::byte> bytes(std::uint64_t offset, std::size_t count);
+    [[nodiscard]] std::span<const std::byte> bytes(std::uint64_t offset, std::size_t count) {
+        return window_.upTo(offset, count);
+    }
     /// Makes the window hold these bytes, as far as the file does.
     void prefetch(std::uint64_t offset, std::size_t count) { (void)bytes(offset, count); }
     /// Lets the disk begin with these bytes, which will be read soon.
     void announce(std::uint64_t offset, std::uint64_t count) const noexcept {
-        source_->willRead(offset, count);
+        window_.source().willRead(offset, count);
     }
     /// Copies whole runs, from the window where it holds them. Throws Error when the file ends before.
-    void copy(std::uint64_t offset, std::span<std::byte> out);
-    void setReadAhead(std::size_t bytes) noexcept { readAhead_ = bytes; }
+    void copy(std::uint64_t offset, std::span<std::byte> out) const { window_.copy(offset, out); }
+    void setReadAhead(std::size_t bytes) noexcept { window_.setSize(bytes); }
 
   private:
-    const io::ByteSource* source_;
-    std::size_t readAhead_;
-    std::vector<std::byte> window_;
-    std::uint64_t windowStart_ = 0;
+    io::Window window_;
 };
 
 } // namespace media::mxf

@@ -5,6 +5,7 @@
 
 #include "media/base/byte_reader.h"
 #include "media/mxf/local_tags.h"
+#include "platform/text.h"
 
 namespace media::mxf {
 
@@ -21,25 +22,6 @@ std::array<std::uint8_t, size> bytesOf(io::ByteReader& reader) {
     for (std::uint8_t& byte : bytes)
         byte = reader.u8();
     return bytes;
-}
-
-void appendUTF8(std::string& text, std::uint32_t code) {
-    const auto put = [&](std::uint32_t byte) { text += static_cast<char>(static_cast<unsigned char>(byte)); };
-    if (code < 0x80) {
-        put(code);
-    } else if (code < 0x800) {
-        put(0xc0 | code >> 6);
-        put(0x80 | (code & 0x3f));
-    } else if (code < 0x10000) {
-        put(0xe0 | code >> 12);
-        put(0x80 | (code >> 6 & 0x3f));
-        put(0x80 | (code & 0x3f));
-    } else {
-        put(0xf0 | code >> 18);
-        put(0x80 | (code >> 12 & 0x3f));
-        put(0x80 | (code >> 6 & 0x3f));
-        put(0x80 | (code & 0x3f));
-    }
 }
 
 } // namespace
@@ -118,22 +100,11 @@ std::vector<Label> LocalSet::labels(std::uint16_t tag) const {
 }
 
 std::string LocalSet::text(std::uint16_t tag) const {
-    io::ByteReader reader(item(tag));
-    std::string text;
-    while (reader.remaining() >= 2) {
-        std::uint32_t code = reader.u16();
-        if (code == 0)
-            break;
-        if (code >= 0xd800 && code < 0xdc00 && reader.remaining() >= 2) {
-            const std::uint32_t low = reader.u16();
-            code =
-                low >= 0xdc00 && low < 0xe000 ? 0x10000 + ((code - 0xd800) << 10) + (low - 0xdc00) : 0xfffd;
-        } else if (code >= 0xd800 && code < 0xe000) {
-            code = 0xfffd; // half of a pair
-        }
-        appendUTF8(text, code);
-    }
-    return text;
+    const std::span<const std::byte> bytes = item(tag);
+    std::size_t end = 0;
+    while (end + 1 < bytes.size() && (bytes[end] != std::byte{0} || bytes[end + 1] != std::byte{0}))
+        end += 2;
+    return platform::fromUTF16(bytes.first(end));
 }
 
 std::optional<std::chrono::system_clock::time_point> LocalSet::timestamp(std::uint16_t tag) const {

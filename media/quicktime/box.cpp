@@ -5,27 +5,6 @@
 
 namespace media::quicktime {
 
-std::span<const std::byte> Window::at(std::uint64_t offset, std::size_t count) {
-    const bool held = offset >= bufferBegin_ && offset - bufferBegin_ <= buffer_.size() &&
-                      count <= buffer_.size() - static_cast<std::size_t>(offset - bufferBegin_);
-    if (!held) {
-        if (offset < begin_ || offset > end_ || count > end_ - offset)
-            io::endsEarly();
-        const auto wanted =
-            static_cast<std::size_t>(std::min<std::uint64_t>(std::max(count, size_), end_ - offset));
-        buffer_.resize(wanted);
-        bufferBegin_ = offset;
-        try {
-            source_->readAt(offset, buffer_);
-        } catch (...) {
-            buffer_.clear();
-            throw;
-        }
-    }
-    return std::span<const std::byte>(buffer_).subspan(static_cast<std::size_t>(offset - bufferBegin_),
-                                                       count);
-}
-
 std::optional<Box> BoxWalk::next() {
     constexpr std::uint64_t shortHeader = 8;
     constexpr std::uint64_t longHeader = 16;

@@ -5,37 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
-#include <vector>
 
 #include "media/base/byte_reader.h"
-#include "media/io/byte_source.h"
+#include "media/io/window.h"
 #include "media/track/format_description.h"
 
 namespace media::quicktime {
 
-/// A stretch of a source that is read front to back in small pieces through one buffer; nothing outside of it
-/// is ever read.
-class Window {
-  public:
-    /// [begin, end) of the source, which must outlive this; `size`: bytes fetched at a time.
-    Window(const io::ByteSource& source, std::uint64_t begin, std::uint64_t end, std::size_t size)
-        : source_(&source), begin_(begin), end_(end), size_(size), bufferBegin_(begin) {}
-
-    /// `count` bytes at `offset` of the source, valid until the next call. Throws Error (endOfData) outside
-    /// of the stretch.
-    [[nodiscard]] std::span<const std::byte> at(std::uint64_t offset, std::size_t count);
-    [[nodiscard]] std::uint64_t begin() const noexcept { return begin_; }
-    [[nodiscard]] std::uint64_t end() const noexcept { return end_; }
-
-  private:
-    const io::ByteSource* source_;
-    std::uint64_t begin_;
-    std::uint64_t end_;
-    std::size_t size_;
-    std::uint64_t bufferBegin_;
-    std::vector<std::byte> buffer_;
-};
+using io::Window;
 
 /// A box: its type and where its payload lies.
 struct Box {

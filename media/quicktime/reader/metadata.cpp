@@ -23,62 +23,21 @@ std::string textOf(std::span<const std::byte> bytes) {
     return text;
 }
 
-void appendUTF8(std::string& text, char32_t c) {
-    const auto put = [&](char32_t value) { text.push_back(static_cast<char>(value)); };
-    if (c < 0x80) {
-        put(c);
-    } else if (c < 0x800) {
-        put(0xC0 | c >> 6);
-        put(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        put(0xE0 | c >> 12);
-        put(0x80 | (c >> 6 & 0x3F));
-        put(0x80 | (c & 0x3F));
-    } else {
-        put(0xF0 | c >> 18);
-        put(0x80 | (c >> 12 & 0x3F));
-        put(0x80 | (c >> 6 & 0x3F));
-        put(0x80 | (c & 0x3F));
-    }
-}
-
-std::string fromUTF16(std::span<const std::byte> bytes) {
-    std::string text;
-    for (io::ByteReader reader(bytes); reader.remaining() >= 2;) {
-        char32_t c = reader.u16();
-        if (c >= 0xD800 && c < 0xDC00 && reader.remaining() >= 2) {
-            io::ByteReader ahead = reader;
-            if (const char32_t low = ahead.u16(); low >= 0xDC00 && low < 0xE000) {
-                c = 0x10000 + ((c - 0xD800) << 10) + (low & 0x3FFU);
-                reader = ahead;
-            }
-        }
-        appendUTF8(text, c);
-    }
-    return platform::validUTF8(text); // half a pair becomes a replacement character
-}
-
 /// Text of the old Macintosh languages; writers that claim one and mean UTF-8 are common.
-std::string fromMacRoman(std::span<const std::byte> bytes) {
+std::string macintoshText(std::span<const std::byte> bytes) {
     std::string plain = textOf(bytes);
-    if (platform::validUTF8(plain) == plain)
-        return plain;
-    static constexpr std::u32string_view upperHalf =
-        U"ÄÅÇÉÑÖÜáàâäãåçéèêëíìîïñóòôöõúùûü†°¢£§•¶ß®©™´¨≠ÆØ∞±≤≥¥µ∂∑∏π∫ªºΩæø¿¡¬√ƒ≈∆«»…\u00A0ÀÃÕŒœ–—“”‘’÷◊ÿŸ⁄€‹›"
-        U"ﬁﬂ‡·‚„‰ÂÊÁËÈÍÎÏÌÓÔ\uF8FFÒÚÛÙıˆ˜¯˘˙˚¸˝˛ˇ";
-    static_assert(upperHalf.size() == 128);
-    std::string text;
-    for (const std::byte byte : bytes) {
-        const auto c = std::to_integer<std::uint8_t>(byte);
-        appendUTF8(text, c < 128 ? c : upperHalf[c - 128U]);
-    }
-    return text;
+    return platform::validUTF8(plain) == plain ? plain : platform::fromMacRoman(plain);
 }
 
+/// A code's characters; those above ASCII, such as ©, are ISO Latin 1.
 std::string codeText(FourCC code) {
     std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        appendUTF8(text, code >> shift & 0xFFU);
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const auto character = static_cast<unsigned char>(code >> shift);
+        if (character >= 0x80)
+            text.push_back(static_cast<char>(0xC0 | character >> 6));
+        text.push_back(static_cast<char>(character < 0x80 ? character : 0x80 | (character & 0x3F)));
+    }
     return text;
 }
 
@@ -92,7 +51,7 @@ std::optional<std::string> valueText(io::ByteReader reader) {
     case 1:
         return platform::validUTF8(textOf(reader.rest()));
     case 2:
-        return fromUTF16(reader.rest());
+        return platform::fromUTF16(reader.rest());
     case 21: // signed and unsigned numbers of one to eight bytes
     case 22:
     case 65:
@@ -182,7 +141,7 @@ void readUserText(Window& window, const Box& box, std::vector<MetadataItem>& ite
     const auto bytes = reader.bytes(std::min<std::size_t>(length, reader.remaining()));
     const bool macintosh = language < 0x400 || language == 0x7FFF;
     add(items, "udta/" + codeText(box.type),
-        macintosh ? fromMacRoman(bytes) : platform::validUTF8(textOf(bytes)));
+        macintosh ? macintoshText(bytes) : platform::validUTF8(textOf(bytes)));
 }
 
 template <typename Number>

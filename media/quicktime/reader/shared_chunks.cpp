@@ -18,7 +18,7 @@ constexpr std::int64_t mostAheadMilliseconds = 8'000;
 constexpr std::uint64_t largestShared = std::uint64_t{32} * 1024;
 constexpr std::size_t mostChunksPerBatch = 65'536;
 constexpr std::uint64_t mostBytesPerBatch = std::uint64_t{16} << 20;
-constexpr std::uint64_t mostBytesHeld = std::uint64_t{32} << 20;
+constexpr std::size_t mostBytesHeld = std::size_t{32} << 20;
 constexpr int mostFruitless = 16;
 /// Bytes between two chunks (alignment) are read along when there are at most a sixteenth of the chunks' own.
 constexpr std::uint64_t chunkBytesPerGapByte = 16;
@@ -56,21 +56,23 @@ std::span<const std::byte> ChunkBatch::find(std::uint64_t begin, std::uint64_t e
                  static_cast<std::size_t>(std::min(end, stretch.end) - begin));
 }
 
+SharedChunks::SharedChunks(std::shared_ptr<const io::ByteSource> file)
+    : file_(std::move(file)), store_(mostBytesHeld) {}
+
 SharedChunks::Member::Member(std::shared_ptr<SharedChunks> chunks, const MovieTrack& track,
                              std::int64_t timescale)
     : chunks_(std::move(chunks)), timescale_(timescale),
       walker_(track.tableSource, track.samples, track.layouts) {
-    const std::scoped_lock lock(chunks_->reading_, chunks_->holding_);
+    const std::scoped_lock lock(chunks_->reading_, chunks_->wanting_);
     if (chunks_->next_ > 0)
         walker_.seek(io::scaled(chunks_->next_, timescale_, 1000));
     chunks_->members_.push_back(this);
 }
 
 SharedChunks::Member::~Member() {
-    const std::scoped_lock lock(chunks_->reading_, chunks_->holding_);
-    inUse_.clear();
+    const std::scoped_lock lock(chunks_->reading_, chunks_->wanting_);
     std::erase(chunks_->members_, this);
-    chunks_->dropOld();
+    chunks_->store_.drop(chunks_->wantedByAll(), inUse_);
 }
 
 std::int64_t SharedChunks::Member::milliseconds(std::int64_t ticks) const {
@@ -81,10 +83,9 @@ const SharedChunks::Batches& SharedChunks::Member::batches(std::int64_t begin, s
     SharedChunks& chunks = *chunks_;
     const std::int64_t last = milliseconds(end);
     {
-        const std::lock_guard lock(chunks.holding_);
-        inUse_.clear();
+        const std::lock_guard lock(chunks.wanting_);
         wanted_ = milliseconds(begin);
-        chunks.dropOld();
+        chunks.store_.drop(chunks.wantedByAll(), inUse_);
     }
     if (last + mostAheadMilliseconds < chunks.next_) {
         chunks.gaveUp_ = true;
@@ -98,10 +99,7 @@ const SharedChunks::Batches& SharedChunks::Member::batches(std::int64_t begin, s
         if (const std::unique_lock lock(chunks.reading_, std::try_to_lock); lock)
             chunks.readUntil(last + batchMilliseconds);
     }
-    const std::lock_guard lock(chunks.holding_);
-    for (const Held& held : chunks.held_)
-        if (held.end > wanted_)
-            inUse_.push_back(held.batch);
+    chunks.store_.find(wanted_, inUse_);
     return inUse_;
 }
 
@@ -126,21 +124,14 @@ void SharedChunks::readBatch() {
         if (fruitless_ >= mostFruitless)
             gaveUp_ = true;
         if (!stretches.empty()) {
-            auto batch = spareBatch();
+            auto batch = store_.spare();
             batch->read(*file_, std::move(stretches));
-            const std::lock_guard lock(holding_);
-            held_.push_back({end, std::move(batch)});
+            store_.add(end, std::move(batch));
         }
         next_ = end;
     } catch (const Error&) { // the lane whose bytes they are will find out, and say so
         gaveUp_ = true;
     }
-}
-
-std::shared_ptr<ChunkBatch> SharedChunks::spareBatch() {
-    const std::lock_guard lock(holding_);
-    auto batch = std::move(spare_);
-    return batch ? batch : std::make_shared<ChunkBatch>();
 }
 
 /// The neighbours among the chunks that start before `end` (milliseconds).
@@ -189,20 +180,12 @@ std::vector<Stretch> SharedChunks::plan(std::int64_t end) {
     return stretches;
 }
 
-/// Drops what no lane will ask for again, and the oldest when there is too much.
-void SharedChunks::dropOld() {
+/// The time before which no lane will ask for anything again. `wanting_` is locked.
+std::int64_t SharedChunks::wantedByAll() {
     std::int64_t wanted = next_;
     for (const Member* member : members_)
         wanted = std::min(wanted, member->wanted_);
-    std::uint64_t bytes = 0;
-    for (const Held& held : held_)
-        bytes += held.batch->size();
-    while (!held_.empty() && (held_.front().end <= wanted || bytes > mostBytesHeld)) {
-        bytes -= held_.front().batch->size();
-        if (held_.front().batch.use_count() == 1 && !spare_)
-            spare_ = std::move(held_.front().batch);
-        held_.pop_front();
-    }
+    return wanted;
 }
 
 } // namespace media::quicktime

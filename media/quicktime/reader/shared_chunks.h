@@ -4,13 +4,13 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
 
+#include "media/io/shared_store.h"
 #include "media/quicktime/reader/movie_track.h"
 #include "media/quicktime/reader/table_walker.h"
 
@@ -45,9 +45,9 @@ class ChunkBatch {
 /// side. It is a help alone: what it does not have, a lane reads for itself. Any thread.
 class SharedChunks {
   public:
-    using Batches = std::vector<std::shared_ptr<ChunkBatch>>;
+    using Batches = std::vector<std::shared_ptr<const ChunkBatch>>;
 
-    explicit SharedChunks(std::shared_ptr<const io::ByteSource> file) : file_(std::move(file)) {}
+    explicit SharedChunks(std::shared_ptr<const io::ByteSource> file);
 
     /// A track's part in this, for as long as it lives. `timescale`: ticks a second of the track's media.
     class Member {
@@ -74,16 +74,11 @@ class SharedChunks {
     };
 
   private:
-    struct Held {
-        std::int64_t end = 0; ///< milliseconds
-        std::shared_ptr<ChunkBatch> batch;
-    };
     void readUntil(std::int64_t milliseconds);
     void readBatch();
     void seek(std::int64_t milliseconds);
     [[nodiscard]] std::vector<Stretch> plan(std::int64_t end);
-    [[nodiscard]] std::shared_ptr<ChunkBatch> spareBatch();
-    void dropOld();
+    [[nodiscard]] std::int64_t wantedByAll();
 
     std::shared_ptr<const io::ByteSource> file_;
     std::atomic<std::int64_t> next_ = 0; ///< milliseconds: the start of the next batch
@@ -93,10 +88,8 @@ class SharedChunks {
     std::vector<Member*> members_; ///< their walkers too; written with both mutexes held
     int fruitless_ = 0;            ///< batches in turn without neighbours
 
-    std::mutex holding_; ///< guards the following and what the members want; never waits for the disk
-    std::deque<Held> held_;
-    std::shared_ptr<ChunkBatch>
-        spare_; ///< to be read into again: memory that the system need not hand out anew
+    std::mutex wanting_;                ///< guards what the members want; never waits for the disk
+    io::SharedStore<ChunkBatch> store_; ///< a batch ends at a time in milliseconds
 };
 
 } // namespace media::quicktime
