@@ -17,7 +17,7 @@ inline constexpr std::size_t vectorLanes = 8;
 /// The vector path takes channels whose length is a multiple of this.
 inline constexpr std::size_t vectorStep = 16;
 
-/// Codes eight jobs of equal length side by side, one to a lane.
+/// Codes eight jobs side by side, one to a lane.
 void codeLanesAVX2(const std::array<ChannelJob*, vectorLanes>& jobs);
 
 /// The front of `splitSamples` for 24 bits: how many samples it did.

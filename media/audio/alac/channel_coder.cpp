@@ -96,7 +96,7 @@ bool putResidual(std::span<const std::int32_t> residual, int bits, BitWriter& ou
     return true;
 }
 
-/// Eight of the jobs side by side, without those that it takes. All must be of one length.
+/// Up to eight jobs side by side.
 void codeInLanes(std::span<ChannelJob* const> jobs) {
     std::array<std::uint8_t, codeCapacity> discarded;
     ChannelJob idle = *jobs.front();
@@ -126,16 +126,14 @@ void codeChannels(std::span<ChannelJob> jobs) {
         return;
     }
     while (!jobs.empty()) {
-        // Neighbours of one length: all but a stream's last packet.
-        const std::size_t length = jobs.front().samples.size();
         std::array<ChannelJob*, vectorLanes> lanes;
         std::size_t count = 0;
-        while (count < lanes.size() && count < jobs.size() && jobs[count].samples.size() == length) {
+        while (count < lanes.size() && count < jobs.size() && jobs[count].samples.size() % vectorStep == 0) {
             lanes[count] = &jobs[count];
             ++count;
         }
-        if (count == 1 || length % vectorStep != 0)
-            codeChannelsPortable(jobs.first(count));
+        if (count <= 1) // a stream's last packet may have any length
+            codeChannelsPortable(jobs.first(count = 1));
         else
             codeInLanes(std::span(lanes).first(count));
         jobs = jobs.subspan(count);

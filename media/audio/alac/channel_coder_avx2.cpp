@@ -344,6 +344,10 @@ AVX2_INLINE __m256i coefficientPairs(const std::array<ChannelJob*, vectorLanes>&
     return load(row);
 }
 
+std::size_t lengthOf(const ChannelJob* job) {
+    return job->samples.size();
+}
+
 } // namespace
 
 bool avx2Available() noexcept {
@@ -375,10 +379,14 @@ AVX2 void codeLanesAVX2(const std::array<ChannelJob*, vectorLanes>& jobs) {
                                                BitWriter(jobs[4]->code), BitWriter(jobs[5]->code),
                                                BitWriter(jobs[6]->code), BitWriter(jobs[7]->code)};
 
-    const std::size_t count = jobs[0]->samples.size();
-    for (std::size_t start = 0; start < count; start += blockRows) {
-        const std::size_t rows = std::min(blockRows, count - start);
-        gatherPairs(jobs, start, rows, pairs);
+    // A lane that has ended goes on with another one's samples, for nothing.
+    std::array<ChannelJob*, vectorLanes> sources = jobs;
+    ChannelJob* const longest = *std::ranges::max_element(jobs, {}, lengthOf);
+    std::array<std::uint8_t, codeCapacity> discarded;
+    for (std::size_t start = 0; start < lengthOf(longest);) {
+        const std::size_t end = lengthOf(*std::ranges::min_element(sources, {}, lengthOf));
+        const std::size_t rows = std::min(blockRows, end - start);
+        gatherPairs(sources, start, rows, pairs);
         std::size_t i = 0;
         if (start == 0)
             for (; i <= predictorOrder; ++i)
@@ -390,15 +398,22 @@ AVX2 void codeLanesAVX2(const std::array<ChannelJob*, vectorLanes>& jobs) {
         putEntries(entries.data(), joinCodes(codes - 1, lengths - 1, rows, entries.data()), writers);
         codes[-1] = codes[rows - 1];
         lengths[-1] = lengths[rows - 1];
-    }
-    putRuns(golombState, golombState.inRun, codes[-1], lengths[-1]);
-    Row unusable;
-    store(unusable, golombState.unusable);
-    for (std::size_t lane = 0; lane < vectorLanes; ++lane) {
-        writers[lane].put(static_cast<std::uint32_t>(codes[-1].lanes[lane]),
-                          static_cast<unsigned>(lengths[-1].lanes[lane]));
-        jobs[lane]->codedBits = writers[lane].bitCount();
-        jobs[lane]->usable = unusable.lanes[lane] == 0;
+        start += rows;
+        if (start < end)
+            continue;
+        Row code = codes[-1], length = lengths[-1], unusable;
+        putRuns(golombState, golombState.inRun, code, length);
+        store(unusable, golombState.unusable);
+        for (std::size_t lane = 0; lane < vectorLanes; ++lane) {
+            if (lengthOf(jobs[lane]) != start)
+                continue;
+            writers[lane].put(static_cast<std::uint32_t>(code.lanes[lane]),
+                              static_cast<unsigned>(length.lanes[lane]));
+            jobs[lane]->codedBits = writers[lane].bitCount();
+            jobs[lane]->usable = unusable.lanes[lane] == 0;
+            sources[lane] = longest;
+            writers[lane] = BitWriter(discarded.data());
+        }
     }
 }
 

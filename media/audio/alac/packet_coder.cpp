@@ -53,13 +53,16 @@ PacketCoder::PacketCoder(std::uint32_t channels, int bits, Path path)
 void PacketCoder::reserve(std::size_t packets) {
     if (packets <= run_.capacity())
         return;
+    const auto make = []<typename Number>(std::unique_ptr<Number[]>& numbers, std::size_t count) {
+        numbers = std::make_unique_for_overwrite<Number[]>(count);
+    };
     const std::size_t samples = packets * packetFrames * channels_;
     run_.reserve(packets);
-    high_.resize(samples);
-    low_.resize(samples * (bytes_ - 2) + BitWriter::slack);
-    planes_.resize(channels_ == 1 ? 0 : samples);
     jobs_.reserve(packets * channels_);
-    code_.resize(packets * channels_ * codeCapacity);
+    make(high_, samples);
+    make(low_, samples * (bytes_ - 2) + BitWriter::slack);
+    make(planes_, channels_ == 1 ? 0 : samples);
+    make(code_, packets * channels_ * codeCapacity);
 }
 
 void PacketCoder::encode(std::span<const std::byte> pcm, const PacketSink& sink) {
@@ -96,8 +99,8 @@ void PacketCoder::encode(std::span<const std::byte> pcm, const PacketSink& sink)
 /// Splits the packet's samples, mixes a pair and makes a job of every channel.
 void PacketCoder::prepare(Packet& packet, std::size_t slot) {
     const std::size_t samples = slot * packetFrames * channels_;
-    std::int16_t* const high = high_.data() + samples;
-    std::uint8_t* const low = low_.data() + samples * (bytes_ - 2);
+    std::int16_t* const high = high_.get() + samples;
+    std::uint8_t* const low = low_.get() + samples * (bytes_ - 2);
     const int bits = static_cast<int>(bytes_) * 8;
     if (path_ == Path::portable)
         splitSamplesPortable(packet.pcm, bits, high, low);
@@ -107,7 +110,7 @@ void PacketCoder::prepare(Packet& packet, std::size_t slot) {
     packet.firstJob = jobs_.size();
     std::array<std::span<std::int16_t>, maxChannels> planes{std::span(high, packet.frames)};
     if (channels_ == 2) {
-        std::int16_t* const plane = planes_.data() + samples;
+        std::int16_t* const plane = planes_.get() + samples;
         planes = {std::span(plane, packet.frames), std::span(plane + packetFrames, packet.frames)};
         for (std::size_t frame = 0; frame < packet.frames; ++frame) {
             planes[0][frame] = high[2 * frame];
@@ -121,7 +124,7 @@ void PacketCoder::prepare(Packet& packet, std::size_t slot) {
         job.samples = plane;
         job.residualBits = channels_ == 2 ? 17 : 16;
         job.coefficients = startingCoefficients(plane);
-        job.code = code_.data() + number * codeCapacity;
+        job.code = code_.get() + number * codeCapacity;
     }
 }
 

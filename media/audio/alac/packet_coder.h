@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -57,11 +58,11 @@ class PacketCoder {
     Path path_;
 
     std::vector<Packet> run_;
-    std::vector<std::int16_t> high_;   ///< per packet: channels interleaved
-    std::vector<std::uint8_t> low_;    ///< per packet: the bytes below, channels interleaved
-    std::vector<std::int16_t> planes_; ///< per packet and channel; unused for mono
-    std::vector<ChannelJob> jobs_;     ///< of the packets that are not silent
-    std::vector<std::uint8_t> code_;   ///< per job
+    std::vector<ChannelJob> jobs_;           ///< of the packets that are not silent
+    std::unique_ptr<std::int16_t[]> high_;   ///< per packet: channels interleaved
+    std::unique_ptr<std::uint8_t[]> low_;    ///< per packet: the bytes below, channels interleaved
+    std::unique_ptr<std::int16_t[]> planes_; ///< per packet and channel; unused for mono
+    std::unique_ptr<std::uint8_t[]> code_;   ///< per job
     std::vector<std::uint8_t> gathered_;
     std::vector<std::uint8_t> packet_;
     std::vector<std::byte> silence_; ///< a whole silent packet

@@ -116,6 +116,9 @@ TEST(AppleLossless, ReturnsEverySampleOfLongStreamsHoweverTheyCome) {
         Bytes pcm;
         for (std::size_t part = 0; part < 1 + 30 / channels; ++part)
             pcm = cat({pcm, test::patternPCM(random, 1000 + random() % 5000, channels, bits)});
+        // The last packet shares the vector unit with others when it holds whole vector steps.
+        if (const std::size_t step = 16 * channels * static_cast<std::size_t>(bits) / 8; seed % 2 == 0)
+            pcm.resize(pcm.size() / step * step);
         EncoderSettings settings = settingsOf(channels, bits);
         const Stream stream = encode(settings, pcm);
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << channels << " channels of " << bits);
