@@ -116,10 +116,10 @@ void PackModel::lookAt(const std::filesystem::path& zip, std::function<void(cons
     for (const Node& node : tree())
         if (node.children)
             folders.push_back(node.id);
-    background_.workers.start(
-        "place", [queue = background_.queue, zip, folders = std::move(folders), tell = std::move(tell)] {
-            queue->schedule([tell, place = exportPlace(zip, folders)] { tell(place); });
-        });
+    background_.workers.start("place", [this, queue = background_.queue, zip, folders = std::move(folders),
+                                        tell = std::move(tell)] {
+        queue->schedule([tell, place = operations_.place(zip, folders)] { tell(place); });
+    });
 }
 
 void PackModel::pack(const std::filesystem::path& zip) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "model/export_place.h"
 #include "pack/assembly.h"
 #include "pack/clip_records.h"
 #include "pack/discovery.h"
@@ -24,6 +25,10 @@ struct PackOperations {
         make;
     /// Bytes of a file; 0 when the file system can't tell.
     std::function<std::int64_t(const std::filesystem::path&)> fileSize;
+    /// What stands where a pack is to be saved; on a disk that does not answer it takes as long as that.
+    std::function<ExportPlace(const std::filesystem::path& zip,
+                              const std::vector<std::filesystem::path>& addedFolders)>
+        place = exportPlace;
     bool canOpenMXF = Pack::canOpenMXF;
 
     PackOperations();

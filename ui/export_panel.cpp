@@ -57,6 +57,13 @@ ExportPanel::ExportPanel(model::PackModel& model, QSettings& settings, QWidget* 
     asking_.setInterval(typed);
     connect(&asking_, &QTimer::timeout, this, &ExportPanel::askForSpace);
     connect(&place_, &QLineEdit::textChanged, &asking_, qOverload<>(&QTimer::start));
+    constexpr std::chrono::milliseconds prompt(1000);
+    answering_.setSingleShot(true);
+    answering_.setInterval(prompt);
+    connect(&answering_, &QTimer::timeout, this,
+            [this] { refuse(tr("The disk there hasn't answered yet.")); });
+    for (const QLineEdit* field : {&name_, &place_})
+        connect(field, &QLineEdit::textChanged, this, &ExportPanel::forgetAnswer);
     constexpr std::chrono::milliseconds calm(100); // headers come by the hundred
     updating_.setSingleShot(true);
     updating_.setInterval(calm);
@@ -103,8 +110,6 @@ void ExportPanel::addFields() {
         label->setPalette(colours);
         label->hide();
     }
-    for (QLineEdit* field : {&name_, &place_})
-        connect(field, &QLineEdit::textEdited, &problem_, &QWidget::hide);
 
     auto* const choose = new QPushButton(tr("C&hoose…"), this); // "C" is Cancel's
     choose->setObjectName(QStringLiteral("choosePlace"));
@@ -186,7 +191,6 @@ void ExportPanel::setPlace(const std::filesystem::path& folder) {
     folder_ = folder;
     place_.setText(model::text(folder.native()));
     place_.setModified(false);
-    problem_.hide();
 }
 
 void ExportPanel::choose() {
@@ -216,15 +220,26 @@ void ExportPanel::accept() {
         refuse(tr("The pack needs a name."));
         return;
     }
-    export_->setEnabled(false); // until the disk has answered; a network's may never do
+    // Until the disk has answered; a network's may never do, but another place can be typed.
+    export_->setEnabled(false);
+    accepting_ = zip;
+    answering_.start();
     model_.lookAt(zip, [panel = QPointer(this), zip](const model::ExportPlace& place) {
-        if (panel)
+        if (panel && panel->accepting_ == zip)
             panel->looked(zip, place);
     });
 }
 
-void ExportPanel::looked(const std::filesystem::path& zip, const model::ExportPlace& place) {
+/// Of the disk that is asked about an export.
+void ExportPanel::forgetAnswer() {
+    accepting_.clear();
+    answering_.stop();
+    problem_.hide();
     export_->setEnabled(true);
+}
+
+void ExportPanel::looked(const std::filesystem::path& zip, const model::ExportPlace& place) {
+    forgetAnswer();
     if (!place.hasFolder)
         return refuse(tr("There is no folder “%1”.").arg(model::text(zip.parent_path().native())));
     if (place.isFolder)

@@ -42,6 +42,7 @@ class ExportPanel : public QDialog {
     void setPlace(const std::filesystem::path& folder);
     void choose();
     [[nodiscard]] std::filesystem::path typedZip() const;
+    void forgetAnswer();
     void looked(const std::filesystem::path& zip, const model::ExportPlace& place);
     void confirm(const std::filesystem::path& zip, bool remember);
     void ask(const QString& question, const QString& agree, std::function<void()> agreed);
@@ -60,8 +61,10 @@ class ExportPanel : public QDialog {
     std::filesystem::path agreedZip_; ///< that the desktop's dialog has asked about already
     QPointer<FileChooser> chooser_;
     QTimer updating_;
-    QTimer asking_;      ///< for the free space, once nobody types any more
-    bool asked_ = false; ///< and not answered: a disk may never do
+    QTimer asking_;                   ///< for the free space, once nobody types any more
+    bool asked_ = false;              ///< and not answered: a disk may never do
+    std::filesystem::path accepting_; ///< that the disk is asked about, for an export there
+    QTimer answering_;                ///< how long it may take before that is said
     std::optional<std::int64_t> freeSpace_;
 };
 

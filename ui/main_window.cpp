@@ -23,6 +23,7 @@
 #include "ui/empty_view.h"
 #include "ui/export_button.h"
 #include "ui/export_panel.h"
+#include "ui/guide.h"
 #include "ui/icons.h"
 #include "ui/long_job.h"
 #include "ui/paths.h"
@@ -151,6 +152,8 @@ void MainWindow::makeMenus() {
     });
 
     QMenu* const help = menuBar()->addMenu(tr("&Help"));
+    help->addAction(tr("Guide"), QKeySequence(QKeySequence::HelpContents), this,
+                    [this] { Guide::open(*this); });
     help->addAction(tr("About Ferrowick"), this, &MainWindow::about)->setMenuRole(QAction::AboutRole);
 }
 

@@ -50,6 +50,12 @@ void openFolder(const std::filesystem::path& folder, QWidget* window) {
         if (code != 0 && std::chrono::steady_clock::now() - begin < prompt)
             sayNone(folder, window);
     });
+    QObject::connect(process, &QProcess::errorOccurred, window, [=](QProcess::ProcessError error) {
+        if (error != QProcess::FailedToStart)
+            return; // it has begun, and will finish
+        process->deleteLater();
+        sayNone(folder, window);
+    });
     process->start(opener, {QString::fromLatin1(fileURL(folder).toEncoded())});
 }
 

@@ -183,6 +183,26 @@ TEST_F(PanelTest, TheExportHasAPlaceOfItsOwn) {
     EXPECT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
 }
 
+TEST_F(PanelTest, ADiskThatDoesNotAnswerHoldsNothingUp) {
+    drop(folder / "A001");
+    ASSERT_TRUE(ready());
+    openPanel();
+    auto& panel = dialog("exportPanel");
+    type(panel, folder / "hangs/a");
+    const auto& problem = part<QLabel>("panelProblem");
+    EXPECT_TRUE(eventually([&] { return problem.isVisible(); }));
+    EXPECT_EQ(problem.text(), QStringLiteral("The disk there hasn't answered yet."));
+    EXPECT_FALSE(part<QPushButton>("panelExport").isEnabled());
+    type(panel, folder / "b"); // another place goes on without it
+    ASSERT_TRUE(eventually([this] { return model().saved().has_value(); }));
+    openPanel();
+    type(dialog("exportPanel"), folder / "hangs/a");
+    QTest::keyClick(&part<QLineEdit>("packName"), Qt::Key_Escape);
+    EXPECT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
+    EXPECT_GE(disk.waiting(), 2);
+    EXPECT_FALSE(model().endWithin(std::chrono::milliseconds(1))) << "the program leaves around them";
+}
+
 TEST_F(PanelTest, AnExportAskedForWhileHeadersAreReadTakesThemAll) {
     holdHeaders = true;
     drop(folder / "A001");

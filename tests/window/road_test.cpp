@@ -9,6 +9,7 @@
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTextBrowser>
 
 #include "tests/support/command.h"
 #include "tests/window/fake_service.h"
@@ -102,15 +103,20 @@ TEST_F(RoadTest, SaysWhereTheFileIsWhenNoFileManagerOpens) {
     ASSERT_TRUE(ready());
     auto& table = part<ClipTable>("clipTable");
     table.setCurrentIndex(table.model()->index(0, 0));
-    folder.write("xdg-open"); // not a program
     const QByteArray programs = qgetenv("PATH");
-    qputenv("PATH", QByteArray::fromStdString(folder.path().native()));
-    QTest::keyClick(&table, Qt::Key_R, Qt::ControlModifier);
-    auto& box = dialog<QMessageBox>("noFileManager");
-    qputenv("PATH", programs);
-    EXPECT_THAT(box.informativeText().toStdString(), testing::HasSubstr(folder.path().native()));
-    QTest::keyClick(&box, Qt::Key_Escape);
-    EXPECT_TRUE(eventually([this] { return window->findChild<QDialog*>() == nullptr; }));
+    for (const char* opener : {"", "#!/bin/sh\nexit 3\n", "#!/no/such/shell\n"}) {
+        const fs::path file = folder.write("xdg-open", opener);
+        if (*opener != '\0') // else it is not a program
+            fs::permissions(file, fs::perms::owner_all);
+        qputenv("PATH", QByteArray::fromStdString(folder.path().native()));
+        QTest::keyClick(&table, Qt::Key_R, Qt::ControlModifier);
+        auto& box = dialog<QMessageBox>("noFileManager");
+        qputenv("PATH", programs);
+        EXPECT_THAT(box.informativeText().toStdString(), testing::HasSubstr(folder.path().native()));
+        QTest::keyClick(&box, Qt::Key_Escape);
+        ASSERT_TRUE(eventually(
+            [this] { return window->findChild<QDialog*>() == nullptr && window->isActiveWindow(); }));
+    }
 }
 
 TEST_F(RoadTest, AScreenReaderIsToldWhatEverythingIs) {
@@ -140,6 +146,15 @@ TEST_F(RoadTest, AScreenReaderIsToldWhatEverythingIs) {
     bar.setRange(0, 1000);
     bar.setValue(250);
     EXPECT_EQ(QAccessible::queryAccessibleInterface(&bar)->valueInterface()->currentValue().toInt(), 250);
+
+    // The guide knows the words of each message.
+    QTest::keyClick(window.get(), Qt::Key_F1);
+    auto& guide = dialog("guide");
+    QTest::keyClicks(guide.findChild<QLineEdit*>(QStringLiteral("guideWords")),
+                     QStringLiteral("kept lossless"));
+    const auto& page = *guide.findChild<QTextBrowser*>(QStringLiteral("guideText"));
+    EXPECT_EQ(page.textCursor().selectedText(), QStringLiteral("kept lossless"));
+    QTest::keyClick(&guide, Qt::Key_Escape);
 
     // Every field and button of the panel has a name and can be reached by Tab; a choice is its value, with
     // its label as a relation.

@@ -43,6 +43,12 @@ class WindowTest : public ApplicationTest<QApplication> {
                 headers.pass();
             return read(source);
         };
+        operations.place = [this, look = operations.place](const fs::path& zip,
+                                                           const std::vector<fs::path>& added) {
+            if (zip.native().find("/hangs/") != std::string::npos)
+                disk.pass();
+            return look(zip, added);
+        };
         operations.clips = [this, list = operations.clips](std::span<const fs::path> paths,
                                                            std::set<std::string> taken) {
             Pack::Found found = list(paths, std::move(taken));
@@ -58,6 +64,7 @@ class WindowTest : public ApplicationTest<QApplication> {
     }
     void TearDown() override {
         headers.open();
+        disk.open();
         window.reset();
     }
 
@@ -123,6 +130,7 @@ class WindowTest : public ApplicationTest<QApplication> {
     std::atomic<bool> holdHeaders = false;
     std::atomic<bool> listingFails = false; ///< a card's folder can't be listed
     Gate headers;
+    Gate disk; ///< below "hangs", until it is opened
     std::unique_ptr<MainWindow> window;
 };
 

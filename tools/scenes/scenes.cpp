@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QDragEnterEvent>
 #include <QHeaderView>
+#include <QLineEdit>
 #include <QMimeData>
 #include <QScreen>
 #include <QSettings>
@@ -21,6 +22,7 @@
 #include "media/base/error.h"
 #include "model/pack_model.h"
 #include "ui/clip_table.h"
+#include "ui/guide.h"
 #include "ui/icons.h"
 #include "ui/main_window.h"
 
@@ -143,6 +145,7 @@ PackOperations operations(Pace& reading, Pace& packing) {
         }
         callbacks.saving();
     };
+    made.place = [](auto&&...) { return ExportPlace{true, false, false, 1'000'000'000'000, {}}; };
     made.fileSize = [](const std::filesystem::path&) { return 612'400'000; };
     return made;
 }
@@ -222,6 +225,7 @@ int main(int argc, char** argv) {
 
     const QTemporaryDir settingsFolder;
     QSettings settings(settingsFolder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
+    settings.setValue(QStringLiteral("exportFolder"), QByteArray("/home/me/Packs"));
     Pace reading;
     Pace packing;
     PackModel model(settings, operations(reading, packing));
@@ -237,6 +241,12 @@ int main(int argc, char** argv) {
     Photographer photographer(window, QDir(words[1]), words[2],
                               valueOf("--only").split(QLatin1Char(','), Qt::SkipEmptyParts));
     photographer.take("empty");
+    Guide::open(window);
+    photographer.take("guide");
+    window.findChild<QLineEdit*>(QStringLiteral("guideWords"))->setFocus();
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("silent"));
+    photographer.take("guide-found");
+    window.findChild<Guide*>()->close();
     model.add({"/home/me/Documents"});
     photographer.take("nothing");
 
