@@ -6,7 +6,6 @@
 #include <cmath>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 #include "media/audio/level.h"
 #include "media/open.h"
@@ -16,6 +15,7 @@
 #include "pack/copy_check.h"
 #include "pack/header_probe.h"
 #include "pack/timecode_track.h"
+#include "platform/process.h"
 
 namespace Pack {
 
@@ -197,9 +197,7 @@ class Copy {
     }
 
     /// Lanes wait for the disk, too: more threads than processors keep its queue full then.
-    static std::size_t mostThreads() {
-        return std::max<std::size_t>(16, std::size_t{2} * std::thread::hardware_concurrency());
-    }
+    static std::size_t mostThreads() { return std::max<std::size_t>(16, 2 * platform::processorCount()); }
 
     const media::Asset& asset_;
     media::LaneCrew crew_;
@@ -212,8 +210,7 @@ class Copy {
 
 /// Lanes keep the cores busy by themselves; only a clip with fewer sound tracks than cores has some to spare.
 int threadsPerTrack(std::size_t tracks) {
-    const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
-    return static_cast<int>(std::max<std::size_t>(1, cores / tracks));
+    return static_cast<int>(std::max<std::size_t>(1, platform::processorCount() / tracks));
 }
 
 std::vector<std::string> notesOf(const PackResult& result, ScratchAudio mode, bool keptLossless) {

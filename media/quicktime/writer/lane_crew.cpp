@@ -28,7 +28,8 @@ class IdleWatch {
             return false;
         const double seconds = std::chrono::duration<double>(now - std::exchange(since_, now)).count();
         const double used = platform::processorSeconds();
-        return used - std::exchange(used_, used) < busy * seconds * std::thread::hardware_concurrency();
+        return used - std::exchange(used_, used) <
+               busy * seconds * static_cast<double>(platform::processorCount());
     }
 
   private:
@@ -49,7 +50,7 @@ void LaneCrew::run(std::span<LaneWork* const> lanes, std::size_t threads) {
     constexpr auto patience = std::chrono::milliseconds(1);
     const auto begin = Clock::now();
     IdleWatch watch;
-    std::size_t useful = std::max(1U, std::thread::hardware_concurrency());
+    std::size_t useful = platform::processorCount();
     std::unique_lock guard(lock_);
     while (open_ > 0) {
         if (watch.seesIdle())
