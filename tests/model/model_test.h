@@ -25,7 +25,6 @@ class Gate {
     void pass() {
         std::unique_lock guard(lock_);
         ++waiting_;
-        most_ = std::max(most_, waiting_);
         changed_.wait(guard, [this] { return open_ || permits_ > 0; });
         permits_ -= open_ ? 0 : 1;
         --waiting_;
@@ -44,16 +43,11 @@ class Gate {
         const std::lock_guard guard(lock_);
         return waiting_;
     }
-    int mostWaiting() {
-        const std::lock_guard guard(lock_);
-        return most_;
-    }
 
   private:
     std::mutex lock_;
     std::condition_variable changed_;
     int waiting_ = 0;
-    int most_ = 0;
     int permits_ = 0;
     bool open_ = false;
 };
@@ -99,6 +93,13 @@ class ApplicationTest : public testing::Test {
         if (!model_)
             model_ = std::make_unique<PackModel>(settings, operations);
         return *model_;
+    }
+    /// Headers are read when the gate lets them through.
+    void holdHeaders(Gate& gate) {
+        operations.header = [&gate](const std::filesystem::path&) {
+            gate.pass();
+            return test::header();
+        };
     }
     /// Starts anew, with the settings as they are.
     void destroyModel() { model_.reset(); }

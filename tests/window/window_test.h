@@ -51,6 +51,8 @@ class WindowTest : public ApplicationTest<QApplication> {
         };
         operations.clips = [this, list = operations.clips](std::span<const fs::path> paths,
                                                            std::set<std::string> taken) {
+            if (paths[0].filename() == "hangs")
+                disk.pass();
             Pack::Found found = list(paths, std::move(taken));
             if (listingFails)
                 found.places.push_back(
@@ -116,6 +118,29 @@ class WindowTest : public ApplicationTest<QApplication> {
     }
     [[nodiscard]] bool ready() {
         return eventually([this] { return model().canPack() && model().readTotal() == 0; });
+    }
+    [[nodiscard]] bool addsCard() {
+        drop(folder / "A001");
+        return ready();
+    }
+    [[nodiscard]] bool saves() {
+        return eventually([this] { return model().saved().has_value(); });
+    }
+    [[nodiscard]] bool ends() {
+        return eventually([this] { return !model().packing(); });
+    }
+    [[nodiscard]] bool closesDialogs() {
+        const bool closed = eventually([this] { return window->findChild<QDialog*>() == nullptr; });
+        window->activateWindow(); // not every window manager gives it the focus back
+        return closed && eventually([this] { return window->isActiveWindow(); });
+    }
+    /// Whether a text of the window comes to be this; else what it is.
+    testing::AssertionResult shows(const char* name, const std::string& text) {
+        const auto& label = part<QLabel>(name);
+        const bool shown =
+            eventually([&] { return label.isVisible() && label.text().toStdString().starts_with(text); });
+        return (shown ? testing::AssertionSuccess() : testing::AssertionFailure())
+               << label.text().toStdString() << (label.isVisible() ? "" : " (hidden)");
     }
     std::vector<std::string> filesIn(const fs::path& place) {
         std::vector<std::string> names;
