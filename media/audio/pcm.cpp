@@ -125,7 +125,16 @@ void swap24(const std::byte* from, std::size_t count, std::byte* to) {
     convertSamples<true, 3, 3>(from + 3 * i, count - i, Layout{}, to + 3 * i);
 }
 
+bool differsInByteOrderAlone(const Layout& layout, int bits) {
+    return layout.bytes == static_cast<std::size_t>(bits) / 8 && layout.unusedHigh == 0 && !layout.isUnsigned;
+}
+
 } // namespace
+
+bool needsNoConversion(const AudioStreamDescription& format, int bits) {
+    const Layout layout = layoutOf(format);
+    return differsInByteOrderAlone(layout, bits) && !layout.bigEndian;
+}
 
 void convertPCM(std::span<const std::byte> stored, const AudioStreamDescription& format, int bits,
                 std::vector<std::byte>& out) {
@@ -136,7 +145,7 @@ void convertPCM(std::span<const std::byte> stored, const AudioStreamDescription&
     const std::size_t count = frames * format.channelsPerFrame;
     const std::size_t bytes = static_cast<std::size_t>(bits) / 8;
     const std::byte* from = stored.data();
-    if (layout.bytes == bytes && layout.unusedHigh == 0 && !layout.isUnsigned) {
+    if (differsInByteOrderAlone(layout, bits)) {
         if (!layout.bigEndian) {
             out.assign(from, from + count * bytes);
             return;

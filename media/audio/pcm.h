@@ -16,4 +16,7 @@ namespace media::audio {
 void convertPCM(std::span<const std::byte> stored, const AudioStreamDescription& format, int bits,
                 std::vector<std::byte>& out);
 
+/// Are the stored samples already what `convertPCM` would make of them?
+[[nodiscard]] bool needsNoConversion(const AudioStreamDescription& format, int bits);
+
 } // namespace media::audio

@@ -39,9 +39,9 @@ class SoundOutput final : public TrackOutput::Source {
         }
         if (!segments_.empty())
             checkSoundLength(static_cast<double>(segments_.back().end) * stream_->channels(), fileSize);
-        const std::int64_t quarterSecond = std::llround(rate / 4);
+        const std::int64_t second = std::llround(rate);
         const auto fits = static_cast<std::int64_t>(largestBuffer / stream_->bytesPerFrame());
-        framesPerBuffer_ = std::max<std::int64_t>(1, std::min(quarterSecond, fits));
+        framesPerBuffer_ = std::max<std::int64_t>(1, std::min(second, fits));
     }
 
     bool next(SampleBuffer& buffer) override {

@@ -50,6 +50,12 @@ class PCMStream final : public SoundStream {
             throw Error(Error::Category::unsupported, "The sound changes its format in the middle.");
         const std::int64_t skipped = frame - stored_.firstFrame;
         const std::int64_t count = std::min(limit, stored_.frameCount - skipped);
+        if (count == stored_.frameCount && (!bits_ || audio::needsNoConversion(format, *bits_))) {
+            pcm.swap(stored_.data);
+            pcm.resize(static_cast<std::size_t>(count) * format.bytesPerFrame);
+            silentFrom_ = frame + count; // what was handed over is no longer here
+            return count;
+        }
         const auto bytes = std::span<const std::byte>(stored_.data)
                                .subspan(static_cast<std::size_t>(skipped) * format.bytesPerFrame,
                                         static_cast<std::size_t>(count) * format.bytesPerFrame);

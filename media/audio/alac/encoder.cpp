@@ -46,7 +46,8 @@ class AppleLosslessEncoder final : public Encoder {
   public:
     AppleLosslessEncoder(const EncoderSettings& settings, Path path)
         : frameBytes_(settings.channels * static_cast<std::size_t>(settings.inputBits) / 8),
-          runBytes_(PacketCoder::maxFrames(settings.channels) * frameBytes_) {
+          partBytes_((settings.threads > 1 ? PacketCoder::maxFrames(settings.channels) : packetFrames) *
+                     frameBytes_) {
         format_.formatID = audioFormat::appleLossless;
         format_.sampleRate = settings.sampleRate;
         format_.channels = settings.channels;
@@ -65,24 +66,27 @@ class AppleLosslessEncoder final : public Encoder {
         if (pcm.size() % frameBytes_ != 0)
             throw Error(Error::Category::corrupt, "The sound ends within a sample.");
         while (!pcm.empty()) {
-            const std::size_t taken = std::min(pcm.size(), runBytes_ - held_.size());
+            const std::size_t taken = std::min(pcm.size(), partBytes_ - held_.size());
             const std::span<const std::byte> part = pcm.first(taken);
             pcm = pcm.subspan(taken);
-            if (taken == runBytes_) {
-                encodeRun(part, sink);
+            if (taken == partBytes_) {
+                encodePart(part, sink);
                 continue;
             }
             held_.insert(held_.end(), part.begin(), part.end());
-            if (held_.size() == runBytes_) {
-                encodeRun(held_, sink);
+            if (held_.size() == partBytes_) {
+                encodePart(held_, sink);
                 held_.clear();
             }
         }
     }
 
     void finish(const PacketSink& sink) override {
-        encodeRun(held_, sink);
+        if (!held_.empty())
+            encodePart(held_, sink);
         held_.clear();
+        if (!workers_)
+            stations_.front()->coder.code(counting(sink));
         while (workers_ && workers_->pending() > 0)
             workers_->take()->passOn(counting(sink));
         setCookie();
@@ -91,18 +95,19 @@ class AppleLosslessEncoder final : public Encoder {
     [[nodiscard]] const EncodedFormat& format() const override { return format_; }
 
   private:
-    void encodeRun(std::span<const std::byte> run, const PacketSink& sink) {
-        if (run.empty())
-            return;
+    /// A run where several threads code, else a packet.
+    void encodePart(std::span<const std::byte> part, const PacketSink& sink) {
         if (!workers_) {
-            stations_.front()->coder.encode(run, counting(sink));
+            PacketCoder& coder = stations_.front()->coder;
+            if (!coder.add(part))
+                coder.code(counting(sink));
             return;
         }
         if (workers_->pending() == stations_.size())
             workers_->take()->passOn(counting(sink));
         Station* const station = stations_[next_].get();
         next_ = (next_ + 1) % stations_.size();
-        station->pcm.assign(run.begin(), run.end());
+        station->pcm.assign(part.begin(), part.end());
         workers_->submit([station] {
             station->work();
             return station;
@@ -139,8 +144,8 @@ class AppleLosslessEncoder final : public Encoder {
     }
 
     std::size_t frameBytes_;
-    std::size_t runBytes_;
-    std::vector<std::byte> held_; ///< less than a run
+    std::size_t partBytes_;
+    std::vector<std::byte> held_; ///< less than a part
     std::vector<std::unique_ptr<Station>> stations_;
     std::size_t next_ = 0; ///< the station whose turn it is
     std::size_t largestPacket_ = 0;

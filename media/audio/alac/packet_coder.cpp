@@ -49,14 +49,13 @@ PacketCoder::PacketCoder(std::uint32_t channels, int bits, Path path)
     packet_.resize(packetFrames * channels * bytes_ + channels * 8 + 2 * BitWriter::slack);
 }
 
-/// Makes room for so many packets at once; short streams never need it all.
-void PacketCoder::reserve(std::size_t packets) {
-    if (packets <= run_.capacity())
-        return;
+/// Memory is taken for a whole run; what a short stream does not touch costs nothing.
+void PacketCoder::makeRoom() {
     const auto make = []<typename Number>(std::unique_ptr<Number[]>& numbers, std::size_t count) {
         numbers = std::make_unique_for_overwrite<Number[]>(count);
     };
-    const std::size_t samples = packets * packetFrames * channels_;
+    const std::size_t samples = maxFrames(channels_) * channels_;
+    const std::size_t packets = maxFrames(channels_) / packetFrames;
     run_.reserve(packets);
     jobs_.reserve(packets * channels_);
     make(high_, samples);
@@ -65,21 +64,25 @@ void PacketCoder::reserve(std::size_t packets) {
     make(code_, packets * channels_ * codeCapacity);
 }
 
+bool PacketCoder::add(std::span<const std::byte> pcm) {
+    if (!high_)
+        makeRoom();
+    Packet& packet = run_.emplace_back();
+    packet.frames = static_cast<std::uint32_t>(pcm.size() / (channels_ * bytes_));
+    packet.silent = packet.frames == packetFrames && isSilent(pcm);
+    if (!packet.silent)
+        prepare(packet, run_.size() - 1, pcm);
+    return run_.size() < maxFrames(channels_) / packetFrames;
+}
+
 void PacketCoder::encode(std::span<const std::byte> pcm, const PacketSink& sink) {
     const std::size_t packetBytes = packetFrames * channels_ * bytes_;
-    run_.clear();
-    jobs_.clear();
-    reserve((pcm.size() + packetBytes - 1) / packetBytes);
-    while (!pcm.empty()) {
-        const std::size_t size = std::min(pcm.size(), packetBytes);
-        Packet& packet = run_.emplace_back();
-        packet.pcm = pcm.first(size);
-        packet.frames = static_cast<std::uint32_t>(size / (channels_ * bytes_));
-        packet.silent = packet.frames == packetFrames && isSilent(packet.pcm);
-        if (!packet.silent)
-            prepare(packet, run_.size() - 1);
-        pcm = pcm.subspan(size);
-    }
+    for (; !pcm.empty(); pcm = pcm.subspan(std::min(pcm.size(), packetBytes)))
+        (void)add(pcm.first(std::min(pcm.size(), packetBytes)));
+    code(sink);
+}
+
+void PacketCoder::code(const PacketSink& sink) {
     if (path_ == Path::portable)
         codeChannelsPortable(jobs_);
     else
@@ -94,18 +97,21 @@ void PacketCoder::encode(std::span<const std::byte> pcm, const PacketSink& sink)
                           static_cast<int>(bytes_) - 2),
                  packet.frames);
     }
+    run_.clear();
+    jobs_.clear();
 }
 
 /// Splits the packet's samples, mixes a pair and makes a job of every channel.
-void PacketCoder::prepare(Packet& packet, std::size_t slot) {
+void PacketCoder::prepare(Packet& packet, std::size_t slot, std::span<const std::byte> pcm) {
     const std::size_t samples = slot * packetFrames * channels_;
     std::int16_t* const high = high_.get() + samples;
     std::uint8_t* const low = low_.get() + samples * (bytes_ - 2);
     const int bits = static_cast<int>(bytes_) * 8;
     if (path_ == Path::portable)
-        splitSamplesPortable(packet.pcm, bits, high, low);
+        splitSamplesPortable(pcm, bits, high, low);
     else
-        splitSamples(packet.pcm, bits, high, low);
+        splitSamples(pcm, bits, high, low);
+    packet.high = high;
     packet.low = low;
     packet.firstJob = jobs_.size();
     std::array<std::span<std::int16_t>, maxChannels> planes{std::span(high, packet.frames)};
@@ -162,13 +168,14 @@ std::span<const std::byte> PacketCoder::assemble(const Packet& packet, std::span
 
 void PacketCoder::putUncompressed(BitWriter& out, const Packet& packet, std::size_t firstChannel,
                                   std::size_t count) {
-    const auto* const in = reinterpret_cast<const std::uint8_t*>(packet.pcm.data());
     std::uint8_t* to = gathered_.data();
     for (std::size_t frame = 0; frame < packet.frames; ++frame)
         for (std::size_t channel = firstChannel; channel < firstChannel + count; ++channel) {
-            const std::uint8_t* const sample = in + (frame * channels_ + channel) * bytes_;
-            for (std::size_t b = bytes_; b-- > 0;)
-                *to++ = sample[b];
+            const std::size_t sample = frame * channels_ + channel;
+            const auto high = static_cast<std::uint16_t>(packet.high[sample]);
+            *to++ = static_cast<std::uint8_t>(high >> 8);
+            *to++ = static_cast<std::uint8_t>(high & 0xFF);
+            to = std::copy_n(packet.low + sample * (bytes_ - 2), bytes_ - 2, to);
         }
     out.append(gathered_.data(), static_cast<std::size_t>(to - gathered_.data()) * 8);
 }

@@ -32,22 +32,26 @@ class PacketCoder {
         return (channels == 1 ? 16 : 8) * std::size_t{packetFrames};
     }
 
-    /// Interleaved little-endian samples of whole frames, at most maxFrames of them. All packets hold
-    /// packetFrames frames but the last.
+    /// Takes up to packetFrames whole frames, interleaved little-endian samples, for the run's next packet;
+    /// only a stream's last one has fewer. False when the run is full.
+    [[nodiscard]] bool add(std::span<const std::byte> pcm);
+    /// Gives out the run's packets and begins the next one.
+    void code(const PacketSink& sink);
+    /// A whole run, at most maxFrames frames.
     void encode(std::span<const std::byte> pcm, const PacketSink& sink);
 
   private:
     struct Packet {
-        std::span<const std::byte> pcm;
         std::uint32_t frames = 0;
         bool silent = false;
         std::size_t firstJob = 0;
         Mixing mixing;
+        const std::int16_t* high = nullptr; ///< of its samples, channels interleaved
         const std::uint8_t* low = nullptr;
     };
 
-    void reserve(std::size_t packets);
-    void prepare(Packet& packet, std::size_t slot);
+    void makeRoom();
+    void prepare(Packet& packet, std::size_t slot, std::span<const std::byte> pcm);
     [[nodiscard]] std::span<const std::byte> assemble(const Packet& packet, std::span<const ChannelJob> jobs,
                                                       int shiftBytes);
     void putUncompressed(BitWriter& out, const Packet& packet, std::size_t firstChannel, std::size_t count);

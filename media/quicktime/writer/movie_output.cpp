@@ -9,7 +9,9 @@ namespace media::quicktime {
 
 namespace {
 
-constexpr std::size_t largestWrite = std::size_t{2} << 20;
+constexpr std::size_t largestGathered = std::size_t{1} << 20;
+/// What is worth a write of its own: a second of most sound.
+constexpr std::size_t smallestDirect = std::size_t{32} << 10;
 constexpr std::uint64_t fileTypeSize = 20;
 constexpr std::uint64_t shortHeader = 8;
 
@@ -33,9 +35,10 @@ MovieOutput::MovieOutput(const std::filesystem::path& path, std::uint64_t hole)
 }
 
 void MovieOutput::append(std::span<const std::byte> bytes) {
-    if (buffer_.size() + bytes.size() > largestWrite)
+    const bool isDirect = bytes.size() >= smallestDirect;
+    if (isDirect || buffer_.size() + bytes.size() > largestGathered)
         flush();
-    if (bytes.size() >= largestWrite) {
+    if (isDirect) {
         file_.writeAt(written_, bytes);
         written_ += bytes.size();
         return;
@@ -44,6 +47,8 @@ void MovieOutput::append(std::span<const std::byte> bytes) {
 }
 
 void MovieOutput::flush() {
+    if (buffer_.empty())
+        return;
     file_.writeAt(written_, buffer_);
     written_ += buffer_.size();
     buffer_.clear();
