@@ -23,7 +23,7 @@ _ferrowick() {
             ;;
         esac
     elif [[ $word == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "--pack --add --export --help --version" -- "$word")
+        mapfile -t COMPREPLY < <(compgen -W "--pack --add --export --inspect --help -h --version" -- "$word")
         return
     fi
     mapfile -t COMPREPLY < <(compgen -f -- "$word")

@@ -9,6 +9,7 @@ end
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l pack -d 'Make a pack without a window' -r
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l add -d 'Open the window with these folders and clips' -r
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l export -d 'Pack what was added' -r
+complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l inspect -d 'Print what is understood of each clip' -r
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -s h -l help -d 'Print a short help'
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l version -d 'Print the version'
 # 1: the zip is named; 2: --audio stands after it.

@@ -21,5 +21,7 @@ else
     _arguments '--pack[make a pack without a window]:zip to make:_files -g "*.zip(-.)"' \
         '--add[open the window with these folders and clips]:*:card, folder or clip:_files' \
         '--export[pack what was added]:zip to make:_files -g "*.zip(-.)"' \
-        '(- *)'{-h,--help}'[print a short help]' '(- *)--version[print the version]'
+        '--inspect[print what is understood of each clip]:*:clip:_files' \
+        '(- *)'{-h,--help}'[print a short help]' '(- *)--version[print the version]' \
+        '*:card, folder or clip:_files'
 fi

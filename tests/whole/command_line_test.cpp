@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The command line's contract: what is printed where, and with which exit code the program ends.
 #include <filesystem>
+#include <regex>
+#include <set>
 
 #include <gmock/gmock.h>
 
@@ -12,6 +14,7 @@ namespace {
 
 using test::ferrowick;
 using test::run;
+using test::runChecked;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -31,6 +34,43 @@ TEST(WholeCommandLine, SaysHowItIsUsed) {
     EXPECT_THAT(run(ferrowick({"--help"})).out, HasSubstr("--pack OUT.zip"));
     EXPECT_THAT(run(ferrowick({"--version"})).out, StartsWith("Ferrowick "));
     EXPECT_EQ(run(ferrowick({"--help"})).exitCode, 0);
+}
+
+/// The long options and the modes of sound that a text names.
+std::set<std::string> optionsIn(const std::string& text) {
+    static const std::regex option(R"((^|[^\w-])(--[a-z]+|lossless|compressed|none)(?![\w-]))");
+    std::set<std::string> found;
+    for (std::sregex_iterator at(text.begin(), text.end(), option), end; at != end; ++at)
+        found.insert((*at)[2]);
+    return found;
+}
+
+TEST(WholeCommandLine, HasTheOptionsOfItsManualAndCompletions) {
+    std::set<std::string> options = optionsIn(run(ferrowick({"--help"})).out);
+    ASSERT_THAT(options, SizeIs(9)); // six options, three modes
+    // For whoever looks for the reason of a result: the help leaves it out.
+    options.insert("--inspect");
+    const std::filesystem::path packaging = FERROWICK_PACKAGING;
+    for (const char* name : {"ferrowick.1.in", "completions/ferrowick.zsh", "completions/ferrowick.fish"}) {
+        const auto text = runChecked({"sed", R"(s/\\//g; s/set -l//; s/ -l / --/g)", packaging / name});
+        EXPECT_EQ(optionsIn(text), options) << name;
+        EXPECT_THAT(text, testing::ContainsRegex("(-s |-)h[ ,]")) << name;
+    }
+    // Bash's runs: what it offers for a dash, after the zip, for the sound, and for the beginning of a name.
+    const test::TemporaryFolder folder;
+    folder.write("A 001.mov", "");
+    const auto offered = [&](std::vector<std::string> typed) {
+        const std::string script =
+            "compopt() { :; }; . \"$0\"; COMP_WORDS=(ferrowick \"$@\"); COMP_CWORD=$#; "
+            "_ferrowick; printf '%s\\n' \"${COMPREPLY[@]}\"";
+        typed.insert(typed.begin(), {"bash", "-c", script, packaging / "completions/ferrowick.bash"});
+        return run(typed, {.workingFolder = folder.path()}).out;
+    };
+    EXPECT_EQ(optionsIn(offered({"-"}) + offered({"--pack", "Out.zip", "--"}) +
+                        offered({"--pack", "Out.zip", "--audio", ""})),
+              options);
+    EXPECT_EQ(offered({"A"}) + offered({"--pack", "Out.zip", "A"}) + offered({"--inspect", "A"}),
+              "A 001.mov\nA 001.mov\nA 001.mov\n");
 }
 
 TEST(WholeCommandLine, SaysInASentenceWhyNoWindowOpens) {
