@@ -8,9 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "media/audio/ordered_workers.h"
 #include "media/base/error.h"
 #include "pack/copy_names.h"
 #include "pack/growing_zip.h"
+#include "pack/header_probe.h"
 #include "pack/report.h"
 #include "pack/target.h"
 #include "platform/clean_up.h"
@@ -89,6 +91,36 @@ void makeFolders(const fs::path& workingFolder, const fs::path& folders) {
     }
 }
 
+/// Opens each clip but the first while the one before is packed.
+class ClipsAhead {
+  public:
+    explicit ClipsAhead(std::span<const PackClip> clips) : clips_(clips) {}
+
+    /// Has the clip after this one opened, and gives what opens this one. Goes from the first to the last.
+    [[nodiscard]] std::function<media::Asset()> goTo(std::size_t index) {
+        while (taken_ < index) { // nobody asked for it
+            try {
+                (void)take();
+            } catch (const std::exception&) {
+                continue;
+            }
+        }
+        if (index + 1 < clips_.size())
+            workers_.submit([source = clips_[index + 1].source] { return openClip(source); });
+        return [this, index] { return taken_ == index ? take() : openClip(clips_[index].source); };
+    }
+
+  private:
+    media::Asset take() {
+        ++taken_;
+        return workers_.take();
+    }
+
+    std::span<const PackClip> clips_;
+    std::size_t taken_ = 1; ///< number of the clip whose result comes next
+    media::audio::OrderedWorkers<media::Asset> workers_{1, "Ferrowick.open"};
+};
+
 /// The run over the clips into the working folder.
 class Run {
   public:
@@ -99,7 +131,7 @@ class Run {
 
     /// The clip, packed as the copy that `choice` names: true when that is there in the end. Throws
     /// PackError::cancelled; everything else that goes wrong is the clip's outcome.
-    bool pack(const PackClip& clip, const CopyNames::Choice& choice) {
+    bool pack(const PackClip& clip, const CopyNames::Choice& choice, std::function<media::Asset()> opened) {
         if (isCancelled_())
             throw PackError::cancelled();
         const PackClip named{clip.source, choice.path, clip.size};
@@ -110,7 +142,7 @@ class Run {
         try {
             workingFolder_.willHold(copyName);
             makeFolders(workingFolder_.path(), named.folder());
-            PackResult result = write({named, copy, audio_});
+            PackResult result = write({named, copy, audio_, std::move(opened)});
             if (choice.isNumbered)
                 result.notes.push_back("copy named " + copy.stem().native());
             outcome = std::move(result);
@@ -176,10 +208,11 @@ void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio aud
         noZip, [&] { return std::make_unique<GrowingZip>(workingFolder->path(), file, rootName(zip)); });
     Run run(*workingFolder, audio, callbacks, writeCopy);
     CopyNames names(clips, platform::longestName(workingFolder->path()));
+    ClipsAhead ahead(clips);
     for (std::size_t index = 0; index < clips.size(); ++index) {
         orFail(noZip, [&] { archive->check(); });
         const CopyNames::Choice choice = names.choose(index);
-        if (!run.pack(clips[index], choice))
+        if (!run.pack(clips[index], choice, ahead.goTo(index)))
             continue;
         names.take(choice.path);
         orFail(noZip, [&] { archive->append(choice.path + ".mov"); });

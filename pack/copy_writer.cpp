@@ -272,7 +272,7 @@ PackResult write(const media::Asset& asset, const CopyJob& job, const CopyHooks&
 }
 
 PackResult write(const CopyJob& job, const CopyHooks& hooks) {
-    return write(openClip(job.clip.source), job, hooks);
+    return write(job.opened ? job.opened() : openClip(job.clip.source), job, hooks);
 }
 
 } // namespace Pack

@@ -21,6 +21,8 @@ struct CopyJob {
     PackClip clip;
     std::filesystem::path to; ///< the copy's file; what stands there is replaced
     ScratchAudio audio = ScratchAudio::lossless;
+    /// Gives the clip where it is being opened ahead, or throws as `openClip` does.
+    std::function<media::Asset()> opened{};
 };
 
 /// What the writer of a copy tells and asks, from the lanes' threads. None of them is empty.

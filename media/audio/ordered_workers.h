@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Encodes pieces of one stream on several threads while the packets stay in the stream's order.
+// Does jobs on several threads while their results stay in the order of the jobs: pieces of a stream to
+// encode, clips to open.
 #pragma once
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <future>
 #include <mutex>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -24,8 +26,11 @@ namespace media::audio {
 template <typename Result>
 class OrderedWorkers {
   public:
-    /// `threads`: the most to be started, each when a job finds none idle.
-    explicit OrderedWorkers(unsigned threads) : most_(threads) { threads_.reserve(threads); }
+    /// `threads`: the most to be started, each when a job finds none idle. They get that name, a literal.
+    explicit OrderedWorkers(unsigned threads, std::string_view name = "Ferrowick.encode")
+        : most_(threads), name_(name) {
+        threads_.reserve(threads);
+    }
     /// Waits for the jobs that run; those that wait are dropped.
     ~OrderedWorkers() {
         for (std::jthread& thread : threads_)
@@ -78,7 +83,7 @@ class OrderedWorkers {
     }
 
     void work(const std::stop_token& stop) {
-        platform::nameThread("Ferrowick.encode");
+        platform::nameThread(name_);
         std::unique_lock guard(lock_);
         while (true) {
             ++idle_;
@@ -102,6 +107,7 @@ class OrderedWorkers {
     }
 
     std::size_t most_; // the submitting thread's own
+    std::string_view name_;
     std::mutex lock_;
     std::condition_variable_any wake_;
     std::deque<std::packaged_task<Result()>> tasks_; // guarded by lock_

@@ -137,6 +137,30 @@ TEST_F(Assembly, GoesOnAfterAClipThatFails) {
                                        "Day 1/B/", "Day 1/Ferrowick Report.csv"));
 }
 
+TEST_F(Assembly, OpensTheClipsAheadEachForItself) {
+    const std::vector<PackClip> clips = {clip("none"), clip("gone"), clip("twice"), clip("gone 2"),
+                                         clip("last")};
+    fs::remove(clips[1].source);
+    fs::remove(clips[3].source);
+    std::vector<std::string> found;
+    write_ = [&](const Pack::CopyJob& job, auto&&) {
+        const std::string& path = job.clip.packPath;
+        for (int times = path == "none" ? 0 : path == "twice" ? 2 : 1; times > 0; --times) {
+            try {
+                (void)job.opened();
+            } catch (const PackError&) {
+                const bool isMissing =
+                    Pack::currentFailure().reason.find("no such file") != std::string::npos;
+                found.push_back(path + (isMissing ? " is missing" : " is no movie"));
+            }
+        }
+        return PackResult{};
+    };
+    EXPECT_EQ(make(clips), "saved");
+    EXPECT_THAT(found, ElementsAre("gone is missing", "twice is no movie", "twice is no movie",
+                                   "gone 2 is missing", "last is no movie"));
+}
+
 TEST_F(Assembly, TakesCopiesIntoTheZipWhileItGoesOn) {
     std::vector<PackClip> clips;
     for (int number = 10; number < 60; ++number)
