@@ -111,6 +111,7 @@ TEST_F(WholeFaults, ClipsThatCannotBeRead) {
         EXPECT_THAT(said[i], HasSubstr(": not packed: "));
         EXPECT_THAT(said[i], EndsWith("."));
     }
+    EXPECT_THAT(said[2], EndsWith(": not packed: The file ends too early."));
     EXPECT_THAT(said[3], EndsWith(": not packed: Can't read this clip."));
     EXPECT_THAT(said[7], EndsWith(": not packed: No timecode track."));
     const test::OpenedPack pack(zip_);

@@ -265,6 +265,8 @@ TEST(Metadata, RecordingDateHasItsOrder) {
     EXPECT_EQ(date(), -1);
     movie.creationTime = 2'082'844'800U + 1000;
     EXPECT_EQ(date(), 1000);
+    movie.version = 1;
+    EXPECT_EQ(date(), 1000);
     movie.creationTime = 1'500'000'000; // written as Unix time by mistake
     EXPECT_EQ(date(), 1'500'000'000);
     movie.moreMovieBoxes = userDate;
