@@ -97,25 +97,6 @@ TEST_F(ClipListTest, CountsOverlappingAdditionsAndRowsRemovedMeanwhile) {
     EXPECT_FALSE(model().canPack());
 }
 
-TEST_F(ClipListTest, SaysWhyAClipCantBeRead) {
-    operations.header = [](const std::filesystem::path& source) -> ClipHeader {
-        if (source == "/c/broken.mov")
-            throw media::Error(media::Error::Category::corrupt, "Damaged.");
-        ClipHeader header = test::header();
-        header.timecode.reset();
-        return header;
-    };
-    model().add({"/c/broken.mov", "/c/untimed.mov"});
-    ASSERT_TRUE(settles());
-    const auto& broken = *model().rows()[0];
-    const auto& untimed = *model().rows()[1];
-    EXPECT_TRUE(!broken.header() && untimed.header());
-    EXPECT_EQ(broken.headerError(), QStringLiteral("Can't read this clip."));
-    EXPECT_EQ(untimed.headerError(), QStringLiteral("No timecode track."));
-    EXPECT_TRUE(broken.problem() && untimed.problem());
-    EXPECT_FALSE(model().canPack());
-}
-
 TEST_F(ClipListTest, KeepsTheSoundModeInTheSettings) {
     settings.setValue("scratchAudio", QStringLiteral("lossy"));
     EXPECT_EQ(model().audio(), ScratchAudio::lossless);
