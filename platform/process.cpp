@@ -16,8 +16,8 @@ void prepareProcess() {
 #ifdef __GLIBC__
     // Every clip takes and gives back the same few megabytes. Given back to the system, each page of them
     // would be a fault and be cleared again.
-    (void)::mallopt(M_MMAP_THRESHOLD, 4 << 20);
-    (void)::mallopt(M_TRIM_THRESHOLD, 16 << 20);
+    (void)::mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    (void)::mallopt(M_TRIM_THRESHOLD, 2 << 20);
 #endif
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);

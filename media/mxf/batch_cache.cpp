@@ -37,8 +37,11 @@ BatchCache::BatchCache(std::shared_ptr<const EssenceMap> map)
 }
 
 std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index, std::shared_ptr<const Batch> done) {
-    if (auto found = store_.exchange(index + 1, std::move(done)))
+    if (auto found = store_.exchange(index + 1, std::move(done))) {
+        if (!found->isLast)
+            readAhead(index + 1);
         return found;
+    }
     if (index < next_)
         return nullptr;
     const std::lock_guard readLock(reading_);
@@ -56,6 +59,21 @@ std::shared_ptr<const Batch> BatchCache::batch(std::int64_t index, std::shared_p
         ++next_;
     }
     return newest;
+}
+
+/// The other lanes have what they need for now, so nobody waits for this.
+void BatchCache::readAhead(std::int64_t index) {
+    if (index != next_)
+        return;
+    const std::unique_lock readLock(reading_, std::try_to_lock);
+    if (!readLock || index != next_)
+        return;
+    try {
+        store_.add(index + 1, read(reader_, index));
+        ++next_;
+    } catch (const Error&) { // the lane that wants the batch will find out, and say so
+        return;
+    }
 }
 
 std::shared_ptr<Batch> BatchCache::read(PackageReader& reader, std::int64_t index) {

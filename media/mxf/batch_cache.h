@@ -37,6 +37,8 @@ class BatchCache {
     [[nodiscard]] std::shared_ptr<const EssenceMap> sharedMap() const noexcept { return map_; }
 
   private:
+    void readAhead(std::int64_t index);
+
     std::shared_ptr<const EssenceMap> map_;
     std::int64_t unitsPerBatch_ = 1;
 
