@@ -43,7 +43,7 @@ const Timecode& StartTimecode::value() const {
 const media::Track& timecodeTrack(const media::Asset& asset) {
     const auto tracks = asset.tracks(media::MediaType::timecode);
     if (tracks.empty())
-        throw PackError::noTimecode();
+        throw PackError::noTimecode(asset.timecodeRefusal());
     if (tracks.front().get().formatDescriptions.empty())
         throw PackError::noTimecode("The timecode track doesn't say how it counts.");
     return tracks.front();

@@ -62,25 +62,45 @@ class Builder {
         }
         if (preface) {
             metadata.lastModified = preface->timestamp(localTag::lastModifiedDate);
-            for (const LocalSet* set : sets_.referredAll(*preface, localTag::identifications))
+            for (const LocalSet* set : referredAll(*preface, localTag::identifications, "an identification"))
                 metadata.identifications.push_back({set->text(localTag::companyName),
                                                     set->text(localTag::productName),
                                                     set->timestamp(localTag::modificationDate)});
         }
+        metadata.missing = missing_;
         return metadata;
     }
 
   private:
+    /// The set that a property refers to, which is to be `what`; none where it is missing.
+    const LocalSet* referred(const LocalSet& set, localTag::Tag tag, const char* what) {
+        const LocalSet* found = sets_.referred(set, tag);
+        note(!found && set.label(tag), what);
+        return found;
+    }
+
+    /// The sets that a property refers to, those that are there.
+    std::vector<const LocalSet*> referredAll(const LocalSet& set, localTag::Tag tag, const char* what) {
+        auto found = sets_.referredAll(set, tag);
+        note(found.size() < set.labels(tag).size(), what);
+        return found;
+    }
+
+    void note(bool isMissing, const char* what) {
+        if (isMissing && missing_.empty())
+            missing_ = what;
+    }
+
     Package package(const LocalSet& set) {
         Package package;
         package.isMaterial = set.kind() == setKind::materialPackage;
         package.id = set.umid(localTag::packageUID).value_or(Umid{});
         package.created = set.timestamp(localTag::packageCreationDate);
-        for (const LocalSet* track : sets_.referredAll(set, localTag::packageTracks)) {
+        for (const LocalSet* track : referredAll(set, localTag::packageTracks, "a track")) {
             if (track->kind() == setKind::track && tracks_++ < mostTracks)
                 package.tracks.push_back(packageTrack(*track));
         }
-        if (const LocalSet* found = sets_.referred(set, localTag::packageDescriptor))
+        if (const LocalSet* found = referred(set, localTag::packageDescriptor, "an essence descriptor"))
             package.descriptor = descriptor(*found, 0);
         return package;
     }
@@ -91,7 +111,7 @@ class Builder {
         track.number = small(set, localTag::trackNumber);
         track.editRate = set.rational(localTag::editRate).value_or(Rational{});
         track.origin = plausible(set, localTag::origin, 0);
-        const LocalSet* content = sets_.referred(set, localTag::trackSequence);
+        const LocalSet* content = referred(set, localTag::trackSequence, "a track's sequence");
         if (!content)
             return track;
         track.kind = dataKind(content->label(localTag::dataDefinition).value_or(Label{}));
@@ -100,7 +120,8 @@ class Builder {
             track.components.push_back(component(*content, 0));
             return track;
         }
-        for (const LocalSet* found : sets_.referredAll(*content, localTag::structuralComponents)) {
+        for (const LocalSet* found :
+             referredAll(*content, localTag::structuralComponents, "a sequence's component")) {
             if (components_++ >= mostComponents)
                 break;
             track.components.push_back(component(*found, 0));
@@ -134,8 +155,8 @@ class Builder {
         case setKind::essenceGroup: // several renditions of the same: the first one
         case setKind::pulldown: {
             const auto choices = set.kind() == setKind::pulldown
-                                     ? std::vector{sets_.referred(set, localTag::inputSegment)}
-                                     : sets_.referredAll(set, localTag::choices);
+                                     ? std::vector{referred(set, localTag::inputSegment, "a pulldown's clip")}
+                                     : referredAll(set, localTag::choices, "an essence group's clip");
             if (!choices.empty() && choices.front() && depth < deepestNesting) {
                 const std::int64_t duration = component.duration;
                 component = this->component(*choices.front(), depth + 1);
@@ -177,7 +198,8 @@ class Builder {
         sound.blockAlign = small(set, localTag::blockAlign);
         sound.compression = set.label(localTag::soundEssenceCompression).value_or(Label{});
         if (set.kind() == setKind::multipleDescriptor && depth < deepestNesting) {
-            for (const LocalSet* child : sets_.referredAll(set, localTag::subDescriptors)) {
+            for (const LocalSet* child :
+                 referredAll(set, localTag::subDescriptors, "an essence descriptor")) {
                 if (descriptors_++ < mostDescriptors)
                     descriptor.children.push_back(this->descriptor(*child, depth + 1));
             }
@@ -190,6 +212,7 @@ class Builder {
     std::size_t tracks_ = 0;
     std::size_t components_ = 0;
     std::size_t descriptors_ = 0;
+    std::string missing_;
 };
 
 } // namespace

@@ -96,6 +96,8 @@ struct Metadata {
     std::vector<EssenceContainerData> containers;
     std::vector<Identification> identifications; ///< the oldest first
     std::optional<std::chrono::system_clock::time_point> lastModified;
+    /// The first set that another one refers to in vain, in words ("a track"); empty where all are there.
+    std::string missing;
 
     [[nodiscard]] const Package* package(const Umid& id) const;
 };

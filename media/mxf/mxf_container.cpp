@@ -61,17 +61,21 @@ Metadata bestMetadata(const io::ByteSource& source, const FileLayout& layout) {
         return rank(a) != rank(b) ? rank(a) > rank(b) : a.offset > b.offset;
     });
     constexpr std::size_t mostCopies = 8;
+    std::string missing;
     for (std::size_t i = 0; i < std::min(candidates.size(), mostCopies); ++i) {
         try {
             Metadata metadata = readMetadata(source, candidates[i]);
             if (!resolveClip(metadata).tracks.empty())
                 return metadata;
+            missing = missing.empty() ? metadata.missing : missing;
         } catch (const Error& error) {
             if (error.category() == Error::Category::io)
                 throw; // the other copies can be no better
         }
     }
-    throw Error(Error::Category::corrupt, "The clip's header describes neither picture nor sound.");
+    throw Error(Error::Category::corrupt,
+                "The clip's header describes neither picture nor sound" +
+                    (missing.empty() ? "." : ": it refers to " + missing + " that isn't there."));
 }
 
 std::string hexadecimal(const Umid& id) {

@@ -20,6 +20,7 @@ class Asset {
     /// The tracks of one kind, in file order; the references live as long as the asset.
     [[nodiscard]] std::vector<std::reference_wrapper<const Track>> tracks(MediaType type) const;
     [[nodiscard]] const std::vector<MetadataItem>& metadata() const { return container_->metadata(); }
+    [[nodiscard]] std::string timecodeRefusal() const { return container_->timecodeRefusal(); }
     [[nodiscard]] std::optional<Container::Date> creationDate() const { return container_->creationDate(); }
     /// Bytes read from the clip so far, by every reader of this asset.
     [[nodiscard]] std::uint64_t bytesRead() const { return source_->bytesRead(); }

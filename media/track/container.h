@@ -95,6 +95,9 @@ class Container {
     [[nodiscard]] virtual Time duration() const = 0;
     [[nodiscard]] virtual const std::vector<Track>& tracks() const = 0;
     [[nodiscard]] virtual const std::vector<MetadataItem>& metadata() const = 0;
+    /// Why the file's timecode is not taken, a sentence for a person; empty where it is, or where there is
+    /// none.
+    [[nodiscard]] virtual std::string timecodeRefusal() const { return {}; }
     /// The recording date that the file states, if it does.
     [[nodiscard]] virtual std::optional<Date> creationDate() const = 0;
     /// A reader at the start of the track's media. Throws Error, also when the track's samples can't be read

@@ -31,6 +31,7 @@ class QuickTimeContainer final : public Container, public ContainerFacts {
     [[nodiscard]] const std::vector<Track>& tracks() const override { return tracks_; }
     [[nodiscard]] const std::vector<MetadataItem>& metadata() const override { return metadata_; }
     [[nodiscard]] std::optional<Date> creationDate() const override { return creationDate_; }
+    [[nodiscard]] std::string timecodeRefusal() const override { return timecodeRefusal_; }
     [[nodiscard]] std::unique_ptr<TrackReader> reader(std::size_t trackIndex) const override;
     [[nodiscard]] std::string formatName() const override;
     [[nodiscard]] std::string timecodeOrigin() const override { return timecodeOrigin_; }
@@ -48,6 +49,7 @@ class QuickTimeContainer final : public Container, public ContainerFacts {
     std::vector<MovieTrack> movieTracks_;       ///< one a track of the file
     std::optional<TimecodeTrack> madeTimecode_; ///< the last track, where the file has none of timecode
     std::string timecodeOrigin_;
+    std::string timecodeRefusal_;
     std::shared_ptr<SharedChunks> sharedChunks_;
     std::vector<MetadataItem> metadata_;
     std::optional<Date> creationDate_;
@@ -209,6 +211,7 @@ void QuickTimeContainer::addCameraTimecode(const MovieHeader& movie) {
         return;
     camera::CameraFacts facts = camera::readCameraFacts(source_, movie, tracks_, movieTracks_);
     std::ranges::move(facts.items, std::back_inserter(metadata_));
+    timecodeRefusal_ = facts.timecodeRefusal;
     if (!facts.timecode)
         return;
     timecodeOrigin_ = facts.timecodeOrigin;

@@ -46,6 +46,20 @@ void partitionsThatFollowThemselves(MXFFile& file) {
     };
 }
 
+TEST(MXFDamage, NamesTheSetThatIsMissing) {
+    const auto withoutSequences = [](MXFFile& file) {
+        file.remove([](const MXFTriplet& triplet) { return triplet.isSet(sequenceSet); });
+    };
+    try {
+        (void)test::edited("25", withoutSequences);
+        FAIL();
+    } catch (const media::Error& error) {
+        EXPECT_STREQ(error.what(),
+                     "The clip's header describes neither picture nor sound: it refers to a track's "
+                     "sequence that isn't there.");
+    }
+}
+
 TEST(MXFDamage, EndsSoon) {
     struct Damage {
         const char* name;

@@ -42,12 +42,12 @@ class Card final : public media::io::ByteSource {
     std::map<std::string, std::string> beside_;
 };
 
-/// "frame base[ drop] rate" of an asset's timecode track, which must be as long as the clip; "none" without
-/// one.
+/// "frame base[ drop] rate" of an asset's timecode track, which must be as long as the clip; without one
+/// "none" and why.
 std::string timecodeOf(const media::Asset& asset) {
     const auto tracks = asset.tracks(MediaType::timecode);
     if (tracks.empty())
-        return "none";
+        return "none" + asset.timecodeRefusal();
     const media::Track& track = tracks.front();
     EXPECT_EQ(track.end(), asset.duration());
     media::TrackOutput output(asset, track);
@@ -95,8 +95,13 @@ TEST(CameraTimecode, StandsInAnyOfItsPlaces) {
         {"a foreign document beside", {}, hour1, {{"M01.XML", "<fcpxml/>"}, {".XML", at1h}}},
         {"samples", {.sample = sample}, hour1},
         {"all agree", {.document = at1h, .sample = sample}, hour1, {{"M01.XML", at1h}}},
-        {"document and file contradict", {.document = at1h}, "none", {{"M01.XML", at2h}}},
-        {"document and samples contradict", {.document = at2h, .sample = sample}, "none"},
+        {"document and file contradict",
+         {.document = at1h},
+         "noneThe timecodes of Sony's document in the clip and of Sony's document beside the clip differ.",
+         {{"M01.XML", at2h}}},
+        {"document and samples contradict",
+         {.document = at2h, .sample = sample},
+         "noneThe timecodes of Sony's document in the clip and of the camera's metadata track differ."},
         {"damaged document", {.document = at2h.substr(0, 300), .sample = sample}, hour1},
         {"null bytes behind", {.document = at1h + std::string(3, '\0')}, hour1},
         {"a document type", {.document = "<!DOCTYPE a [<!ENTITY b \"c\">]>" + at1h.substr(39)}, "none"},

@@ -105,13 +105,17 @@ CameraFacts readCameraFacts(const std::shared_ptr<const io::ByteSource>& file, c
     const auto rate = pictureRate(tracks);
     if (!rate)
         return facts;
-    std::vector<Reading> readings; // the first one counts, the others must agree
+    std::optional<Reading> first; // counts; the others must agree
     const auto add = [&](const char* origin, const std::optional<Reading>& reading) {
         if (!reading)
             return;
-        if (readings.empty())
+        if (!first) {
+            first = reading;
             facts.timecodeOrigin = origin;
-        readings.push_back(*reading);
+        } else if (facts.timecodeRefusal.empty() && !agree(*first, *reading)) {
+            facts.timecodeRefusal =
+                "The timecodes of " + facts.timecodeOrigin + " and of " + origin + " differ.";
+        }
     };
     for (const auto& [origin, document] : sonyDocuments(*file, movie)) {
         if (document.timecode)
@@ -139,14 +143,11 @@ CameraFacts readCameraFacts(const std::shared_ptr<const io::ByteSource>& file, c
     if (panasonic != movie.metadata.end() && panasonic->stringValue)
         add("Panasonic's document in the clip",
             readPanasonicDocument(std::as_bytes(std::span(*panasonic->stringValue)), *rate));
-    if (readings.empty() || !std::ranges::all_of(readings, [&](const Reading& reading) {
-            return agree(readings.front(), reading);
-        }))
+    if (!first || !facts.timecodeRefusal.empty())
         return facts;
-    const Reading& first = readings.front();
     TimecodeRun run;
-    run.frame = frameNumber(first.address, first.base).value();
-    run.counting = {first.base, first.address.dropFrame, countingRate(first.base, *rate)};
+    run.frame = frameNumber(first->address, first->base).value();
+    run.counting = {first->base, first->address.dropFrame, countingRate(first->base, *rate)};
     facts.timecode = run;
     return facts;
 }

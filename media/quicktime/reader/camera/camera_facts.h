@@ -19,6 +19,7 @@ namespace media::quicktime::camera {
 struct CameraFacts {
     std::optional<TimecodeRun> timecode; ///< from the first picture shown; none where two places contradict
     std::string timecodeOrigin;          ///< where the timecode stands, in words
+    std::string timecodeRefusal;         ///< which places contradict, a sentence
     std::vector<MetadataItem> items;     ///< camera and UMID
 };
 
