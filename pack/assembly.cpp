@@ -28,9 +28,7 @@ namespace {
 /// The file system's refusal as a sentence: "The zip can't be written in /media/Disk: no space left on
 /// device."
 [[noreturn]] void fail(const std::string& what, const std::error_code& code) {
-    const bool full = code == std::errc::no_space_on_device;
-    throw media::Error(full ? media::Error::Category::noSpace : media::Error::Category::io,
-                       what + ": " + platform::reason(code) + ".");
+    throw media::Error(media::Error::Category::io, what + ": " + platform::reason(code) + ".");
 }
 
 /// Runs a step whose failure is a system error, and says what could not be done.

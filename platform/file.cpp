@@ -68,12 +68,6 @@ std::string reason(const std::error_code& code) {
     return text;
 }
 
-bool isNoSpace(const std::error_code& code) {
-    return code == std::errc::no_space_on_device ||
-           code == std::error_code(EDQUOT, std::generic_category()) ||
-           code == std::error_code(EDQUOT, std::system_category());
-}
-
 ReadOnlyFile ReadOnlyFile::open(const std::filesystem::path& path) {
     // O_NONBLOCK keeps a named pipe from holding the program up; it means nothing for regular files.
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);

@@ -17,8 +17,6 @@ namespace platform {
 
 /// The system's reason as words inside a sentence: "no space left on device".
 [[nodiscard]] std::string reason(const std::error_code& code);
-/// The disk, or the user's share of it, is full.
-[[nodiscard]] bool isNoSpace(const std::error_code& code);
 
 /// A regular file open for reading only, close-on-exec, advised for random access. Reads may run in parallel.
 class ReadOnlyFile {

@@ -2,9 +2,9 @@
 #include "media/audio/codec.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
+#include "media/audio/aac_rates.h"
 #include "media/audio/alac/encoder.h"
 #include "media/audio/codecs/codec_module.h"
 #include "media/audio/pcm_encoder.h"
@@ -53,9 +53,7 @@ std::unique_ptr<Decoder> makeDecoder(const AudioStreamDescription& format,
 
 bool isCompressible(double sampleRate, std::uint32_t channels) {
     constexpr std::uint32_t mostChannels = 8;
-    constexpr std::array rates = {96000., 88200., 64000., 48000., 44100., 32000., 24000.,
-                                  22050., 16000., 12000., 11025., 8000.,  7350.};
-    return channels <= mostChannels && std::find(rates.begin(), rates.end(), sampleRate) != rates.end();
+    return channels <= mostChannels && std::ranges::find(aacRates, sampleRate) != aacRates.end();
 }
 
 std::unique_ptr<Encoder> makeEncoder(const EncoderSettings& settings) {

@@ -16,7 +16,6 @@ class Error : public std::runtime_error {
         endOfData,   ///< the file ends before what it promises
         corrupt,     ///< the file contradicts itself or its format
         unsupported, ///< sound file, but nothing here can read it
-        noSpace,     ///< the disk is full
     };
 
     Error(Category category, const std::string& sentence)

@@ -47,6 +47,12 @@ struct Time {
     friend bool operator==(const Time& a, const Time& b) noexcept { return (a <=> b) == 0; }
 };
 
+/// How long that many units last of which a rate, which is one, has so many a second. Throws Error (corrupt)
+/// on overflow.
+[[nodiscard]] inline Time timeOf(std::int64_t units, const Rational& rate) {
+    return {io::checkedMultiply(units, rate.den), rate.num};
+}
+
 /// Exact sum and difference in the least common time scale, reduced. When that scale does not fit 62 bits
 /// (only hostile files), the result is rounded to the nearest nanosecond. Throws Error (corrupt) on overflow.
 [[nodiscard]] Time operator+(const Time& a, const Time& b);

@@ -12,10 +12,6 @@ constexpr std::uint8_t separateFields = 1, segmentedFrame = 4; // FrameLayout
 constexpr std::uint32_t largestPicture = 65536;
 constexpr double fastestInterlaced = 31; // whole frames a second
 
-Time timeOf(std::int64_t units, const Rational& rate) {
-    return {io::checkedMultiply(units, rate.den), rate.num};
-}
-
 std::int64_t unitsOf(Time time, const Rational& rate) {
     return io::scaled(time.value, rate.num, io::checkedMultiply(time.timescale, rate.den),
                       io::Rounding::down);

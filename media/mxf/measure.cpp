@@ -12,10 +12,6 @@ namespace {
 constexpr int packagesToLearnFrom = 4;
 constexpr std::int64_t placesToCheck = 32;
 
-Time timeOf(std::int64_t units, const Rational& rate) {
-    return {io::checkedMultiply(units, rate.den), rate.num};
-}
-
 /// Units in `bytes` of essence from `first` on when every unit takes as many as the first ones do, which the
 /// keys at many places must confirm; none when they don't.
 std::optional<std::int64_t> constantStride(KlvReader& reader, const Klv& first, std::uint64_t stride) {

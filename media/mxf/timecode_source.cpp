@@ -60,17 +60,14 @@ Rational rateFor(const Clip& clip, const PackageTrack& track) {
 /// point.
 std::vector<TimecodeRun> runsOf(const PackageTrack& track, Rational frameRate, Time offset) {
     std::vector<TimecodeRun> runs;
-    const auto timeAt = [&](std::int64_t units) {
-        return Time{io::checkedMultiply(units, track.editRate.den), track.editRate.num};
-    };
-    const Time zero = timeAt(track.origin) + offset;
+    const Time zero = timeOf(track.origin, track.editRate) + offset;
     std::int64_t position = 0;
     for (const Component& component : track.components) {
         if (component.kind == Component::Kind::timecode && component.startTimecode >= 0) {
             TimecodeRun run;
             const std::uint32_t base = baseOf(component, frameRate);
             run.counting = {base, component.dropFrame, countingRate(base, frameRate)};
-            run.start = timeAt(position) - zero;
+            run.start = timeOf(position, track.editRate) - zero;
             run.frame = component.startTimecode;
             // The first run counts back over a leading filler; one that began before time zero has counted
             // on.
@@ -107,7 +104,7 @@ std::vector<TimecodeRun> timecodeRuns(const Metadata& metadata, const Clip& clip
     for (const ClipTrack& track : clip.tracks) {
         if (track.isExternal || track.segments.empty() || !track.segments.front().start)
             continue;
-        offset = {io::checkedMultiply(*track.segments.front().start, track.editRate.den), track.editRate.num};
+        offset = timeOf(*track.segments.front().start, track.editRate);
         break;
     }
     const Package* package = clip.filePackage;
@@ -126,8 +123,7 @@ std::vector<TimecodeRun> timecodeRuns(const Metadata& metadata, const Clip& clip
                     continue;
                 origin = metadata.package(component.sourcePackage);
                 if (origin && track.editRate.isRate())
-                    offset = offset + Time{io::checkedMultiply(component.startPosition, track.editRate.den),
-                                           track.editRate.num};
+                    offset = offset + timeOf(component.startPosition, track.editRate);
             }
         }
         package = origin;

@@ -44,7 +44,7 @@ TEST_F(ExportTest, FollowsTheRunClipByClip) {
     operations.make = [&](std::span<const PackClip> clips, const std::filesystem::path& zip,
                           ScratchAudio audio, const Pack::MakeCallbacks& callbacks) {
         if (zip.stem() == "full")
-            throw media::Error(media::Error::Category::noSpace, "The zip can't be written: it is full.");
+            throw media::Error(media::Error::Category::io, "The zip can't be written: it is full.");
         EXPECT_EQ(clips.size(), 2U);
         EXPECT_EQ(audio, ScratchAudio::compressed);
         callbacks.item(clips[0], 0.5);

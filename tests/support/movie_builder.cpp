@@ -297,6 +297,29 @@ Bytes soundEntry(const char (&code)[5], std::uint16_t channels, std::uint16_t bi
     return w.take();
 }
 
+WriteBoxes elementaryStream(std::uint8_t objectType, const std::vector<std::uint8_t>& config,
+                            int lengthBytes) {
+    return [=](ByteWriter& w) {
+        const auto descriptor = [&](std::uint8_t tag, std::size_t size) {
+            w.u8(tag);
+            for (int i = 1; i < lengthBytes; ++i)
+                w.u8(0x80);
+            w.u8(static_cast<std::uint8_t>(size));
+        };
+        const std::size_t head = static_cast<std::size_t>(1 + lengthBytes);
+        w.fullBox(fourCC("esds"), 0, 0, [&] {
+            descriptor(3, 3 + head + 13 + head + config.size());
+            w.zeros(3);
+            descriptor(4, 13 + head + config.size());
+            w.u8(objectType);
+            w.zeros(12);
+            descriptor(5, config.size());
+            for (const std::uint8_t byte : config)
+                w.u8(byte);
+        });
+    };
+}
+
 Bytes soundEntry2(const char (&code)[5], std::uint32_t channels, std::uint32_t bits, double rate,
                   std::uint32_t flags, std::uint32_t bytesPerPacket, std::uint32_t framesPerPacket) {
     ByteWriter w;

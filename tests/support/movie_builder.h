@@ -89,6 +89,9 @@ void movieExtends(media::io::ByteWriter& w);
 [[nodiscard]] Bytes soundEntry(const char (&code)[5], std::uint16_t channels, std::uint16_t bits, double rate,
                                const WriteBoxes& boxes = {}, std::vector<std::uint32_t> version1 = {},
                                std::int16_t compressionID = 0);
+/// `esds` with an AudioSpecificConfig, its descriptor lengths padded to `lengthBytes`.
+[[nodiscard]] WriteBoxes elementaryStream(std::uint8_t objectType, const std::vector<std::uint8_t>& config,
+                                          int lengthBytes);
 /// A sound entry of version 2.
 [[nodiscard]] Bytes soundEntry2(const char (&code)[5], std::uint32_t channels, std::uint32_t bits,
                                 double rate, std::uint32_t flags, std::uint32_t bytesPerPacket,

@@ -86,17 +86,11 @@ Bytes soundEntryOf(const TimedMovie& movie) {
     const auto boxes = [&](ByteWriter& w) {
         if (movie.codec == "alac")
             w.fullBox(fourCC("alac"), 0, 0, [&] { w.raw(configuration); });
-        if (movie.codec != "mp4a")
-            return;
-        w.fullBox(fourCC("esds"), 0, 0, [&] {
-            const auto size = static_cast<std::uint8_t>(configuration.size());
-            for (const int byte : {3, 3 + 2 + 13 + 2 + size, 0, 1, 0, 4, 13 + 2 + size, 0x40, 0x15})
-                w.u8(static_cast<std::uint8_t>(byte));
-            w.zeros(11);
-            w.u8(5);
-            w.u8(size);
-            w.raw(configuration);
-        });
+        std::vector<std::uint8_t> config;
+        for (const std::byte byte : configuration)
+            config.push_back(std::to_integer<std::uint8_t>(byte));
+        if (movie.codec == "mp4a")
+            elementaryStream(0x40, config, 1)(w);
     };
     char code[5] = {};
     std::copy_n(movie.codec.begin(), 4, code);

@@ -129,7 +129,7 @@ PackOperations operations(Pace& reading, Pace& packing) {
     made.make = [&packing](std::span<const PackClip> clips, const std::filesystem::path& zip, ScratchAudio,
                            const Pack::MakeCallbacks& callbacks) {
         if (zip.stem() == "full")
-            throw media::Error(media::Error::Category::noSpace,
+            throw media::Error(media::Error::Category::io,
                                "The zip can't be written in /media/out: no space left on device.");
         for (const PackClip& clip : clips) {
             callbacks.item(clip, 0.62);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "media/audio/aac_rates.h"
 #include "media/base/byte_reader.h"
 
 namespace media::quicktime {
@@ -79,9 +80,6 @@ FourCC formatOfObjectType(std::uint8_t objectType) {
     }
 }
 
-constexpr std::array<double, 13> aacRates{96'000, 88'200, 64'000, 48'000, 44'100, 32'000, 24'000,
-                                          22'050, 16'000, 12'000, 11'025, 8'000,  7'350};
-
 std::uint32_t objectType(BitReader& reader) {
     constexpr std::uint32_t escape = 31;
     const std::uint32_t type = reader.bits(5);
@@ -93,7 +91,7 @@ double samplingFrequency(BitReader& reader) {
     const std::uint32_t index = reader.bits(4);
     if (index == escape)
         return reader.bits(24);
-    return index < aacRates.size() ? aacRates[index] : 0;
+    return index < audio::aacRates.size() ? audio::aacRates[index] : 0;
 }
 
 std::uint32_t channelsOfConfiguration(std::uint32_t configuration) {
@@ -103,9 +101,21 @@ std::uint32_t channelsOfConfiguration(std::uint32_t configuration) {
 
 constexpr std::array<std::uint32_t, 8> channelsOfAudioCodingMode{2, 1, 2, 3, 3, 4, 4, 5};
 
-double ac3Rate(std::uint32_t code) {
+/// Rate, coding mode and low-frequency channel, which stand alike in `dac3` and `dec3` but for the bits
+/// before and between them.
+SoundConfiguration readDolby(FourCC formatID, std::span<const std::byte> box, std::size_t shortest,
+                             int before, int between) {
     constexpr std::array<double, 4> rates{48'000, 44'100, 32'000, 0};
-    return rates[code & 3];
+    SoundConfiguration result;
+    result.formatID = formatID;
+    BitReader reader(box);
+    reader.bits(before);
+    result.sampleRate = rates[reader.bits(2)];
+    reader.bits(between);
+    const std::uint32_t mode = reader.bits(3);
+    if (box.size() >= shortest)
+        result.channels = channelsOfAudioCodingMode[mode] + reader.bits(1);
+    return result;
 }
 
 } // namespace
@@ -199,28 +209,14 @@ SoundConfiguration readLosslessCookie(std::span<const std::byte> alac) {
 }
 
 SoundConfiguration readAC3(std::span<const std::byte> dac3) {
-    SoundConfiguration result;
-    result.formatID = audioFormat::ac3;
-    BitReader reader(dac3);
-    result.sampleRate = ac3Rate(reader.bits(2));
-    reader.bits(8); // bit stream identification and mode
-    const std::uint32_t mode = reader.bits(3);
-    if (dac3.size() >= 3)
-        result.channels = channelsOfAudioCodingMode[mode] + reader.bits(1);
-    return result;
+    constexpr int between = 8; // bit stream identification and mode
+    return readDolby(audioFormat::ac3, dac3, 3, 0, between);
 }
 
 SoundConfiguration readEAC3(std::span<const std::byte> dec3) {
-    SoundConfiguration result;
-    result.formatID = audioFormat::eac3;
-    BitReader reader(dec3);
-    reader.bits(16); // data rate, number of independent substreams
-    result.sampleRate = ac3Rate(reader.bits(2));
-    reader.bits(10); // bit stream identification, reserved, associated service, mode
-    const std::uint32_t mode = reader.bits(3);
-    if (dec3.size() >= 5)
-        result.channels = channelsOfAudioCodingMode[mode] + reader.bits(1);
-    return result;
+    constexpr int before = 16;  // data rate, number of independent substreams
+    constexpr int between = 10; // bit stream identification, reserved, associated service, mode
+    return readDolby(audioFormat::eac3, dec3, 5, before, between);
 }
 
 SoundConfiguration readOpus(std::span<const std::byte> dOps) {

@@ -30,9 +30,7 @@ Error cannotWrite(Error::Category category, const std::string& reason, const std
     } catch (const Error&) {
         throw;
     } catch (const std::system_error& refused) {
-        throw cannotWrite(platform::isNoSpace(refused.code()) ? Error::Category::noSpace
-                                                              : Error::Category::io,
-                          platform::reason(refused.code()),
+        throw cannotWrite(Error::Category::io, platform::reason(refused.code()),
                           " in " + platform::validUTF8(destination.parent_path().native()));
     } catch (const std::bad_alloc&) {
         throw cannotWrite(Error::Category::io, "not enough memory");

@@ -119,6 +119,7 @@ TEST(MXFSound, WhatCannotBeDecodedSaysWhy) {
         "The clip's sound is encrypted.");
 }
 
+/// Each in a partition of its own: two in one are content packages.
 TEST(MXFSound, ClipWrappedSoundMayLieInTwoElements) {
     const auto path = test::clip({.container = test::Container::mxfOpAtom, .picture = false});
     MXFFile file(path);
@@ -127,7 +128,8 @@ TEST(MXFSound, ClipWrappedSoundMayLieInTwoElements) {
     const std::size_t cut = first->value.size() - 9'000;
     second.value.erase(second.value.begin(), second.value.begin() + static_cast<std::ptrdiff_t>(cut));
     first->value.resize(cut);
-    file.triplets.insert(first + 1, second);
+    const MXFTriplet partition = *file.first(&MXFTriplet::isBody);
+    file.triplets.insert(first + 1, {partition, second});
     const media::Asset asset = media::openAsset(test::sourceOf(file.bytes()));
     EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio).front()) == test::decodeTrack(path, 0));
 }

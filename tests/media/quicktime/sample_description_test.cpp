@@ -12,6 +12,7 @@ using media::FormatDescription;
 using media::fourCC;
 using media::io::ByteWriter;
 using test::Bytes;
+using test::elementaryStream;
 using test::soundEntry;
 using test::soundEntry2;
 namespace audioFormat = media::audioFormat;
@@ -111,30 +112,6 @@ TEST(SoundDescription, Version1OfISOHasNoFurtherFields) {
     const FormatDescription format = described("soun", entry, 1);
     EXPECT_EQ(format.audio->sampleRate, 192'000);
     EXPECT_EQ(format.audio->bitsPerChannel, 24U);
-}
-
-/// `esds` with an AudioSpecificConfig, its descriptor lengths padded to `lengthBytes`.
-test::WriteBoxes elementaryStream(std::uint8_t objectType, const std::vector<std::uint8_t>& config,
-                                  int lengthBytes) {
-    return [=](ByteWriter& w) {
-        const auto descriptor = [&](std::uint8_t tag, std::size_t size) {
-            w.u8(tag);
-            for (int i = 1; i < lengthBytes; ++i)
-                w.u8(0x80);
-            w.u8(static_cast<std::uint8_t>(size));
-        };
-        const std::size_t head = static_cast<std::size_t>(1 + lengthBytes);
-        w.fullBox(fourCC("esds"), 0, 0, [&] {
-            descriptor(3, 3 + head + 13 + head + config.size());
-            w.zeros(3);
-            descriptor(4, 13 + head + config.size());
-            w.u8(objectType);
-            w.zeros(12);
-            descriptor(5, config.size());
-            for (const std::uint8_t byte : config)
-                w.u8(byte);
-        });
-    };
 }
 
 TEST(SoundDescription, CompressedFormats) {
