@@ -21,7 +21,7 @@ class Page : public QTextBrowser {
     using QTextBrowser::QTextBrowser;
 
     QVariant loadResource(int type, const QUrl& name) override {
-        const QVariant loaded = QTextBrowser::loadResource(type, name);
+        QVariant loaded = QTextBrowser::loadResource(type, name);
         if (type != QTextDocument::ImageResource)
             return loaded;
         const QImage picture = QImage::fromData(loaded.toByteArray());
