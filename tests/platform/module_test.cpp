@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "media/audio/codecs/codec_module.h"
 #include "platform/module.h"
 
 namespace {
@@ -20,7 +21,7 @@ std::string failure(const std::function<void()>& action) {
 
 TEST(Module, IsLoadedFromBesideTheProgramAndAnswersByName) {
     const platform::Module module = platform::Module::load("ferrowick-codecs");
-    EXPECT_NE(module.function<const void*()>("ferrowickCodecModule")(), nullptr);
+    EXPECT_NE(module.function<const media::audio::CodecModule*()>(media::audio::codecModuleEntry)(), nullptr);
     EXPECT_THAT(failure([&] { (void)module.function<void()>("noSuchEntry"); }),
                 AllOf(HasSubstr("ferrowick-codecs.so"), HasSubstr("noSuchEntry")));
 }

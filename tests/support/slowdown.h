@@ -5,7 +5,14 @@
 
 namespace test {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define FERROWICK_SANITIZED
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define FERROWICK_SANITIZED
+#endif
+#ifdef FERROWICK_SANITIZED
 inline constexpr int slowdown = 20;
 #else
 inline constexpr int slowdown = 1;

@@ -38,7 +38,7 @@ TEST(PCM, EveryLayoutBecomesLittleEndianSignedIntegers) {
                                    pcmFlag::signedInteger | pcmFlag::alignedHigh, pcmFlag::signedInteger, 0};
     std::vector<std::byte> out;
     for (std::uint32_t bytes = 1; bytes <= 8; ++bytes)
-        for (std::uint32_t unused : {0, 4, 7})
+        for (const std::uint32_t unused : {0U, 4U, 7U})
             for (const std::uint32_t kind : kinds)
                 for (const std::uint32_t order : {0U, pcmFlag::bigEndian})
                     for (const std::uint32_t channels : {1U, 2U, 3U, 64U})

@@ -78,7 +78,7 @@ TEST(SegmentedEncoder, GivesTheSamePacketsForAnyNumberOfThreads) {
     check(3 * segmentFrames + 12'345, true);
     for (const std::size_t frames : {std::size_t{1}, packetFrames})
         check(frames, false);
-    for (const std::size_t over : {0, 1, 1'024, 2'047, 2'048, 24 * 1'024 + 1})
+    for (const std::size_t over : {0U, 1U, 1'024U, 2'047U, 2'048U, 24 * 1'024U + 1})
         check(segmentFrames + over, over > 2'047);
 }
 

@@ -88,7 +88,7 @@ Bytes rest(media::TrackReader& reader) {
 TEST(SharedChunks, AreReadOnceForAllLanes) {
     constexpr std::size_t tracks = 8;
     constexpr std::size_t chunks = 400; // eight seconds
-    for (const std::size_t padding : {0, 16}) {
+    for (const std::size_t padding : {0U, 16U}) {
         Card card(tracks, chunks, 960, padding);
         const auto container = media::openContainer(card.source);
         const std::uint64_t header = card.source->bytesRead();
