@@ -18,6 +18,8 @@ void prepareProcess() {
     // would be a fault and be cleared again.
     (void)::mallopt(M_MMAP_THRESHOLD, 1 << 20);
     (void)::mallopt(M_TRIM_THRESHOLD, 2 << 20);
+    // Each arena keeps what its threads gave back: no more of them than threads that work at once.
+    (void)::mallopt(M_ARENA_MAX, static_cast<int>(processorCount()) + 1);
 #endif
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
