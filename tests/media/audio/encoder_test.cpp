@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Encoders, their packets decoded again.
 #include <cmath>
-#include <fstream>
 #include <numbers>
 #include <numeric>
 #include <random>
@@ -168,35 +167,6 @@ TEST(Encoder, SettingsThatMakeNoSenseAreRefused) {
     EXPECT_THROW((void)media::audio::makeEncoder(lossless(0, 24)), media::Error);
     EXPECT_THROW((void)media::audio::makeEncoder(lossless(1, 20)), media::Error);
     EXPECT_THROW((void)media::audio::makeEncoder(lossless(1, 24, 0)), media::Error);
-}
-
-/// Resident bytes of this process.
-std::size_t resident() {
-    std::ifstream statm("/proc/self/statm");
-    std::size_t pages = 0;
-    statm >> pages >> pages;
-    return pages * 4'096;
-}
-
-TEST(Codecs, ThirtyTwoTracksFitIntoLittleMemory) {
-    const EncoderSettings settings = compressed(1);
-    const std::vector<std::byte> pcm = difficult(20'000, settings);
-    const test::EncodedTrack track = test::encode(settings, pcm);
-    const media::FormatDescription format = test::formatOf(track);
-
-    const std::size_t before = resident();
-    std::vector<std::unique_ptr<media::audio::Encoder>> encoders;
-    std::vector<std::unique_ptr<media::audio::Decoder>> decoders;
-    std::vector<std::byte> decoded;
-    for (int i = 0; i < 32; ++i) {
-        encoders.push_back(media::audio::makeEncoder(settings));
-        encoders.back()->encode(pcm, [](std::span<const std::byte>, std::uint32_t) {});
-        decoders.push_back(media::audio::makeDecoder(*format.audio, format.decoderConfiguration, 24));
-        decoded.clear();
-        for (const auto& packet : track.packets)
-            decoders.back()->decode(packet, decoded);
-    }
-    EXPECT_LT(resident() - before, std::size_t{70} << 20);
 }
 
 } // namespace
