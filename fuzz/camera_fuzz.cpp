@@ -7,6 +7,7 @@
 #include "media/quicktime/reader/camera/panasonic_document.h"
 #include "media/quicktime/reader/camera/rtmd.h"
 #include "media/quicktime/reader/camera/sony_document.h"
+#include "media/timecode/counting.h"
 
 namespace {
 

@@ -182,7 +182,8 @@ void ExportPanel::suggest(std::vector<std::filesystem::path> folders) {
     model_.lookAt(first / "pack.zip", [panel = QPointer(this), folders = std::move(folders),
                                        first](const model::ExportPlace& place) {
         const bool fits = place.hasFolder && !place.within;
-        if (panel && !fits && panel->folder_ == first && !panel->place_.isModified())
+        const bool isAgreed = panel && !panel->accepting_.empty(); // what was shown then counts
+        if (panel && !fits && !isAgreed && panel->folder_ == first && !panel->place_.isModified())
             panel->suggest(folders);
     });
 }
