@@ -40,7 +40,7 @@ TEST(MXFPictures, AreDescribedAsDisplayed) {
             file.setAll(mpegSet, 0x3209, picture.display == 0 ? 0 : picture.width);
             file.setAll(mpegSet, 0x320e, std::uint64_t{16} << 32 | 9);
         });
-        const media::Track& track = asset.tracks(media::MediaType::video).front();
+        const media::Track track = asset.tracks(media::MediaType::video).front();
         EXPECT_EQ(track.formatDescriptions.front().video->width, static_cast<std::int32_t>(picture.width));
         EXPECT_EQ(track.formatDescriptions.front().video->height, picture.height);
         EXPECT_NEAR(track.nominalFrameRate, picture.frameRate, 1e-9);

@@ -30,7 +30,7 @@ TEST(MXFSound, FormatsComeFromTheDescriptor) {
             for (MXFTriplet* set : file.sets(aes3Set))
                 edit(*set);
         });
-        const media::Track& track = asset.tracks(MediaType::audio).front();
+        const media::Track track = asset.tracks(MediaType::audio).front();
         return *track.formatDescriptions.front().audio;
     };
     const auto addCompression = [](MXFTriplet& triplet, const Bytes& label) {
@@ -70,7 +70,7 @@ TEST(MXFSound, ALawIsDecoded) {
             triplet.set(0x3d0a, 1);
         }
     });
-    const media::Track& track = asset.tracks(MediaType::audio).front();
+    const media::Track track = asset.tracks(MediaType::audio).front();
     EXPECT_EQ(track.formatDescriptions.front().audio->formatID, media::audioFormat::aLaw);
     const test::TemporaryFolder folder;
     test::writeFile(folder / "samples", samples);
@@ -85,7 +85,7 @@ TEST(MXFSound, ALawIsDecoded) {
 TEST(MXFSound, WhatCannotBeDecodedSaysWhy) {
     const auto reason = [](const std::function<void(MXFFile&)>& edit) {
         const auto asset = edited("25", edit);
-        const media::Track& track = asset.tracks(MediaType::audio).front();
+        const media::Track track = asset.tracks(MediaType::audio).front();
         EXPECT_THROW(media::TrackOutput(asset, track, 16), media::Error);
         return track.formatDescriptions.front().unreadable;
     };
