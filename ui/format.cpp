@@ -53,6 +53,9 @@ const icu::SimpleDateFormat* formatFor(const char* fields, const std::string& na
         return format.get();
     UErrorCode error = U_ZERO_ERROR;
     icu::Locale locale = icu::Locale::createCanonical(name.c_str());
+    // Qt leaves out of a name what goes without saying, but digits and order are a region's: "ar" is Egypt's.
+    UErrorCode unlikely = U_ZERO_ERROR;
+    locale.addLikelySubtags(unlikely);
     locale.setKeywordValue("calendar", "gregorian", error);
     const std::unique_ptr<icu::DateTimePatternGenerator> patterns(
         icu::DateTimePatternGenerator::createInstance(locale, error));
