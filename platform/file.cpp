@@ -21,6 +21,23 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+/// How many bytes could be written; with fewer than all, errno says why.
+std::size_t writeFully(int descriptor, std::uint64_t offset, std::span<const std::byte> bytes) noexcept {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count =
+            ::pwrite(descriptor, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count == 0)
+            errno = EIO; // no reason given, and no progress
+        if (count <= 0)
+            break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
 /// Positioned read of the whole span; fewer bytes only at the end of the file.
 std::size_t readFully(int descriptor, std::uint64_t offset, std::span<std::byte> out) {
     std::size_t done = 0;
@@ -131,16 +148,8 @@ WritableFile::~WritableFile() {
 }
 
 void WritableFile::writeAt(std::uint64_t offset, std::span<const std::byte> bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count = ::pwrite(descriptor_, bytes.data() + done, bytes.size() - done,
-                                       static_cast<off_t>(offset + done));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            throwLast("write");
-        done += static_cast<std::size_t>(count);
-    }
+    if (writeFully(descriptor_, offset, bytes) < bytes.size())
+        throwLast("write");
 }
 
 std::size_t WritableFile::readAt(std::uint64_t offset, std::span<std::byte> out) const {
@@ -185,16 +194,7 @@ std::size_t WritableFile::writePastCache(std::uint64_t offset,
     if (places % pieceAlignment != 0 || ::fstatfs(descriptor_, &system) != 0 ||
         (system.f_type != ext4 && system.f_type != xfs) || ::fcntl(descriptor_, F_SETFL, O_DIRECT) != 0)
         return 0;
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count = ::pwrite(descriptor_, bytes.data() + done, bytes.size() - done,
-                                       static_cast<off_t>(offset + done));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            break;
-        done += static_cast<std::size_t>(count);
-    }
+    const std::size_t done = writeFully(descriptor_, offset, bytes);
     (void)::fcntl(descriptor_, F_SETFL, 0);
     return done;
 }
