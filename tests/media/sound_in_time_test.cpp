@@ -245,8 +245,9 @@ TEST(SoundInTime, EditsGoBackAndRepeat) {
         TimedMovie movie = test::regularMovie(codec, 8'000, 2, 8'000, 40);
         movie.movieTimescale = 8'000;
         const std::int64_t end = movie.mediaEnd();
-        movie.edits = {{2000, 9000}, {3000, 100},        {500, -1},   {3000, 100},
-                       {1000, 0, 0}, {2000, end - 1000}, {4000, 5000}};
+        movie.edits = {{2000, 9000}, {3000, 100},  {500, -1},
+                       {3000, 100},  {1000, 0, 0}, {2000, end - 1000, 0.5},
+                       {4000, 5000}};
         expectInTime(movie, codec);
     }
 }

@@ -44,8 +44,7 @@ void editList(ByteWriter& w, const Movie& movie, const MovieTrack& track) {
                     w.i64(edit.mediaTime);
                 else
                     w.i32(static_cast<std::int32_t>(edit.mediaTime));
-                w.i16(edit.rate);
-                w.u16(0);
+                w.i32(static_cast<std::int32_t>(edit.rate * 65'536));
             }
         });
     });

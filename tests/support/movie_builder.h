@@ -20,7 +20,7 @@ using WriteBoxes = std::function<void(media::io::ByteWriter&)>;
 struct MovieEdit {
     std::int64_t duration = 0; ///< movie ticks
     std::int64_t mediaTime = 0;
-    std::int16_t rate = 1;
+    double rate = 1;
 };
 
 struct MovieTrack {

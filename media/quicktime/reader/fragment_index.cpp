@@ -106,19 +106,47 @@ class Indexer {
 
 } // namespace
 
+namespace {
+
+/// Where a file that was written to its end keeps its index of fragments (`mfra`, whose last box `mfro` tells
+/// its size; ISO/IEC 14496-12, 8.8.11); none in any other file.
+std::optional<std::uint64_t> fragmentTable(const io::ByteSource& file) {
+    constexpr std::uint64_t tail = 16;
+    if (file.size() < tail)
+        return std::nullopt;
+    Window window(file, file.size() - tail, file.size(), tail);
+    io::ByteReader offset(window.at(file.size() - tail, tail));
+    if (offset.u32() != tail || offset.u32() != fourCC("mfro"))
+        return std::nullopt;
+    offset.skip(4);
+    const std::uint32_t size = offset.u32();
+    if (size < tail || size > file.size())
+        return std::nullopt;
+    Window table(file, file.size() - size, file.size(), 8);
+    const auto box = BoxWalk(table, file.size() - size, file.size()).next();
+    return box && box->type == fourCC("mfra") ? std::optional(box->headerBegin) : std::nullopt;
+}
+
+} // namespace
+
 std::vector<TrackFragments> indexFragments(const io::ByteSource& file, const MovieHeader& movie,
                                            std::span<const std::int64_t> ends) {
     constexpr std::size_t headerBytes = 16;
     Indexer indexer(file, movie, ends);
     Window window(file, 0, file.size(), headerBytes);
     BoxWalk boxes(window, 0, file.size(), BoxWalk::Level::file);
+    std::uint64_t last = 0; // box found
     while (const auto box = boxes.next()) {
+        last = box->headerBegin;
         if (box->type != fourCC("moof"))
             continue;
         if (box->cut)
             break;
         indexer.add(*box);
     }
+    if (const auto table = fragmentTable(file); table && last < *table)
+        throw Error(Error::Category::corrupt,
+                    "The movie's fragments break off before its end: the file is damaged.");
     return indexer.take();
 }
 

@@ -76,7 +76,7 @@ std::vector<EditEntry> readEditList(Window& window, const Box& box) {
         EditEntry edit;
         edit.duration = readDuration(entry, head.version);
         edit.mediaTime = head.version == 1 ? entry.i64() : entry.i32();
-        edit.dwell = entry.i16() == 0;
+        edit.dwell = entry.i32() == 0; // 16.16; rates below 1 are no dwell
         edits.push_back(edit);
     }
     return edits;

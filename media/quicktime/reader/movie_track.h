@@ -16,6 +16,7 @@ struct MovieTrack {
     std::vector<PacketLayout> layouts; ///< one a format description
     SampleTable samples;
     std::shared_ptr<const io::ByteSource> tableSource; ///< what the places in `samples` refer to
+    Box movie;                                         ///< `moov` in the file: no sample lies there
     TrackFragments fragments;
     DurationCounts durations;           ///< of all samples
     std::int64_t presentationStart = 0; ///< of the first sample shown

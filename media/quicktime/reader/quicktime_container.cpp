@@ -37,7 +37,7 @@ class QuickTimeContainer final : public Container, public ContainerFacts {
     [[nodiscard]] std::string timecodeOrigin() const override { return timecodeOrigin_; }
 
   private:
-    void addTrack(const TrackHeader& header, const MovieHeader& movie);
+    void addTrack(const TrackHeader& header, const MovieHeader& movie, const Box& moov);
     void addFragments(const MovieHeader& movie);
     void placeOnTimeline(const TrackHeader& header, const MovieHeader& movie, std::size_t index);
     void guessRateOfSingleFrames();
@@ -84,7 +84,7 @@ QuickTimeContainer::QuickTimeContainer(std::shared_ptr<const io::ByteSource> sou
         throw Error(Error::Category::endOfData, "The movie has no header: its recording was not finished.");
     MovieHeader movie = readMovieHeader(source_, *moov);
     for (const TrackHeader& track : movie.tracks)
-        addTrack(track, movie);
+        addTrack(track, movie, *moov);
     addFragments(movie);
     for (std::size_t i = 0; i < tracks_.size(); ++i)
         if (!movieTracks_[i].timeless)
@@ -103,7 +103,7 @@ QuickTimeContainer::QuickTimeContainer(std::shared_ptr<const io::ByteSource> sou
     addCameraTimecode(movie);
 }
 
-void QuickTimeContainer::addTrack(const TrackHeader& header, const MovieHeader& movie) {
+void QuickTimeContainer::addTrack(const TrackHeader& header, const MovieHeader& movie, const Box& moov) {
     SampleDescriptions descriptions = readSampleDescriptions(header);
     Track track;
     track.index = tracks_.size();
@@ -119,6 +119,7 @@ void QuickTimeContainer::addTrack(const TrackHeader& header, const MovieHeader& 
     movieTrack.layouts = std::move(descriptions.layouts);
     movieTrack.samples = header.samples;
     movieTrack.tableSource = movie.source;
+    movieTrack.movie = moov;
     movieTrack.durations = header.samples.durations(*movie.source);
     movieTrack.tableEnd = std::max<std::int64_t>(movieTrack.durations.ticks(), 0);
     movieTrack.presentationStart = header.samples.presentationStart(*movie.source);

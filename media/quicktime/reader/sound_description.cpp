@@ -233,7 +233,9 @@ FourCC compressedFormat(FourCC code) {
         return audioFormat::eac3;
     case fourCC(".mp3"):
     case fourCC("mp3 "):
-    case 0x6D730055: // "ms" and the number that RIFF files have for it
+    case 0x6D730055:     // "ms" and the number that RIFF files have for it
+    case fourCC(".mp2"): // layer 2, whose packets the decoder of layer 3 tells by their headers
+    case 0x6D730050:
         return audioFormat::mp3;
     case fourCC("Opus"):
         return audioFormat::opus;

@@ -154,6 +154,9 @@ class Reader final : public TrackReader {
     void addPiece(std::uint64_t begin, std::uint64_t end) {
         if (end > file_->size())
             io::endsEarly();
+        if (begin < movieTrack_.movie.end && end > movieTrack_.movie.headerBegin)
+            throw Error(Error::Category::corrupt,
+                        "The movie's sample tables lead into its header: the file is damaged.");
         if (!pieces_.empty() && pieces_.back().end == begin)
             pieces_.back().end = end;
         else

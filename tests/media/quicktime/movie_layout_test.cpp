@@ -161,6 +161,8 @@ TEST(MovieLayout, DamageIsAPlainError) {
     test::Movie lost = test::rampMovie();
     lost.tracks[0].offsets = {1'000'000};
     EXPECT_EQ(categoryOf(build(lost)), endOfData);
+    lost.tracks[0].offsets = {std::uint64_t(-100)}; // in the header
+    EXPECT_EQ(categoryOf(build(lost, {.headerFirst = true})), corrupt);
     lost = test::rampMovie();
     lost.tracks[0].externalData = true;
     EXPECT_EQ(categoryOf(build(lost)), unsupported);

@@ -152,6 +152,7 @@ TEST(SoundDescription, CompressedFormats) {
         {"MP3 in MPEG-4", soundEntry("mp4a", 2, 16, 48'000, elementaryStream(0x6B, {}, 4)), audioFormat::mp3,
          2, 48'000, 0},
         {"MP3", soundEntry("ms\0U", 2, 16, 48'000), audioFormat::mp3, 2, 48'000, 0},
+        {"MP2", soundEntry(".mp2", 2, 16, 48'000), audioFormat::mp3, 2, 48'000, 0},
         {"ALAC",
          soundEntry("alac", 2, 16, 48'000, box("alac", {0, 0,   0, 0, 0, 0, 16, 0, 0, 24, 40, 10, 14,   6,
                                                         0, 255, 0, 0, 0, 0, 0,  0, 0, 0,  0,  1,  0x77, 0})),

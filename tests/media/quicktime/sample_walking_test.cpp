@@ -9,6 +9,7 @@
 
 namespace {
 
+using media::fourCC;
 using media::openContainer;
 using media::StoredSamples;
 using test::Bytes;
@@ -223,6 +224,21 @@ TEST(SampleWalking, FragmentsThatBreakOffRepeatOrJump) {
     EXPECT_EQ(times({0, 4}, 60), (Times{0, 1, 2, 3}));       // the second fragment's boxes are cut
     EXPECT_EQ(times({0, 10}, 0), (Times{0, 1, 2, 3, 10, 11, 12, 13}));
     EXPECT_EQ(times({0, 4, 0}, 0), (Times{0, 1, 2, 3, 4, 5, 6, 7}));
+
+    // A file that was written to its end has a table there; boxes that don't lead to it have lost some.
+    const Bytes header = build(fragmentedMovie(0));
+    for (const bool damaged : {false, true}) {
+        Bytes file = header;
+        media::io::ByteWriter table;
+        table.box(fourCC("mfra"), [&] { table.fullBox(fourCC("mfro"), 0, 0, [&] { table.u32(24); }); });
+        for (const Bytes& part : {build(fragment(0, 2, 0)), build(fragment(4096, 2, 0)), table.take()})
+            file.insert(file.end(), part.begin(), part.end());
+        file[header.size()] = std::byte{damaged}; // the size of a `moof`: 16 MB
+        if (damaged)
+            EXPECT_THROW((void)openContainer(media::io::memorySource(file)), media::Error);
+        else
+            EXPECT_EQ(rest(*openContainer(media::io::memorySource(file))->reader(0)).size(), 8U);
+    }
 }
 
 } // namespace
