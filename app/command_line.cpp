@@ -138,7 +138,7 @@ ExitCode run(const Inputs& inputs, Console& console) {
 ExitCode pack(std::span<const std::string> arguments, Console& console) {
     try {
         // Before there is any other thread.
-        const platform::EndingSignals signals([&console] { console.stopped(); });
+        const platform::EndingSignals signals([&console](platform::Ending ending) { console.end(ending); });
         const std::optional<Inputs> inputs = parse(arguments);
         if (!inputs) {
             console.note(usageLine);

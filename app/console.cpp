@@ -15,6 +15,8 @@ Console::Console() : isTerminal_(platform::isTerminal(stderr)) {}
 
 void Console::print(std::string_view line) {
     const std::lock_guard guard(lock_);
+    if (stopped_)
+        return;
     erase();
     errno = 0;
     write(stdout, line);
@@ -30,6 +32,8 @@ void Console::print(std::string_view line) {
 
 void Console::note(std::string_view line) {
     const std::lock_guard guard(lock_);
+    if (stopped_)
+        return;
     erase();
     write(stderr, line);
 }
@@ -51,13 +55,17 @@ void Console::clear() {
     erase();
 }
 
-void Console::stopped() noexcept {
-    if (!isTerminal_)
-        return;
+void Console::end(platform::Ending ending) noexcept {
     stopped_ = true;
+    if (!isTerminal_ || ending == platform::Ending::begun)
+        return;
     // Enough for whoever is painting the line to be done.
     const bool held = lock_.try_lock_for(std::chrono::milliseconds(100));
-    platform::writeIfReady(stderr, std::string(platform::eraseLine) + "Stopped.\n");
+    platform::writeIfReady(stderr, platform::eraseLine);
+    platform::writeIfReady(stderr, ending == platform::Ending::heldUp
+                                       ? "Stopping. The disk doesn't answer: Ctrl-C again leaves what is "
+                                         "there to the next pack.\n"
+                                       : "Stopped.\n");
     if (held)
         lock_.unlock();
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/clean_up.h"
+
 namespace CLI {
 
 /// Both streams. Lines of several threads come whole, one after the other; the moving line makes way for
@@ -34,9 +36,10 @@ class Console {
     /// Takes the moving line away.
     void clear();
 
-    /// The last words of a program that a signal ends, on a terminal only. Waits for no other thread: one of
-    /// them may hang in a read, or in this terminal.
-    void stopped() noexcept;
+    /// A program that a signal ends says no more: what its threads make of files that go under them is not
+    /// so. The last words go to a terminal only. Waits for no other thread: one of them may hang in a read,
+    /// or in this terminal.
+    void end(platform::Ending ending) noexcept;
 
     /// False once standard output has refused a line.
     [[nodiscard]] bool outputIsWhole() const noexcept { return outputIsWhole_; }

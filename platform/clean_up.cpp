@@ -28,6 +28,9 @@ namespace platform {
 
 namespace {
 
+/// How long removing may take before a second signal is heard, or the process ends without it.
+constexpr std::chrono::seconds patienceWithDisk(1);
+
 /// What is to be removed when a signal ends the process. Signals come to the process as a whole, so this is
 /// the one thing that has to be known to the whole process. All making and removing happens under the lock;
 /// the thread that answers a signal takes it and keeps it, which holds up everybody else who would make,
@@ -104,31 +107,48 @@ void makeFolder(const fs::path& path) {
         throw std::system_error(errno, std::generic_category(), "mkdir");
 }
 
-[[noreturn]] void endBySignal(int signal, const std::function<void()>& lastWords) {
-    // With the lock of standard output held, no thread prints what it makes of files that vanish under it.
-    // One that hangs in printing has the lock and keeps it.
-    [[maybe_unused]] const int held = ::ftrylockfile(stdout);
-    Leftovers& all = leftovers();
-    const std::lock_guard untilTheEnd(all.lock);
-    all.removeAll();
-    if (lastWords)
-        lastWords();
-
-    (void)std::signal(signal, SIG_DFL);
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, signal);
-    (void)::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
-    (void)std::raise(signal);
-    std::_Exit(128 + signal); // the first process of a container outlives its own signals
-}
-
 sigset_t setOf(const std::vector<int>& signals) {
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : signals)
         sigaddset(&set, signal);
     return set;
+}
+
+[[noreturn]] void raiseNow(int signal, const std::function<void(Ending)>& say) {
+    say(Ending::ended);
+    (void)std::signal(signal, SIG_DFL);
+    const sigset_t set = setOf({signal});
+    (void)::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    (void)std::raise(signal);
+    std::_Exit(128 + signal); // the first process of a container outlives its own signals
+}
+
+/// Removes on a thread of its own: a disk that doesn't answer must not keep the next signal from ending the
+/// program.
+[[noreturn]] void endBySignal(int signal, const sigset_t& signals, const std::function<void(Ending)>& say) {
+    say(Ending::begun);
+    const auto removeAndEnd = [signal, &say] {
+        Leftovers& all = leftovers();
+        const std::lock_guard untilTheEnd(all.lock);
+        all.removeAll();
+        raiseNow(signal, say);
+    };
+    try {
+        std::thread(removeAndEnd).detach();
+    } catch (const std::exception&) { // no thread to be had: without the way out
+        removeAndEnd();
+    }
+    std::this_thread::sleep_for(patienceWithDisk);
+    siginfo_t next{};
+    constexpr timespec none{};
+    while (::sigtimedwait(&signals, &next, &none) > 0) { // what was sent before it was asked for
+    }
+    say(Ending::heldUp);
+    do
+        next.si_signo = ::sigwaitinfo(&signals, &next);
+    while (next.si_signo < 0 || next.si_code == SI_TKILL); // as the end of the program wakes its waiter
+    raiseNow(next.si_signo, say);
 }
 
 } // namespace
@@ -215,7 +235,7 @@ void endNow(int exitCode) {
             removed.set_value();
             std::promise<void>().get_future().wait(); // nobody makes anything new until the process is gone
         }).detach();
-        (void)removed.get_future().wait_for(std::chrono::seconds(1));
+        (void)removed.get_future().wait_for(patienceWithDisk);
     } catch (const std::exception&) { // no thread to be had: without the bound in time
         all.lock.lock();
         all.removeAll();
@@ -224,7 +244,7 @@ void endNow(int exitCode) {
     std::_Exit(exitCode);
 }
 
-EndingSignals::EndingSignals(std::function<void()> lastWords) {
+EndingSignals::EndingSignals(std::function<void(Ending)> say) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction action {};
         if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
@@ -235,13 +255,13 @@ EndingSignals::EndingSignals(std::function<void()> lastWords) {
     const sigset_t set = setOf(signals_);
     (void)::pthread_sigmask(SIG_BLOCK, &set, nullptr);
     try {
-        waiter_ = std::jthread([set, lastWords = std::move(lastWords)](const std::stop_token& stop) {
+        waiter_ = std::jthread([set, say = std::move(say)](const std::stop_token& stop) {
             nameThread("signals");
             int signal = 0;
             while (sigwait(&set, &signal) != 0) {
             }
             if (!stop.stop_requested())
-                endBySignal(signal, lastWords);
+                endBySignal(signal, set, say);
         });
     } catch (const std::system_error& error) {
         (void)::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);

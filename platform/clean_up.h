@@ -56,15 +56,23 @@ class TemporaryFile {
 /// Writes the text to a temporary file beside `path` and moves it into place. Throws std::system_error.
 void writeTextAtomically(const std::filesystem::path& path, std::string_view text);
 
+/// How far a signal has come with ending the program.
+enum class Ending {
+    begun,  ///< what is temporary goes from here on, under the hands of the threads that work with it
+    heldUp, ///< the disk has not let it go within a second; another signal ends the program without that
+    ended,
+};
+
 /// Ends the program by SIGINT, SIGTERM and SIGHUP only after all temporary files and folders are gone, also
-/// while other threads hang in a read. To be made in main before any other thread is started: it blocks the
+/// while other threads hang in a read. Where the disk doesn't let them go, a second signal leaves them to
+/// `removeLeftovers`. To be made in main before any other thread is started: it blocks the
 /// signals there, later threads inherit that, and a thread of its own waits for them. Signals that the
 /// program's starter ignores (nohup, background jobs) stay ignored. Throws std::runtime_error with a sentence
 /// when the system grants no thread.
 class EndingSignals {
   public:
-    /// `lastWords` is called when all is cleaned up, on the waiting thread, while others may hang anywhere.
-    explicit EndingSignals(std::function<void()> lastWords = {});
+    /// `say` is called on threads of its own, while others may hang anywhere.
+    explicit EndingSignals(std::function<void(Ending)> say = [](Ending) {});
     ~EndingSignals();
     EndingSignals(const EndingSignals&) = delete;
     EndingSignals& operator=(const EndingSignals&) = delete;

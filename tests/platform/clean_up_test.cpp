@@ -5,6 +5,7 @@
 #include <functional>
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +15,19 @@
 #include "tests/support/temporary_folder.h"
 
 namespace fs = std::filesystem;
+
+namespace {
+
+bool diskAnswers = true;
+
+}
+
+/// In the place of the system's: a disk that may hang.
+extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
+    while (!diskAnswers)
+        ::pause();
+    return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
+}
 
 namespace {
 
@@ -158,6 +172,31 @@ TEST_F(EndingSignals, RemoveEverythingAlsoWhileTheProgramHangs) {
         EXPECT_EQ(WTERMSIG(status), signal);
         EXPECT_TRUE(fs::is_empty(folder_.path()));
     }
+}
+
+TEST_F(EndingSignals, EndBesideADiskThatHangsWhenAskedTwice) {
+    int said[2];
+    ASSERT_EQ(::pipe(said), 0);
+    const auto tell = [&](auto ending) { (void)!::write(said[1], &"bhe"[static_cast<int>(ending)], 1); };
+    const auto work = [&](auto ready) {
+        const platform::EndingSignals signals(tell);
+        const platform::TemporaryFolder made(folder_ / "made");
+        diskAnswers = false;
+        for (const int signal : {SIGTERM, SIGTERM}) // in a hurry: the second one comes too early
+            (void)::kill(::getpid(), signal);
+        for (char letter = 0; letter != 'h';)
+            (void)!::read(said[0], &letter, 1);
+        ready();
+        for (;;)
+            ::pause();
+    };
+    EXPECT_EQ(WTERMSIG(statusAfter(SIGINT, work)), SIGINT);
+    char last = 0;
+    EXPECT_EQ(::read(said[0], &last, 1), 1);
+    EXPECT_EQ(last, 'e');
+    EXPECT_FALSE(fs::is_empty(folder_.path()));
+    platform::removeLeftovers(folder_.path());
+    EXPECT_TRUE(fs::is_empty(folder_.path()));
 }
 
 TEST_F(EndingSignals, NeverLeaveAFolderToThreadsThatGoOnWriting) {

@@ -65,27 +65,6 @@ TEST_F(WholeFaults, ADiskThatFillsUp) {
     EXPECT_THAT(test::names(folder_.path()), ElementsAre("CARD", "Day 1.zip"));
 }
 
-TEST_F(WholeFaults, TargetsThatCannotBe) {
-    addClip("C1.mov");
-    const auto expectFailed = [&](const fs::path& target) {
-        const auto result = run(ferrowick({"--pack", target.string(), card_.string()}));
-        EXPECT_EQ(result.exitCode, 1);
-        EXPECT_EQ(result.err, "");
-        const auto said = test::lines(result.out);
-        EXPECT_THAT(said.back(), StartsWith("Failed: "));
-        EXPECT_THAT(said.back(), EndsWith("."));
-    };
-    // A folder where nothing may be written, and a file that is no folder.
-    fs::create_directory(folder_ / "locked");
-    fs::permissions(folder_ / "locked", fs::perms::owner_read | fs::perms::owner_exec);
-    expectFailed(folder_ / "locked/Day 1.zip");
-    fs::permissions(folder_ / "locked", fs::perms::owner_all);
-    EXPECT_THAT(test::names(folder_ / "locked"), SizeIs(0));
-    fs::remove(folder_ / "locked");
-    expectFailed(zip_ / "Day 1.zip");
-    expectNothingChanged();
-}
-
 TEST_F(WholeFaults, ClipsThatCannotBeRead) {
     addClip("A good.mov");
     addClip("B locked.mov");

@@ -72,6 +72,12 @@ def entries(path):
         return None
 
 
+def states(process):
+    """The states of a process's threads, as the system names them by letters."""
+    return [Path(f"/proc/{process}/task/{thread}/stat").read_text().rpartition(")")[2].split()[0]
+            for thread in os.listdir(f"/proc/{process}/task")]
+
+
 class Trial:
     def __init__(self, program, card, references, generator, place):
         self.program, self.card, self.random, self.place = program, card, generator, place
@@ -109,6 +115,8 @@ class Trial:
                 pass
             time.sleep(self.random.random() * self.reference.seconds / 2)
             self.neighbour.send_signal(signal.SIGSTOP)
+            while any(state not in "TZX" for state in states(self.neighbour.pid)):  # each thread in its own time
+                time.sleep(0.001)
 
     def listing(self):
         """All files and folders, without those of the other pack."""
