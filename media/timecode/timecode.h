@@ -29,6 +29,8 @@ struct TimecodeDescription {
     /// reduced; zero where nothing states it.
     Rational rate;
     bool isWide = false; ///< frame numbers are stored in 64 bits, else in 32
+
+    bool operator==(const TimecodeDescription&) const = default;
 };
 
 /// A stretch over which timecode counts on without a jump.

@@ -10,9 +10,6 @@ namespace media {
 
 TrackOutput::TrackOutput(const Asset& asset, const Track& track, std::optional<int> decodeBits)
     : container_(asset.container_) {
-    for (const FormatDescription& format : track.formatDescriptions)
-        if (!format.unreadable.empty())
-            throw Error(Error::Category::unsupported, format.unreadable);
     auto reader = container_->reader(track.index);
     switch (track.mediaType) {
     case MediaType::timecode:

@@ -119,16 +119,6 @@ TEST(SoundOutput, PutsEditsOnTheClipsTimeline) {
     }
 }
 
-TEST(SoundOutput, RefusesWhatItCannotDecode) {
-    Track track;
-    track.mediaType = media::MediaType::audio;
-    track.formatDescriptions = {monoPCM16()};
-    track.formatDescriptions.front().unreadable = "The clip is encrypted.";
-    const media::Asset asset(media::io::memorySource({}),
-                             std::make_shared<FakeContainer>(track, std::vector<StoredSamples>{}));
-    EXPECT_THROW(media::TrackOutput(asset, asset.tracks(media::MediaType::audio).front(), 16), media::Error);
-}
-
 TEST(TimecodeOutput, CountsFromTheSampleToTimeZero) {
     Track track;
     track.mediaType = media::MediaType::timecode;

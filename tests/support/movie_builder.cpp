@@ -145,11 +145,14 @@ void trackBox(ByteWriter& w, const Movie& movie, const MovieTrack& track, std::u
                 handler(w, "dhlr", "alis");
                 w.box(fourCC("dinf"), [&] {
                     w.fullBox(fourCC("dref"), 0, 0, [&] {
-                        w.u32(1);
-                        w.fullBox(fourCC("url "), 0, track.externalData ? 0 : 1, [&] {
-                            if (track.externalData)
-                                w.text("file:///card/A001.mov");
-                        });
+                        const auto reference = [&](bool external) {
+                            w.fullBox(fourCC("url "), 0, external ? 0 : 1,
+                                      [&] { w.text(external ? "file:///card/A001.mov" : ""); });
+                        };
+                        w.u32(track.otherFile ? 2 : 1);
+                        reference(track.externalData);
+                        if (track.otherFile)
+                            reference(true);
                     });
                 });
                 sampleTable(w, track, dataOffset);

@@ -30,6 +30,7 @@ struct MovieTrack {
     std::uint32_t duration = 0;      ///< `tkhd`, movie ticks
     std::uint32_t mediaDuration = 0; ///< `mdhd`
     bool externalData = false;
+    bool otherFile = false;     ///< as a second data reference
     std::vector<Bytes> entries; ///< sample entries, whole
     std::uint8_t descriptionsVersion = 0;
     std::vector<std::array<std::uint32_t, 2>> durations; ///< `stts`: count, duration

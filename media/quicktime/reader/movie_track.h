@@ -13,7 +13,8 @@ namespace media::quicktime {
 
 /// Times in track ticks from the start of the media.
 struct MovieTrack {
-    std::vector<PacketLayout> layouts; ///< one a format description
+    std::vector<PacketLayout> layouts;              ///< one a format description
+    std::vector<FormatDescription> timecodeFormats; ///< where timecode has several: all, by their index
     SampleTable samples;
     std::shared_ptr<const io::ByteSource> tableSource; ///< what the places in `samples` refer to
     Box movie;                                         ///< `moov` in the file: no sample lies there

@@ -13,6 +13,7 @@
 #include "media/quicktime/reader/metadata.h"
 #include "media/quicktime/reader/movie_header.h"
 #include "media/quicktime/reader/movie_track.h"
+#include "media/quicktime/reader/table_walker.h"
 #include "media/quicktime/reader/track_reader.h"
 #include "media/track/container_facts.h"
 #include "media/track/timecode_track.h"
@@ -39,6 +40,7 @@ class QuickTimeContainer final : public Container, public ContainerFacts {
   private:
     void addTrack(const TrackHeader& header, const MovieHeader& movie, const Box& moov);
     void addFragments(const MovieHeader& movie);
+    void chooseTimecodeDescription(std::size_t index);
     void placeOnTimeline(const TrackHeader& header, const MovieHeader& movie, std::size_t index);
     void guessRateOfSingleFrames();
     void addCameraTimecode(const MovieHeader& movie);
@@ -86,6 +88,8 @@ QuickTimeContainer::QuickTimeContainer(std::shared_ptr<const io::ByteSource> sou
     for (const TrackHeader& track : movie.tracks)
         addTrack(track, movie, *moov);
     addFragments(movie);
+    for (std::size_t i = 0; i < tracks_.size(); ++i)
+        chooseTimecodeDescription(i);
     for (std::size_t i = 0; i < tracks_.size(); ++i)
         if (!movieTracks_[i].timeless)
             placeOnTimeline(movie.tracks[i], movie, i);
@@ -156,6 +160,32 @@ void QuickTimeContainer::addFragments(const MovieHeader& movie) {
     }
 }
 
+/// Of several descriptions of timecode the one that the samples use is the track's: the copy has no other.
+void QuickTimeContainer::chooseTimecodeDescription(std::size_t index) {
+    std::vector<FormatDescription>& formats = tracks_[index].formatDescriptions;
+    MovieTrack& track = movieTracks_[index];
+    if (tracks_[index].mediaType != MediaType::timecode || formats.size() < 2)
+        return;
+    auto first = TableWalker(track.tableSource, track.samples, track.layouts).next();
+    if (!first)
+        first = FragmentWalker(source_, track.fragments).next();
+    const std::size_t used = first && first->formatIndex < formats.size() ? first->formatIndex : 0;
+    track.timecodeFormats = formats;
+    formats = {track.timecodeFormats[used]};
+}
+
+/// Edits count in presentation times (ISO/IEC 14496-12, 8.6.6). Samples that nothing reorders are found by
+/// their decode times, `offset` ticks before.
+void shiftToDecodeTimes(std::vector<EditEntry>& entries, MediaExtent& extent, std::int64_t offset) {
+    if (entries.empty())
+        entries.push_back({}); // all of the media
+    for (EditEntry& entry : entries)
+        if (entry.mediaTime != emptyEdit)
+            entry.mediaTime = io::checked<std::int64_t>(platform::Wide{entry.mediaTime} - offset);
+    extent.end -= offset;
+    extent.endBeforeFragments -= extent.endBeforeFragments > 0 ? offset : 0;
+}
+
 void QuickTimeContainer::placeOnTimeline(const TrackHeader& header, const MovieHeader& movie,
                                          std::size_t index) {
     Track& track = tracks_[index];
@@ -172,6 +202,8 @@ void QuickTimeContainer::placeOnTimeline(const TrackHeader& header, const MovieH
     if (!track.formatDescriptions.empty() && !movie.fragmented && movieTrack.fragments.places.empty())
         if (auto primed = implicitPriming(header, track.formatDescriptions.front(), extent.movieTimescale))
             entries = std::move(*primed);
+    if (track.mediaType != MediaType::video && movieTrack.presentationStart != 0)
+        shiftToDecodeTimes(entries, extent, movieTrack.presentationStart);
     if (entries.empty())
         track.edits = {{{0, track.timescale}, {movieTrack.mediaEnd, track.timescale}, 0}};
     else
@@ -235,9 +267,6 @@ std::unique_ptr<TrackReader> QuickTimeContainer::reader(std::size_t trackIndex) 
     const Track& track = tracks_.at(trackIndex);
     if (trackIndex == movieTracks_.size())
         return madeTimecode_->reader();
-    for (const FormatDescription& format : track.formatDescriptions)
-        if (!format.unreadable.empty())
-            throw Error(Error::Category::unsupported, format.unreadable);
     return makeTrackReader(source_, track, movieTracks_.at(trackIndex), sharedChunks_);
 }
 

@@ -250,13 +250,17 @@ bool isEncrypted(FourCC code) {
     return code == fourCC("enca") || code == fourCC("drms") || code == fourCC("drma");
 }
 
-/// Does the sample table count single frames?
-bool countsFrames(const TrackHeader& track, double rate) {
-    if (track.samples.firstDuration <= 1)
-        return true;
+/// Does the sample table count single frames, of which `packetFrames` lie in the file as `packetBytes`?
+/// Stated sizes and durations are both wrong often, so only what both say makes a sample of one tick more
+/// than that.
+bool countsFrames(const TrackHeader& track, double rate, std::uint32_t packetBytes, double packetFrames = 1) {
+    const SampleTable& samples = track.samples;
     const double frames =
-        track.timescale == 0 ? 0 : static_cast<double>(track.samples.firstDuration) * rate / track.timescale;
-    return frames < 1.5;
+        track.timescale == 0 ? 0 : static_cast<double>(samples.firstDuration) * rate / track.timescale;
+    if (samples.firstDuration > 1 || frames < 1.5)
+        return frames < 1.5;
+    return samples.constantSize != 0 &&
+           std::abs(samples.constantSize * packetFrames / packetBytes - frames) > frames / 100;
 }
 
 void describePCM(const PCMCode& pcm, const Fields& fields, const Extensions& extensions,
@@ -282,7 +286,7 @@ void describePCM(const PCMCode& pcm, const Fields& fields, const Extensions& ext
     }
     // The sizes in the sample table are often wrong for linear PCM (1, or those of one channel).
     const bool tooSmall = track.samples.constantSize != 0 && track.samples.constantSize < audio.bytesPerFrame;
-    if (countsFrames(track, audio.sampleRate) || tooSmall)
+    if (countsFrames(track, audio.sampleRate, audio.bytesPerFrame) || tooSmall)
         sound.layout = {audio.bytesPerFrame, 1};
 }
 
@@ -295,13 +299,14 @@ PacketLayout packetLayout(const AudioStreamDescription& audio, const Fields& fie
     if (track.samples.firstDuration != 1 || track.samples.timeToSample.declared != 1 ||
         fields.compressionID == variableBitRate)
         return {};
+    PacketLayout layout;
     if (audio.formatID == audioFormat::aLaw || audio.formatID == audioFormat::muLaw)
-        return {audio.channelsPerFrame, 1};
-    if (audio.formatID == audioFormat::ima4)
-        return {imaBytes * audio.channelsPerFrame, imaFrames};
-    if (fields.samplesPerPacket > 1 && fields.bytesPerFrame > 0)
-        return {fields.bytesPerFrame, fields.samplesPerPacket};
-    return {};
+        layout = {audio.channelsPerFrame, 1};
+    else if (audio.formatID == audioFormat::ima4)
+        layout = {imaBytes * audio.channelsPerFrame, imaFrames};
+    else if (fields.samplesPerPacket > 1 && fields.bytesPerFrame > 0)
+        layout = {fields.bytesPerFrame, fields.samplesPerPacket};
+    return countsFrames(track, audio.sampleRate, layout.bytes, layout.frames) ? layout : PacketLayout{};
 }
 
 } // namespace

@@ -34,6 +34,8 @@ class Reader final : public TrackReader {
           tables_(movieTrack.tableSource, movieTrack.samples, movieTrack.layouts),
           fragments_(file_, movieTrack.fragments),
           limit_(track.mediaType == MediaType::timecode ? timecodeBytesPerRead : bytesPerRead) {
+        if (!track.formatDescriptions.empty() && !track.formatDescriptions.front().unreadable.empty())
+            throw Error(Error::Category::unsupported, track.formatDescriptions.front().unreadable);
         if (track.mediaType == MediaType::audio && movieTrack.samples.sampleCount > 0)
             shared_.emplace(std::move(sharedChunks), movieTrack, track.timescale);
     }
@@ -111,6 +113,7 @@ class Reader final : public TrackReader {
         if (!run)
             return false;
         run_ = *run;
+        checkFormat();
         // Tables that lead to the same bytes over and over could keep a lane busy for days.
         stored_ += run_.count * run_.size;
         if (stored_ / 2 > file_->size())
@@ -122,6 +125,22 @@ class Reader final : public TrackReader {
         if (pcm != nullptr && run_.size % pcm->bytesPerFrame != 0)
             throw Error(Error::Category::corrupt, "The sound's sample sizes contradict its format.");
         return true;
+    }
+
+    /// Throws where run_'s samples can't be read, or are timecode that counts in another way than the
+    /// track's.
+    void checkFormat() {
+        const std::vector<FormatDescription>& all =
+            movieTrack_.timecodeFormats.empty() ? track_.formatDescriptions : movieTrack_.timecodeFormats;
+        const FormatDescription* const format =
+            run_.formatIndex < all.size() ? &all[run_.formatIndex] : nullptr;
+        if (format != nullptr && !format->unreadable.empty())
+            throw Error(Error::Category::unsupported, format->unreadable);
+        if (track_.mediaType != MediaType::timecode)
+            return;
+        if (format != nullptr && format->timecode != track_.formatDescriptions.front().timecode)
+            throw Error(Error::Category::unsupported, "The timecode changes how it counts in the middle.");
+        run_.formatIndex = 0;
     }
 
     /// Moves samples from the front of run_ to `samples`, of which `done` bytes are taken already. False when

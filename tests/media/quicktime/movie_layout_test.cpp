@@ -85,6 +85,24 @@ TEST(MovieLayout, IsReadInAllItsForms) {
          [](test::Movie& movie) { movie.tracks[0].mediaDuration = 0xFFFFFFFF; }},
         {"time scale 0", {}, [](test::Movie& movie) { movie.tracks[0].timescale = movie.timescale = 0; }},
         {"sizes of one byte a frame", {}, [](test::Movie& movie) { movie.tracks[0].constantSize = 1; }},
+        {"samples of many frames in ticks as long",
+         {},
+         [](test::Movie& movie) {
+             test::MovieTrack& track = movie.tracks[0];
+             track.timescale = 2400;
+             track.constantSize = 20 * 2;
+             track.sampleCount = 5;
+             track.durations = {{5, 1}};
+             track.chunks = {{1, 2, 1}, {2, 3, 1}};
+         }},
+        {"another file's description that no sample uses",
+         {},
+         [](test::Movie& movie) {
+             std::vector<Bytes>& entries = movie.tracks[0].entries;
+             entries.push_back(entries.front());
+             entries.back()[15] = std::byte{2}; // its data reference
+             movie.tracks[0].otherFile = true;
+         }},
         {"a second table of the same type",
          {},
          [](test::Movie& movie) {

@@ -206,6 +206,32 @@ TEST(TimecodeDescription, KeepsTheEntryAndCountsAsTheCameraDoes) {
     EXPECT_FALSE(described("tmcd", damaged).unreadable.empty());
 }
 
+TEST(TimecodeDescription, IsTheOneThatTheSamplesUse) {
+    test::Movie movie = test::rampMovie({2, 2});
+    test::MovieTrack& track = movie.tracks[0];
+    track.handler = "tmcd";
+    track.constantSize = 4;
+    track.sampleCount = 2;
+    track.entries = {test::timecodeEntry(0, 25, 1, 25), test::timecodeEntry(1, 30'000, 1001, 30),
+                     test::timecodeEntry(1, 30'000, 1001, 30, "tmcd", "REEL")};
+    for (const std::uint32_t second : {3U, 1U}) {
+        track.chunks = {{1, 1, 2}, {2, 1, second}};
+        const auto container = media::openContainer(media::io::memorySource(build(movie)));
+        const auto& formats = container->tracks()[0].formatDescriptions;
+        ASSERT_EQ(formats.size(), 1U);
+        EXPECT_TRUE(formats.front().timecode->dropFrame);
+        media::StoredSamples run;
+        const auto readAll = [&] {
+            for (const auto reader = container->reader(0); reader->next(run);)
+                EXPECT_EQ(run.formatIndex, 0U);
+        };
+        if (second == 1)
+            EXPECT_THROW(readAll(), media::Error) << "another way of counting";
+        else
+            EXPECT_NO_THROW(readAll());
+    }
+}
+
 TEST(VideoDescription, SizeIsTheCodedOne) {
     const FormatDescription format = described("vide", test::videoEntry(1920, 1080));
     ASSERT_TRUE(format.video);

@@ -81,6 +81,14 @@ TEST(Timeline, MapsEditLists) {
             movie.tracks[0].edits = c.edits;
             EXPECT_EQ(stretches(movie), c.expected);
         }
+
+    // Edits count in presentation times, here 0.1 s after those that the samples are found by.
+    test::Movie movie = test::rampMovie({whole});
+    movie.timescale = 600;
+    movie.tracks[0].compositionOffsets = {{whole, 4800}};
+    EXPECT_EQ(stretches(movie), (std::vector<Stretch>{{s(0), s(4800), emptyEdit}, {s(4800), s(whole), 0}}));
+    movie.tracks[0].edits = {{1140, 9600}};
+    EXPECT_EQ(stretches(movie), (std::vector<Stretch>{{s(0), s(whole - 4800), 4800}}));
 }
 
 TEST(Timeline, ReorderedPictureKeepsItsWholeLength) {
