@@ -23,9 +23,10 @@ constexpr int statusColumn = static_cast<int>(ClipColumn::status);
 } // namespace
 
 void ClipTable::setUpColumns() {
-    const int margin = 2 * (style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1) +
-                       2 * style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, this) +
-                       2 * ClipDelegate::cellPadding;
+    // What a cell has beside its text, or the header beside a title.
+    const int margin = 2 * std::max(style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1 +
+                                        ClipDelegate::cellPadding,
+                                    style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, this));
     widths_ = columnWidths(font(), margin);
     header()->setSectionsMovable(true);
     header()->setFirstSectionMovable(false);
