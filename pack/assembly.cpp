@@ -49,6 +49,11 @@ std::string cannotWrite(std::string_view what, const fs::path& folder) {
 /// Why nothing can be put beside the zip, and the way out.
 [[noreturn]] void failBeside(const fs::path& zip, const std::error_code& code) {
     const std::string folder = platform::validUTF8(zip.parent_path().native());
+    std::error_code ignored;
+    if ((code == std::errc::no_such_file_or_directory || code == std::errc::invalid_argument) &&
+        fs::is_directory(zip.parent_path(), ignored))
+        throw PackError::failed("The zip can't be saved as " + platform::validUTF8(zip.filename().native()) +
+                                ": the disk of " + folder + " takes no such names.");
     throw PackError::failed(code == std::errc::no_such_file_or_directory
                                 ? "There is no folder " + folder +
                                       " to save the zip in: make it, or save the zip somewhere else."
@@ -127,22 +132,20 @@ class Run {
         : workingFolder_(workingFolder), audio_(audio), callbacks_(callbacks), writeCopy_(writeCopy),
           isCancelled_(callbacks.isCancelled ? callbacks.isCancelled : [] { return false; }) {}
 
-    /// The clip, packed as the copy that `choice` names: true when that is there in the end. Throws
+    /// The clip, packed as the copy that `choice` names: its file, when it is there in the end. Throws
     /// PackError::cancelled; everything else that goes wrong is the clip's outcome.
-    bool pack(const PackClip& clip, const CopyNames::Choice& choice, std::function<media::Asset()> opened) {
+    std::optional<fs::path> pack(const PackClip& clip, const CopyNames::Choice& choice,
+                                 const std::function<media::Asset()>& opened) {
         if (isCancelled_())
             throw PackError::cancelled();
         const PackClip named{clip.source, choice.path, clip.size};
-        const std::string copyName = choice.path + ".mov";
-        const fs::path copy = workingFolder_.path() / copyName;
+        fs::path copy = choice.path + ".mov";
         Outcome outcome = PackFailure{};
         bool isPacked = false;
         try {
-            workingFolder_.willHold(copyName);
-            makeFolders(workingFolder_.path(), named.folder());
-            PackResult result = write({named, copy, audio_, std::move(opened)});
+            PackResult result = writeSomewhere(named, copy, opened);
             if (choice.isNumbered)
-                result.notes.push_back("copy named " + copy.stem().native());
+                result.notes.push_back("copy named " + fs::path(choice.path).filename().native());
             outcome = std::move(result);
             isPacked = true;
         } catch (const PackError& error) {
@@ -155,13 +158,43 @@ class Run {
         outcomes_.emplace_back(isPacked ? named : clip, std::move(outcome));
         if (callbacks_.finished)
             callbacks_.finished(outcomes_.back().first, outcomes_.back().second);
-        return isPacked;
+        return isPacked ? std::optional(workingFolder_.path() / copy) : std::nullopt;
     }
 
     [[nodiscard]] std::string report() const { return Pack::report(outcomes_, audio_); }
 
   private:
-    PackResult write(const CopyJob& job) {
+    /// Writes the copy as `copy` in the working folder, or, where the disk takes no such name, as what `copy`
+    /// is then: FAT knows no colons, and a path may be too long there.
+    PackResult writeSomewhere(const PackClip& clip, fs::path& copy,
+                              const std::function<media::Asset()>& opened) {
+        try {
+            return write(clip, copy, opened);
+        } catch (const media::Error&) {
+            const fs::path plain = platform::hiddenName() + ".mov";
+            if (takes(copy) || !takes(plain))
+                throw;
+            copy = plain;
+        }
+        return write(clip, copy, opened);
+    }
+
+    /// Whether the disk lets a copy of that name be made.
+    bool takes(const fs::path& copy) {
+        try {
+            makeFolders(workingFolder_.path(), copy.parent_path());
+            (void)platform::WritableFile::create(workingFolder_.path() / copy);
+            return fs::remove(workingFolder_.path() / copy);
+        } catch (const std::exception&) {
+            return false;
+        }
+    }
+
+    PackResult write(const PackClip& clip, const fs::path& copy,
+                     const std::function<media::Asset()>& opened) {
+        workingFolder_.willHold(copy.native());
+        makeFolders(workingFolder_.path(), copy.parent_path());
+        const CopyJob job{clip, workingFolder_.path() / copy, audio_, opened};
         // Many sample buffers make little difference to see.
         constexpr double smallestStep = 0.01;
         report(job.clip, 0);
@@ -180,10 +213,10 @@ class Run {
     }
 
     /// Call it inside a catch block.
-    static PackFailure failed(const fs::path& copy) {
+    PackFailure failed(const fs::path& copy) const {
         PackFailure failure = currentFailure();
         std::error_code ignored;
-        fs::remove(copy, ignored);
+        fs::remove(workingFolder_.path() / copy, ignored);
         return failure;
     }
 
@@ -210,10 +243,11 @@ void make(std::span<const PackClip> clips, const fs::path& zip, ScratchAudio aud
     for (std::size_t index = 0; index < clips.size(); ++index) {
         orFail(noZip, [&] { archive->check(); });
         const CopyNames::Choice choice = names.choose(index);
-        if (!run.pack(clips[index], choice, ahead.goTo(index)))
+        const std::optional<fs::path> copy = run.pack(clips[index], choice, ahead.goTo(index));
+        if (!copy)
             continue;
         names.take(choice.path);
-        orFail(noZip, [&] { archive->append(choice.path + ".mov"); });
+        orFail(noZip, [&] { archive->append({*copy, choice.path + ".mov"}); });
     }
     if (callbacks.saving)
         callbacks.saving();

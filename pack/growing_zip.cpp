@@ -28,7 +28,7 @@ GrowingZip::GrowingZip(fs::path workingFolder, const fs::path& zip, const fs::pa
     }
 }
 
-void GrowingZip::append(std::string copy) {
+void GrowingZip::append(Copy copy) {
     if (!thread_.joinable())
         return appendNow(copy, {});
     waitFor(mostWaiting);
@@ -58,9 +58,9 @@ void GrowingZip::waitFor(std::size_t most) {
         std::rethrow_exception(error_);
 }
 
-void GrowingZip::appendNow(const std::string& copy, const std::stop_token& stop) {
-    archive_.addFile(workingFolder_, copy, true, stop);
-    if (!platform::removeTree(workingFolder_ / copy))
+void GrowingZip::appendNow(const Copy& copy, const std::stop_token& stop) {
+    archive_.addFile(copy.file, copy.name, true, stop);
+    if (!platform::removeTree(copy.file))
         throw std::system_error(errno, std::generic_category(), "remove");
 }
 
@@ -68,7 +68,7 @@ void GrowingZip::run(const std::stop_token& stop) {
     platform::nameThread("zip");
     std::unique_lock guard(lock_);
     while (changed_.wait(guard, stop, [this] { return !waiting_.empty(); })) {
-        const std::string copy = std::move(waiting_.front());
+        const Copy copy = std::move(waiting_.front());
         guard.unlock();
         std::exception_ptr error;
         try {

@@ -24,8 +24,13 @@ class GrowingZip {
     GrowingZip(std::filesystem::path workingFolder, const std::filesystem::path& zip,
                const std::filesystem::path& root);
 
-    /// Hands over a finished copy, by its path in the working folder. Waits when the archive is far behind.
-    void append(std::string copy);
+    /// A finished copy: its file, and its path in the pack.
+    struct Copy {
+        std::filesystem::path file;
+        std::string name;
+    };
+    /// Hands over a copy. Waits when the archive is far behind.
+    void append(Copy copy);
     /// Throws if an append failed.
     void check();
     /// Appends the copies that wait and all else that is in the folder, and puts the zip into its place.
@@ -33,7 +38,7 @@ class GrowingZip {
 
   private:
     void run(const std::stop_token& stop);
-    void appendNow(const std::string& copy, const std::stop_token& stop);
+    void appendNow(const Copy& copy, const std::stop_token& stop);
     /// Waits until no more than `most` copies wait; throws the thread's error.
     void waitFor(std::size_t most);
 
@@ -41,7 +46,7 @@ class GrowingZip {
     platform::Archive archive_;
     std::mutex lock_;
     std::condition_variable_any changed_;
-    std::deque<std::string> waiting_; ///< the first one is being appended
+    std::deque<Copy> waiting_; ///< the first one is being appended
     std::exception_ptr error_;
     std::jthread thread_;
 };

@@ -80,9 +80,9 @@ class Archive::Writer {
         temporary_.file().takePermissions(zip);
     }
 
-    void addFile(const fs::path& folder, const fs::path& name, bool isStored, const std::stop_token& stop) {
-        addFoldersOf(folder, name);
-        const ReadOnlyFile file = ReadOnlyFile::open(folder / name);
+    void addFile(const fs::path& path, const fs::path& name, bool isStored, const std::stop_token& stop) {
+        const ReadOnlyFile file = ReadOnlyFile::open(path);
+        addFoldersOf(name, file.modificationTime());
         ZipEntry entry = begin({.name = entryName(root_ / name),
                                 .modified = file.modificationTime(),
                                 .size = file.size(),
@@ -95,7 +95,7 @@ class Archive::Writer {
 
     void addFolder(const fs::path& folder, const fs::path& name,
                    const std::function<bool(const fs::path& file)>& isStored) {
-        addFolderEntry(folder, name);
+        addFolderEntry(name, modificationTime(folder / name));
         const FolderListing listing = listFolder(folder / name);
         if (listing.error)
             throw std::system_error(listing.error, "list");
@@ -107,7 +107,7 @@ class Archive::Writer {
             if (fs::is_directory(fs::symlink_status(folder / entry)))
                 addFolder(folder, entry, isStored);
             else
-                addFile(folder, entry, isStored(folder / entry), {});
+                addFile(folder / entry, entry, isStored(folder / entry), {});
         }
     }
 
@@ -121,17 +121,16 @@ class Archive::Writer {
     }
 
   private:
-    void addFoldersOf(const fs::path& folder, const fs::path& name) {
+    void addFoldersOf(const fs::path& name, std::time_t modified) {
         fs::path path;
-        addFolderEntry(folder, path);
+        addFolderEntry(path, modified);
         for (const fs::path& component : name.parent_path())
-            addFolderEntry(folder, path /= component);
+            addFolderEntry(path /= component, modified);
     }
 
-    void addFolderEntry(const fs::path& folder, const fs::path& name) {
+    void addFolderEntry(const fs::path& name, std::time_t modified) {
         if (folders_.insert(name).second)
-            end(begin({.name = entryName(name.empty() ? root_ : root_ / name) + "/",
-                       .modified = modificationTime(folder / name)}));
+            end(begin({.name = entryName(name.empty() ? root_ : root_ / name) + "/", .modified = modified}));
     }
 
     /// Leaves room for the header.
@@ -204,9 +203,9 @@ class Archive::Writer {
 Archive::Archive(const fs::path& zip, const fs::path& root) : writer_(std::make_unique<Writer>(zip, root)) {}
 Archive::~Archive() = default;
 
-void Archive::addFile(const fs::path& folder, const fs::path& name, bool isStored,
+void Archive::addFile(const fs::path& file, const fs::path& name, bool isStored,
                       const std::stop_token& stop) {
-    writer_->addFile(folder, name, isStored, stop);
+    writer_->addFile(file, name, isStored, stop);
 }
 
 void Archive::addFolder(const fs::path& folder, const std::function<bool(const fs::path& file)>& isStored) {

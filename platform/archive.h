@@ -22,9 +22,9 @@ class Archive {
     Archive(const Archive&) = delete;
     Archive& operator=(const Archive&) = delete;
 
-    /// Adds the file `folder / name`, stored as it is or deflated, and entries for the folders that it is in.
-    /// Throws std::errc::operation_canceled when it is stopped.
-    void addFile(const std::filesystem::path& folder, const std::filesystem::path& name, bool isStored,
+    /// Adds a file as `name`, stored as it is or deflated, and entries for the folders of that name, as old
+    /// as the file. Throws std::errc::operation_canceled when it is stopped.
+    void addFile(const std::filesystem::path& file, const std::filesystem::path& name, bool isStored,
                  const std::stop_token& stop = {});
     /// Adds all that is in a folder, in the order of the names; files for which `isStored` says so go in as
     /// they are.

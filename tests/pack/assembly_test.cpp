@@ -88,6 +88,16 @@ TEST_F(Assembly, PacksEveryClipIntoOneZip) {
     EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
 }
 
+TEST_F(Assembly, PacksClipsWhoseNamesTheDiskDoesNotTake) {
+    // As FAT doesn't take colons. On any disk a path can be too long for the system.
+    std::string deep;
+    for (int level = 0; level < 20; ++level)
+        deep += std::string(250, 'd') + "/";
+    EXPECT_EQ(make({{folder_.write("B.mov"), deep + "B", 7}}), "saved");
+    EXPECT_THAT(entries(), testing::IsSupersetOf({"Day 1/" + deep, "Day 1/" + deep + "B.mov"}));
+    EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
+}
+
 TEST_F(Assembly, LosesNoneOfTheClipsWithOnePath) {
     write_ = [](const Pack::CopyJob& job, auto&&) {
         EXPECT_FALSE(fs::exists(job.to)) << job.to;

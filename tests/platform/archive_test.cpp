@@ -99,7 +99,7 @@ TEST(Archive, HoldsMoreEntriesThan16BitsCount) {
     for (int number = 0; number < 70'000; ++number) {
         const std::string name = std::to_string(number);
         fs::create_symlink("../file", folder / "Pack" / name);
-        archive.addFile(folder / "Pack", name, true);
+        archive.addFile(folder / "Pack" / name, name, true);
     }
     archive.save();
     EXPECT_EQ(summary(zip), "70001 70000 x\n");
@@ -118,8 +118,8 @@ TEST(Archive, HoldsMoreThan4GiB) {
     fs::resize_file(folder / "Large/large", large);
     folder.write("Large/small", "the end");
     platform::Archive archive(zip, "Large");
-    archive.addFile(folder / "Large", "large", true);
-    archive.addFile(folder / "Large", "small", true);
+    archive.addFile(folder / "Large/large", "large", true);
+    archive.addFile(folder / "Large/small", "small", true);
     archive.save();
     EXPECT_GT(fs::file_size(zip), large);
     EXPECT_EQ(summary(zip), "3 4300000007 the end\n");
