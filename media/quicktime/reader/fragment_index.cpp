@@ -2,6 +2,7 @@
 #include "media/quicktime/reader/fragment_index.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -86,6 +87,16 @@ class Indexer {
         const Content content = measure(
             FragmentSamples(window, std::move(fragment), track.defaults, base, time, file_.size()), time);
         const std::int64_t length = content.end - time;
+        const auto next = std::ranges::upper_bound(track.places, stated, {}, &FragmentPlace::time);
+        if (next != track.places.end()) { // of an earlier time: it may be what is missing there
+            const std::int64_t free =
+                next == track.places.begin() ? stated : std::max(stated, std::prev(next)->end);
+            if (length > 0 && next->time - free >= length) {
+                track.durations.add(content.durations);
+                track.places.insert(next, {traf.headerBegin, base, free, free + length});
+                return content.dataEnd;
+            }
+        }
         const bool repeated = length > 0 && stated < track.end && track.end - stated >= length;
         if (repeated)
             return content.dataEnd;
@@ -93,7 +104,7 @@ class Indexer {
             if (track.durations.samples() == 0)
                 track.presentationStart = content.presentationStart;
             track.durations.add(content.durations);
-            track.places.push_back({traf.headerBegin, base, time});
+            track.places.push_back({traf.headerBegin, base, time, content.end});
         }
         track.end = std::max(track.end, content.end);
         return content.dataEnd;

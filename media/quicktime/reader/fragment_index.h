@@ -17,6 +17,7 @@ struct FragmentPlace {
     std::uint64_t box = 0;  ///< of `traf` in the file
     std::uint64_t base = 0; ///< where its data offsets count from
     std::int64_t time = 0;  ///< of its first sample, track ticks
+    std::int64_t end = 0;   ///< of its last one
 };
 
 /// One track's samples in fragments.
