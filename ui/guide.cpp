@@ -41,7 +41,11 @@ void spaceTables(const QTextDocument& document) {
         format.setCellPadding(padding);
         format.setCellSpacing(0);
         format.setBorderCollapse(true);
-        format.setBorderBrush(QGuiApplication::palette().brush(QPalette::Mid));
+        format.setBorderStyle(QTextFrameFormat::BorderStyle_Solid); // outset borders ignore the brush
+        // Dark themes often leave the roles that are meant for lines as light as they were.
+        QColor line = QGuiApplication::palette().color(QPalette::Text);
+        line.setAlphaF(0.25F);
+        format.setBorderBrush(line);
         table->setFormat(format);
     }
 }
