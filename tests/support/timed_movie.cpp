@@ -219,7 +219,8 @@ void drawTimes(TimedMovie& movie, std::mt19937& random) {
     enum Mode { regular, jitter, drift, firstPacket, gaps, overlaps, everything };
     const auto mode = static_cast<Mode>(drawn(random, 0, everything));
     const auto is = [&](Mode one) { return mode == one || (mode == everything && drawn(random, 0, 2) == 0); };
-    const bool counted = movie.codec == "sowt"; // what tables say of its samples' times is not believed
+    // What tables say of linear PCM's times is not believed.
+    const bool counted = movie.codec == "sowt" && !movie.fragmented;
     const double ticksPerFrame = static_cast<double>(movie.timescale) / movie.rate;
     const auto natural = [&](std::int64_t frames) {
         return static_cast<std::int64_t>(std::llround(static_cast<double>(frames) * ticksPerFrame));
@@ -231,7 +232,7 @@ void drawTimes(TimedMovie& movie, std::mt19937& random) {
     std::int64_t fragmentStart = 0;
     for (std::size_t i = 0; i < movie.packets.size(); ++i) {
         TimedPacket& packet = movie.packets[i];
-        packet.opensFragment = movie.fragmented && (i == 0 || counted || drawn(random, 0, 3) == 0);
+        packet.opensFragment = movie.fragmented && (i == 0 || drawn(random, 0, 3) == 0);
         packet.start = std::llround(place);
         if (i > 0 && is(jitter))
             packet.start += drawn(random, -3, 3) * movie.timescale / 1000;
@@ -239,7 +240,7 @@ void drawTimes(TimedMovie& movie, std::mt19937& random) {
                                    : packet.opensFragment ? fragmentStart
                                                           : movie.packets[i - 1].start;
         packet.start = std::max(packet.start, least);
-        if (!movie.fragmented && counted)
+        if (counted)
             packet.start = natural(packet.first);
         if (!movie.fragmented && movie.codec == "alaw" && i > 0) // every frame is a packet of its own
             packet.start = std::max(packet.start, movie.packets[i - 1].start + movie.packets[i - 1].frames);
@@ -257,7 +258,7 @@ void drawTimes(TimedMovie& movie, std::mt19937& random) {
     for (std::size_t i = 0; i < movie.packets.size(); ++i) {
         TimedPacket& packet = movie.packets[i];
         packet.duration = natural(packet.frames);
-        if (i + 1 == movie.packets.size() || (movie.fragmented && counted))
+        if (i + 1 == movie.packets.size())
             continue;
         const TimedPacket& next = movie.packets[i + 1];
         if (!next.opensFragment || (drawn(random, 0, 1) == 0 && next.start >= packet.start))

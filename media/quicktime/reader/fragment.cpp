@@ -102,7 +102,7 @@ FragmentSamples::FragmentSamples(Window& window, TrackFragment fragment, const F
     : window_(&window), fragment_(std::move(fragment)),
       duration_(fragment_.duration.value_or(defaults.duration)),
       size_(fragment_.size.value_or(defaults.size)), base_(base), fileSize_(fileSize), offset_(base),
-      time_(time), atStatedTime_(fragment_.decodeTime.has_value()) {
+      time_(time) {
     const std::uint32_t description = fragment_.descriptionIndex.value_or(defaults.descriptionIndex);
     formatIndex_ = description == 0 ? 0 : description - 1;
     if (fragment_.durationIsEmpty && fragment_.runs.empty())
@@ -152,7 +152,6 @@ std::optional<SampleRun> FragmentSamples::next() {
         found.time = time_;
         found.formatIndex = formatIndex_;
         found.inFragment = true;
-        found.opensFragment = std::exchange(atStatedTime_, false);
         offset_ = io::checkedAdd(offset_, io::checkedMultiply<std::uint64_t>(found.count, found.size));
         if (offset_ > fileSize_) {
             run_ = fragment_.runs.size();

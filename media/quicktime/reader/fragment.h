@@ -65,7 +65,6 @@ class FragmentSamples {
     std::uint32_t row_ = 0;
     std::uint64_t offset_;
     std::int64_t time_;
-    bool atStatedTime_; ///< time_ is the fragment's decode time
     std::int64_t compositionOffset_ = 0;
 };
 

@@ -15,8 +15,7 @@ struct SampleRun {
     std::int64_t duration = 0; ///< track ticks of each
     std::int64_t time = 0;     ///< of the first one, track ticks from the start of the media
     std::size_t formatIndex = 0;
-    bool inFragment = false;    ///< its time counts from its fragment's, not from the start
-    bool opensFragment = false; ///< it begins at a fragment's stated decode time
+    bool inFragment = false;
 };
 
 } // namespace media::quicktime

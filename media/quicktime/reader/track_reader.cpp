@@ -25,6 +25,8 @@ constexpr std::size_t samplesPerRead = 16'384;
 constexpr std::uint64_t largestSample = std::uint64_t{64} << 20;
 /// Formats of one frame a packet (A-law) are handed out in packets of this many.
 constexpr std::uint64_t framesPerPacket = 1024;
+/// Stated times may be this far from what is counted.
+constexpr double jitterSeconds = 0.005;
 
 class Reader final : public TrackReader {
   public:
@@ -57,14 +59,13 @@ class Reader final : public TrackReader {
         std::uint64_t size = 0;
         std::int64_t time = run_.time;
         std::uint64_t begin = run_.offset;
-        while (take(size, pcm != nullptr, samples)) {
+        while (take(size, pcm, samples)) {
             addPiece(begin, run_.offset);
             size += run_.offset - begin;
             time = run_.time;
             const std::uint64_t end = run_.offset;
             if (pcm != nullptr) {
                 nextFrame_ = samples.firstFrame + static_cast<std::int64_t>(size / pcm->bytesPerFrame);
-                nextTime_ = time;
             }
             if (clamped_ || !pull() || run_.time != time || run_.formatIndex != samples.formatIndex ||
                 (run_.offset != end && track_.mediaType == MediaType::timecode) ||
@@ -145,11 +146,13 @@ class Reader final : public TrackReader {
 
     /// Moves samples from the front of run_ to `samples`, of which `done` bytes are taken already. False when
     /// none fit any more.
-    bool take(std::uint64_t done, bool pcm, StoredSamples& samples) {
+    bool take(std::uint64_t done, const AudioStreamDescription* pcm, StoredSamples& samples) {
         clamped_ = false;
         const std::uint64_t fit = done < limit_ ? (limit_ - done) / run_.size : 0;
         std::uint64_t count = std::min<std::uint64_t>(run_.count, done == 0 && fit == 0 ? 1 : fit);
-        if (!pcm) {
+        if (pcm != nullptr) {
+            count = std::min(count, countedTogether(*pcm));
+        } else {
             const std::uint64_t group = isSingleFrames() ? framesPerPacket : 1;
             const std::uint64_t room = (samplesPerRead - samples.samples.size()) * group;
             count = std::min(count, room);
@@ -163,7 +166,6 @@ class Reader final : public TrackReader {
                 clamped_ = clamped_ || ticks(stated) != stated;
             }
         }
-        run_.opensFragment = run_.opensFragment && count == 0;
         run_.count -= count;
         run_.offset += count * run_.size;
         run_.time += static_cast<std::int64_t>(count) * run_.duration;
@@ -250,16 +252,26 @@ class Reader final : public TrackReader {
         return audio && audio->isLinearPCM() && audio->bytesPerFrame > 0 ? &*audio : nullptr;
     }
 
-    /// The number of run_'s first frame. It is counted on from what was read before, not taken from the
-    /// stated time: writers stretch single samples' durations. Only a fragment says where it begins.
+    /// The number of run_'s first frame. It is counted on from what was read before: the tables of linear PCM
+    /// state times that its writers don't mean. In fragments a time that is far from the count holds.
     [[nodiscard]] std::int64_t frameAt(const AudioStreamDescription& pcm) const {
-        constexpr double tolerance = 0.005; // seconds, of jitter
-        if (nextFrame_ && !run_.opensFragment && (!run_.inFragment || run_.time == nextTime_))
+        if (nextFrame_ && (!run_.inFragment || track_.packetsAreTimeless))
             return *nextFrame_;
         const std::int64_t stated = framesAt({run_.time, track_.timescale}, pcm.sampleRate);
-        const bool jitters =
-            nextFrame_ && static_cast<double>(std::abs(stated - *nextFrame_)) <= tolerance * pcm.sampleRate;
+        const bool jitters = nextFrame_ && static_cast<double>(std::abs(stated - *nextFrame_)) <=
+                                               jitterSeconds * pcm.sampleRate;
         return jitters ? *nextFrame_ : stated;
+    }
+
+    /// How many of run_'s samples may follow each other without leaving their stated times.
+    [[nodiscard]] std::uint64_t countedTogether(const AudioStreamDescription& pcm) const {
+        const double drift =
+            std::abs(static_cast<double>(run_.size / pcm.bytesPerFrame) / pcm.sampleRate -
+                     static_cast<double>(run_.duration) / static_cast<double>(track_.timescale));
+        const double samples = jitterSeconds / drift;
+        return run_.inFragment && !track_.packetsAreTimeless && samples < static_cast<double>(run_.count)
+                   ? std::max<std::uint64_t>(1, static_cast<std::uint64_t>(samples))
+                   : run_.count;
     }
 
     /// Linear PCM in tables alone: the bytes of a sample where all are as large, so that a place is found by
@@ -292,7 +304,6 @@ class Reader final : public TrackReader {
     std::vector<Unread> unread_;  ///< of those, what no other lane has read along
     /// Linear PCM: what follows the samples read last; no frame after a seek.
     std::optional<std::int64_t> nextFrame_;
-    std::int64_t nextTime_ = 0;
 };
 
 } // namespace
