@@ -50,8 +50,10 @@ StatusBar::StatusBar(model::PackModel& model, QWidget* parent)
     bar_.setMaximumWidth(220);
     remark_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     bar_.setAccessibleName(tr("Progress"));
-    icon_.setFixedSize(iconSide, iconSide);
-    remarkIcon_.setFixedSize(iconSide, iconSide);
+    for (QLabel* icon : {&icon_, &remarkIcon_}) {
+        icon->setFixedSize(iconSide, iconSide);
+        icon->setAccessibleName(tr("Problem"));
+    }
     connect(&link_, &QPushButton::clicked, this, [this] {
         if (model_.saved())
             Q_EMIT revealed({model_.saved()->url});

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Takes pictures of the window in each of its states. The clips and the pace of the work are made up; the
-// window, its model and the screen are real.
+// Takes pictures of the window in each of its states, or prints what a screen reader is told of it. The clips
+// and the pace of the work are made up; the window, its model and the screen are real.
+//   ferrowick-scenes FOLDER|- PREFIX [--only STATE,…] [--dark] [--mirrored] [--locale NAME] [--width N]
+//   [--height N] ferrowick-scenes --locales
 #include <QAction>
 #include <QApplication>
 #include <QDir>
@@ -21,6 +23,7 @@
 
 #include "media/base/error.h"
 #include "model/pack_model.h"
+#include "tell.h"
 #include "ui/clip_table.h"
 #include "ui/guide.h"
 #include "ui/icons.h"
@@ -188,6 +191,13 @@ class Photographer {
         for (const QWidget* widget : QApplication::topLevelWidgets())
             if (widget->isVisible())
                 area |= widget->frameGeometry();
+        if (folder_.path() == QLatin1String("-")) {
+            std::printf("\n%s\n", name);
+            for (QWidget* widget : QApplication::topLevelWidgets())
+                if (widget->isVisible())
+                    tellAccessibility(*widget);
+            return;
+        }
         const QString file = folder_.filePath(prefix_ + QLatin1String(name) + QStringLiteral(".png"));
         window_.screen()->grabWindow(0, area.x(), area.y(), area.width(), area.height()).save(file);
         std::printf("%s\n", qPrintable(file));
@@ -209,6 +219,10 @@ int main(int argc, char** argv) {
     QApplication::setApplicationDisplayName(QStringLiteral("Ferrowick"));
     QApplication::setWindowIcon(Icons::application());
     const QStringList words = QApplication::arguments();
+    if (words.contains(QStringLiteral("--locales"))) {
+        tellLocales();
+        return 0;
+    }
     if (words.size() < 3)
         return 2;
     if (words.contains(QStringLiteral("--dark")))
