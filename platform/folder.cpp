@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <memory>
 #include <string_view>
 
@@ -46,35 +47,53 @@ bool isGone(int result) {
     return result == 0 || errno == ENOENT;
 }
 
-/// Removes what is in an open folder, a batch of names at a time, from the start again until a whole pass
-/// finds nothing that goes.
-void empty(int folder) noexcept;
-
-bool removeEntry(int parent, const char* name) noexcept {
-    if (isGone(::unlinkat(parent, name, 0)))
-        return true;
-    const int folder = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (folder < 0)
-        return false;
-    empty(folder);
-    ::close(folder);
-    return isGone(::unlinkat(parent, name, AT_REMOVEDIR));
-}
-
-void empty(int folder) noexcept {
-    alignas(dirent64) std::array<std::byte, 2048> names; // more than the longest name takes
-    for (bool progress = true; progress;) {
-        progress = false;
-        (void)::lseek(folder, 0, SEEK_SET);
-        for (ssize_t size; (size = ::getdents64(folder, names.data(), names.size())) > 0;)
-            for (ssize_t at = 0; at < size;) {
-                const auto* const entry = reinterpret_cast<const dirent64*>(names.data() + at);
-                at += entry->d_reclen;
-                if (!isDots(entry->d_name) && removeEntry(folder, entry->d_name))
-                    progress = true;
-            }
+/// The removal of one tree.
+class TreeRemover {
+  public:
+    bool remove(int parent, const char* name) noexcept {
+        if (isGone(::unlinkat(parent, name, 0)))
+            return true;
+        const int folder = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (folder < 0)
+            return errno == EMFILE && moveUp(parent, name);
+        const bool isTop = top_ < 0;
+        if (isTop)
+            top_ = folder;
+        empty(folder);
+        if (isTop)
+            top_ = -1;
+        ::close(folder);
+        return isGone(::unlinkat(parent, name, AT_REMOVEDIR));
     }
-}
+
+  private:
+    /// Removes what is in an open folder, a batch of names at a time, from the start again until a whole pass
+    /// finds nothing that goes.
+    void empty(int folder) noexcept {
+        alignas(dirent64) std::array<std::byte, 2048> names; // more than the longest name takes
+        for (bool progress = true; progress;) {
+            progress = false;
+            (void)::lseek(folder, 0, SEEK_SET);
+            for (ssize_t size; (size = ::getdents64(folder, names.data(), names.size())) > 0;)
+                for (ssize_t at = 0; at < size;) {
+                    const auto* const entry = reinterpret_cast<const dirent64*>(names.data() + at);
+                    at += entry->d_reclen;
+                    if (!isDots(entry->d_name) && remove(folder, entry->d_name))
+                        progress = true;
+                }
+        }
+    }
+
+    /// Brings a folder that lies too deep to be opened below the top, where it is found again.
+    bool moveUp(int parent, const char* name) noexcept {
+        std::array<char, 16> place{};
+        (void)std::snprintf(place.data(), place.size(), "%u", ++moved_);
+        return top_ >= 0 && parent != top_ && ::renameat(parent, name, top_, place.data()) == 0;
+    }
+
+    int top_ = -1; ///< the tree's own folder, once it is open
+    unsigned moved_ = 0;
+};
 
 } // namespace
 
@@ -101,7 +120,7 @@ FolderListing listFolder(const fs::path& folder) {
 bool removeTree(const fs::path& path) noexcept {
     constexpr int attempts = 3;
     for (int attempt = 0; attempt < attempts; ++attempt)
-        if (removeEntry(AT_FDCWD, path.c_str()))
+        if (TreeRemover().remove(AT_FDCWD, path.c_str()))
             return true;
     return false;
 }

@@ -4,13 +4,27 @@
 #include <stdexcept>
 
 #include <dlfcn.h>
+#include <sys/auxv.h>
 
 namespace platform {
 
+namespace {
+
+/// The program's own file; where no /proc is mounted, by the name that it was started with.
+std::filesystem::path executable() {
+    std::error_code error;
+    std::filesystem::path file = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error)
+        file = std::filesystem::canonical(reinterpret_cast<const char*>(::getauxval(AT_EXECFN)), error);
+    return file;
+}
+
+} // namespace
+
 std::vector<std::filesystem::path> moduleFolders() {
-    std::error_code ignored;
-    const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
-    const std::filesystem::path folder = executable.parent_path();
+    const std::filesystem::path folder = executable().parent_path();
+    if (folder.empty()) // never what happens to lie in the current folder
+        return {};
     std::vector<std::filesystem::path> folders = {folder};
     for (const char* const installed : {FERROWICK_MODULE_FOLDER, "../lib/ferrowick"}) {
         std::filesystem::path candidate = (folder / installed).lexically_normal();

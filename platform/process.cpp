@@ -24,9 +24,11 @@ void prepareProcess() {
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
     // The system gives out the lowest free descriptor, so each open fills the next gap up to standard error.
+    // A folder, which is there without a /dev too, refuses to be written to as well.
     int descriptor = 0;
     while (descriptor >= 0 && descriptor <= STDERR_FILENO)
-        descriptor = ::open("/dev/null", O_RDONLY);
+        if (descriptor = ::open("/dev/null", O_RDONLY); descriptor < 0)
+            descriptor = ::open("/", O_RDONLY | O_DIRECTORY);
     if (descriptor > STDERR_FILENO)
         ::close(descriptor);
 }

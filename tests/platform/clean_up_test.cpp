@@ -5,6 +5,7 @@
 #include <functional>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,11 +37,18 @@ TEST(TemporaryFolder, IsItsOwnAndGoneAfterwards) {
     folder.write("taken/keep.txt", "k");
     EXPECT_THROW(platform::TemporaryFolder(folder / "taken"), std::system_error);
     EXPECT_THROW(platform::TemporaryFolder(folder / "a/b"), std::system_error);
+    rlimit files{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &files), 0);
     {
         const platform::TemporaryFolder made(folder / "made");
-        folder.write("made/deep/er/file");
-        EXPECT_TRUE(fs::exists(made.path() / "deep/er/file"));
+        std::string deep = "made/file";
+        for (int level = 0; level < 40; ++level)
+            folder.write(deep.insert(5, "1/"));
+        EXPECT_TRUE(fs::exists(made.path() / "1/1/file"));
+        const rlimit few{20, files.rlim_max}; // open at once, of the 40 folders
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
     }
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &files), 0);
     EXPECT_FALSE(fs::exists(folder / "made"));
     EXPECT_TRUE(fs::exists(folder / "taken/keep.txt"));
 }
