@@ -18,6 +18,8 @@ namespace CLI {
 namespace {
 
 constexpr std::string_view usageLine = "usage: Ferrowick --pack OUT.zip PATH…";
+constexpr const char* misplacedAudio =
+    "no path. The sound is chosen right after the zip: --audio lossless, compressed or none.";
 
 /// What is to be packed, how, and where to.
 struct Inputs {
@@ -109,8 +111,10 @@ std::string typedName(const Inputs& inputs, const fs::path& place) {
 
 ExitCode run(const Inputs& inputs, Console& console) {
     const Pack::Found found = Pack::clips(inputs.paths, {});
-    for (const Pack::Place& place : found.places)
-        console.note(typedName(inputs, place.path) + ": " + place.reason);
+    for (const Pack::Place& place : found.places) {
+        const std::string name = typedName(inputs, place.path);
+        console.note(name + ": " + (name.starts_with("--audio") ? misplacedAudio : place.reason));
+    }
     ExitCode code = found.clipsMayBeMissing() ? notPacked : packed;
     PackProgress progress(console, found.clips);
     Pack::MakeCallbacks callbacks;

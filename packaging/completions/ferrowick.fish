@@ -6,11 +6,15 @@ function __ferrowick_words_after_pack
     and math (count $words) - $pack
     or echo -1
 end
+function __ferrowick_takes_audio
+    set -l words (__ferrowick_words_after_pack)
+    test $words -eq 1
+    or test $words -eq 2 -a (commandline -opc)[-1] = --audio
+end
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l pack -d 'Make a pack without a window' -r
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l add -d 'Open the window with these folders and clips' -r
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l export -d 'Pack what was added' -r
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l inspect -d 'Print what is understood of each clip' -r
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -s h -l help -d 'Print a short help'
 complete -c ferrowick -n 'test (__ferrowick_words_after_pack) -lt 0' -l version -d 'Print the version'
-# 1: the zip is named; 2: --audio stands after it.
-complete -c ferrowick -n 'contains -- (__ferrowick_words_after_pack) 1 2' -l audio -d 'The sound to keep' -xa 'lossless compressed none'
+complete -c ferrowick -n __ferrowick_takes_audio -l audio -d 'The sound to keep' -xa 'lossless compressed none'
