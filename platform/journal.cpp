@@ -277,8 +277,10 @@ Journal::~Journal() {
 
 void Journal::remove() noexcept {
     if (const int descriptor = std::exchange(descriptor_, -1); descriptor >= 0) {
-        (void)removeTree(path_);
+        const bool isGone = removeTree(path_);
         ::close(descriptor);
+        if (!isGone) // NTFS on a full disk lets go only what nobody has open
+            (void)removeTree(path_);
     }
 }
 

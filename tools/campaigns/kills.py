@@ -73,9 +73,11 @@ def entries(path):
 
 
 def states(process):
-    """The states of a process's threads, as the system names them by letters."""
-    return [Path(f"/proc/{process}/task/{thread}/stat").read_text().rpartition(")")[2].split()[0]
-            for thread in os.listdir(f"/proc/{process}/task")]
+    """The states of a process's threads, as the system names them by letters; none where one has just ended."""
+    try:
+        return [path.read_text().rpartition(")")[2].split()[0] for path in Path(f"/proc/{process}/task").glob("*/stat")]
+    except OSError:
+        return [""]
 
 
 class Trial:
@@ -115,8 +117,8 @@ class Trial:
                 pass
             time.sleep(self.random.random() * self.reference.seconds / 2)
             self.neighbour.send_signal(signal.SIGSTOP)
-            while any(state not in "TZX" for state in states(self.neighbour.pid)):  # each thread in its own time
-                time.sleep(0.001)
+            while self.neighbour.poll() is None and any(state != "T" for state in states(self.neighbour.pid)):
+                time.sleep(0.001)  # each thread stops in its own time
 
     def listing(self):
         """All files and folders, without those of the other pack."""
