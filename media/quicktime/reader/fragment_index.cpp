@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::size_t fragmentWindow = std::size_t{64} * 1024; // most `moof` boxes whole
 constexpr std::uint64_t reorderingDepth = 64;                  // more samples than any codec reorders
+/// Putting places before others takes time with the square of their number: this much is a fraction of a
+/// second, and ten thousand fragments from the last to the first.
+constexpr std::uint64_t mostMoved = 50'000'000;
 
 /// What one track fragment adds to its track.
 struct Content {
@@ -92,6 +95,10 @@ class Indexer {
             const std::int64_t free =
                 next == track.places.begin() ? stated : std::max(stated, std::prev(next)->end);
             if (length > 0 && next->time - free >= length) {
+                moved_ += static_cast<std::uint64_t>(track.places.end() - next);
+                if (moved_ > mostMoved)
+                    throw Error(Error::Category::corrupt,
+                                "The movie's fragments stand in no order: the file is damaged.");
                 track.durations.add(content.durations);
                 track.places.insert(next, {traf.headerBegin, base, free, free + length});
                 return content.dataEnd;
@@ -113,11 +120,8 @@ class Indexer {
     const io::ByteSource& file_;
     const MovieHeader& movie_;
     std::vector<TrackFragments> tracks_;
+    std::uint64_t moved_ = 0; ///< places, by those that were put before them
 };
-
-} // namespace
-
-namespace {
 
 /// Where a file that was written to its end keeps its index of fragments (`mfra`, whose last box `mfro` tells
 /// its size; ISO/IEC 14496-12, 8.8.11); none in any other file.

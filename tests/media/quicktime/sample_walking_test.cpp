@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Walking sample tables and fragments against a plain list of samples, and what the reads cost.
+#include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -225,6 +226,9 @@ TEST(SampleWalking, FragmentsThatBreakOffRepeatOrJump) {
     EXPECT_EQ(times({0, 10}, 0), (Times{0, 1, 2, 3, 10, 11, 12, 13}));
     EXPECT_EQ(times({0, 4, 0}, 0), (Times{0, 1, 2, 3, 4, 5, 6, 7}));
     EXPECT_EQ(times({4, 0, 12, 8, 4}, 0).size(), 16U); // in another order
+    std::vector<std::uint32_t> backwards(12'000);      // placing each before all others takes no second
+    std::ranges::generate(backwards, [start = 48'000U]() mutable { return start -= 4; });
+    EXPECT_THROW(times(backwards, 0), media::Error);
 
     // A file that was written to its end has a table there; boxes that don't lead to it have lost some.
     const Bytes header = build(fragmentedMovie(0));
