@@ -108,7 +108,8 @@ std::optional<IndexSegment> readSegment(KlvReader& reader, const Klv& klv) {
     const auto room = static_cast<std::uint8_t>((entries->size - smallestEntry) / 4);
     segment.slices = std::min(segment.slices, room);
     const auto count = static_cast<std::int64_t>(std::min<std::uint64_t>(entries->count, mostUnits));
-    if (segment.duration > 0 && count >= 2 * segment.duration)
+    // An entry for each field, and by some writers one for the end.
+    if (segment.duration > 0 && count / 2 == segment.duration)
         segment.entriesPerUnit = 2;
     if (segment.duration == 0 || segment.duration > count)
         segment.duration = count;
@@ -149,8 +150,8 @@ IndexTable::IndexTable(const io::ByteSource& source, std::span<const Partition> 
     for (IndexSegment& segment : segments_) {
         if (segment.unitBytes == 0)
             continue;
-        if (segment.start > unit)
-            base += static_cast<std::uint64_t>(segment.start - unit) * segment.unitBytes;
+        // What is missing before it is as large; what it repeats takes no bytes again.
+        base += static_cast<std::uint64_t>(segment.start - unit) * segment.unitBytes;
         segment.constantBase = base;
         base += static_cast<std::uint64_t>(segment.duration) * segment.unitBytes;
         unit = segment.start + segment.duration;

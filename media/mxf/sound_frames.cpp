@@ -68,7 +68,7 @@ bool PackageWalker::next(SoundPackage& package, std::vector<std::byte>& bytes) {
             package.begin = element->offset;
         read(*element, stream, package, bytes);
         package.end = element->end();
-        found_.push_back({element->offset - package.begin, package.end - package.begin, 0});
+        found_.push_back({stream, element->offset - package.begin, package.end - package.begin, 0});
         if (found_.size() == map_.streamsPresent()) {
             remember(package);
             return true;
@@ -132,13 +132,13 @@ void PackageWalker::jump(const SoundPackage& package) {
     const KeyKind kind = classify(klv->key);
     const bool isPlausible = use_ == Use::count
                                  ? kind == KeyKind::fill || isEssence(kind) || isPartition(kind)
-                                 : streamOf(*klv) != noStream;
+                                 : streamOf(*klv) == places_[found].stream;
     if (isPlausible)
         walker_.moveTo({walker_.position().stretch, target});
 }
 
 void PackageWalker::remember(const SoundPackage& package) {
-    if (package.begin == 0)
+    if (package.begin == 0 || found_.size() < map_.streamsPresent())
         return;
     places_ = found_;
     if (use_ != Use::all)
@@ -269,7 +269,8 @@ bool PackageReader::readByIndex(std::int64_t unit, SoundPackage& package, std::v
     walker_.moveTo(*start);
     if (!walker_.next(package, bytes))
         return false;
-    if (following && following->stretch == start->stretch && package.begin >= following->offset) {
+    if (following && following->stretch == start->stretch && following->offset > start->offset &&
+        package.begin >= following->offset) {
         // A package without sound: what was found belongs to a later one.
         bytes.resize(before);
         std::ranges::fill(package.parts, SoundPackage::Part{});

@@ -46,6 +46,7 @@ class PackageWalker {
   private:
     /// Where a sound element lies, from the package's first one on.
     struct Place {
+        std::size_t stream = 0;
         std::uint64_t offset = 0;
         std::uint64_t end = 0;
         std::uint64_t readEnd =
@@ -65,7 +66,7 @@ class PackageWalker {
     std::size_t only_;
     std::uint64_t slack_ =
         0; ///< bytes by which an element may be longer than the same one in the package before
-    std::vector<Place> places_; ///< of the package before, which this one most likely resembles
+    std::vector<Place> places_; ///< of the last whole package, which this one most likely resembles
     std::vector<Place> found_;  ///< of this one
     std::uint64_t lastBegin_ = 0;
 };

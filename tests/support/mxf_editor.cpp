@@ -115,15 +115,21 @@ void MXFTriplet::set(std::uint16_t tag, std::uint64_t content) {
         setNumber(value, at, number(value, at - 2, 2), content);
 }
 
-void MXFTriplet::setBytes(std::uint16_t tag, const Bytes& bytes) {
-    const std::size_t at = property(tag);
-    if (at != 0)
-        std::copy_n(bytes.begin(), number(value, at - 2, 2), value.begin() + static_cast<std::ptrdiff_t>(at));
+void MXFTriplet::put(std::uint16_t tag, const Bytes& bytes) {
+    if (const std::size_t at = property(tag); at != 0) {
+        const auto begin = value.begin() + static_cast<std::ptrdiff_t>(at);
+        value.erase(begin - 4, begin + static_cast<std::ptrdiff_t>(number(value, at - 2, 2)));
+    }
+    const Bytes head = bigEndian(std::uint64_t{tag} << 16 | (bytes.size() & 0xffff), 4);
+    value.insert(value.end(), head.begin(), head.end());
+    value.insert(value.end(), bytes.begin(), bytes.end());
+    lengthBytes = std::max<std::size_t>(lengthBytes, 4);
 }
 
-Bytes MXFTriplet::bytesOf(std::uint16_t tag, std::size_t count) const {
-    const auto start = value.begin() + static_cast<std::ptrdiff_t>(property(tag));
-    return {start, start + static_cast<std::ptrdiff_t>(count)};
+Bytes MXFTriplet::bytesOf(std::uint16_t tag) const {
+    const std::size_t at = property(tag);
+    const auto start = value.begin() + static_cast<std::ptrdiff_t>(at);
+    return {start, start + static_cast<std::ptrdiff_t>(number(value, at - 2, 2))};
 }
 
 MXFFile::MXFFile(const Bytes& bytes) {
@@ -236,6 +242,31 @@ MXFTriplet darkTriplet(std::size_t bytes) {
                    0x0e, 0x06, 0x01, 0x7f, 0x03, 0x01, 0x05, 0x00};
     triplet.value.assign(bytes, 0x5a);
     return triplet;
+}
+
+Bytes bigEndian(std::uint64_t value, std::size_t size) {
+    Bytes bytes(size);
+    setNumber(bytes, 0, size, value);
+    return bytes;
+}
+
+MXFTriplet metadataSet(std::uint8_t kind, std::uint8_t name,
+                       const std::vector<std::pair<std::uint16_t, Bytes>>& properties) {
+    MXFTriplet set;
+    set.key = {0x06, 0x0e, 0x2b, 0x34, 2, 0x53, 1, 1, 0x0d, 1, 1, 1, 1, 1, kind, 0};
+    set.put(0x3c0a, Bytes(16, name));
+    for (const auto& [tag, bytes] : properties)
+        set.put(tag, bytes);
+    return set;
+}
+
+Bytes references(const std::vector<MXFTriplet>& sets) {
+    Bytes list = bigEndian(std::uint64_t{sets.size()} << 32 | 16, 8);
+    for (const MXFTriplet& set : sets) {
+        const Bytes name = set.bytesOf(0x3c0a);
+        list.insert(list.end(), name.begin(), name.end());
+    }
+    return list;
 }
 
 } // namespace test

@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace test {
@@ -45,9 +46,9 @@ struct MXFTriplet {
     [[nodiscard]] std::size_t property(std::uint16_t tag) const;
     /// Overwrites a property that is there, with a number of its own size.
     void set(std::uint16_t tag, std::uint64_t number);
-    void setBytes(std::uint16_t tag, const Bytes& bytes);
-    /// `count` bytes of a property that is there, from its start.
-    [[nodiscard]] Bytes bytesOf(std::uint16_t tag, std::size_t count) const;
+    /// Gives the set a property of any size, in place of one that it has.
+    void put(std::uint16_t tag, const Bytes& bytes);
+    [[nodiscard]] Bytes bytesOf(std::uint16_t tag) const;
 };
 
 struct MXFFile {
@@ -81,5 +82,11 @@ struct MXFFile {
 
 /// A triplet without content.
 [[nodiscard]] MXFTriplet darkTriplet(std::size_t bytes);
+/// A number's bytes.
+[[nodiscard]] Bytes bigEndian(std::uint64_t value, std::size_t size);
+/// A metadata set with a name of its own, and the content of a property that refers to sets.
+[[nodiscard]] MXFTriplet metadataSet(std::uint8_t kind, std::uint8_t name,
+                                     const std::vector<std::pair<std::uint16_t, Bytes>>& properties);
+[[nodiscard]] Bytes references(const std::vector<MXFTriplet>& sets);
 
 } // namespace test

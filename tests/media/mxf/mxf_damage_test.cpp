@@ -19,18 +19,17 @@ using test::sourceOf;
 constexpr std::uint8_t sequenceSet = 0x0f, sourceClipSet = 0x11, timecodeSet = 0x14, sourcePackageSet = 0x37,
                        trackSet = 0x3b, multipleDescriptorSet = 0x44;
 
-/// Every set of a kind refers to itself.
-std::function<void(MXFFile&)> selfReferring(std::uint8_t kind, std::uint16_t tag, std::size_t at) {
+/// Every set of a kind refers to itself, in a property that holds a list or one reference.
+std::function<void(MXFFile&)> selfReferring(std::uint8_t kind, std::uint16_t tag, bool isList = true) {
     return [=](MXFFile& file) {
         for (MXFTriplet* set : file.sets(kind))
-            std::ranges::copy(set->bytesOf(0x3c0a, 16),
-                              set->value.begin() + static_cast<std::ptrdiff_t>(set->property(tag) + at));
+            set->put(tag, isList ? test::references({*set}) : set->bytesOf(0x3c0a));
     };
 }
 
 void packagesFromThemselves(MXFFile& file) {
     for (MXFTriplet* clip : file.sets(sourceClipSet))
-        clip->setBytes(0x1101, file.sets(sourcePackageSet).back()->bytesOf(0x4401, 32));
+        clip->put(0x1101, file.sets(sourcePackageSet).back()->bytesOf(0x4401));
     file.setAll(timecodeSet, 0x1501, 0);
 }
 
@@ -67,9 +66,9 @@ TEST(MXFDamage, EndsSoon) {
         bool canStillOpen = false;
     };
     for (const Damage& damage : std::vector<Damage>{
-             {"sequences in themselves", selfReferring(sequenceSet, 0x1001, 8)},
-             {"tracks in themselves", selfReferring(trackSet, 0x4803, 0)},
-             {"descriptors in themselves", selfReferring(multipleDescriptorSet, 0x3f01, 8), true},
+             {"sequences in themselves", selfReferring(sequenceSet, 0x1001)},
+             {"tracks in themselves", selfReferring(trackSet, 0x4803, false)},
+             {"descriptors in themselves", selfReferring(multipleDescriptorSet, 0x3f01), true},
              {"packages from themselves", packagesFromThemselves, true},
              {"partitions that follow themselves", partitionsThatFollowThemselves, true},
              {"an hour a picture",

@@ -144,6 +144,40 @@ void wrongRandomIndex(MXFFile& file) {
     };
 }
 
+void withoutPlaces(MXFFile& file) {
+    for (MXFTriplet& triplet : file.triplets)
+        if (triplet.isIndex())
+            triplet.put(0x3f09, test::references({}));
+}
+
+/// From the second segment on, the index leads back to the beginning.
+void brokenIndex(MXFFile& file) {
+    for (MXFTriplet& triplet : file.triplets) {
+        const std::size_t array = triplet.isIndex() ? triplet.property(0x3f0a) : 0;
+        if (array == 0 || test::number(triplet.value, triplet.property(0x3f0c), 8) == 0)
+            continue;
+        for (std::size_t i = 0; i < test::number(triplet.value, array, 4); ++i)
+            test::setNumber(triplet.value, array + 8 + 15 * i + 3, 8, 0);
+    }
+}
+
+/// Data definitions of the older object model (AAF), essence under an editor's own keys.
+void editorsLabels(MXFFile& file) {
+    const std::array<Bytes, 4> definitions{
+        {{},
+         {0x80, 0x7f, 0, 0x60, 8, 0x14, 0x3e, 0x6f, 0x7f, 0x27, 0x5e, 0x81, 0x77, 0xe5, 0x11, 0xd2},
+         {0x80, 0x7d, 0, 0x60, 8, 0x14, 0x3e, 0x6f, 0x6f, 0x3c, 0x8c, 0xe1, 0x6c, 0xef, 0x11, 0xd2},
+         {0x80, 0x7d, 0, 0x60, 8, 0x14, 0x3e, 0x6f, 0x78, 0xe1, 0xeb, 0xe1, 0x6c, 0xef, 0x11, 0xd2}}};
+    for (const std::uint8_t kind : Bytes{0x0f, 0x11, 0x14})
+        for (MXFTriplet* set : file.sets(kind)) {
+            const Bytes own = set->bytesOf(0x0201); // 01: timecode; 02 with 01: picture, with 02: sound
+            set->put(0x0201, definitions.at(own[11] == 1 ? 1 : 1 + own[12]));
+        }
+    for (MXFTriplet& triplet : file.triplets)
+        if (triplet.isEssence() && triplet.key[4] == 1)
+            std::ranges::copy(Bytes{0x0e, 4, 3, 1}, triplet.key.begin() + 8);
+}
+
 TEST(MXFVariants, KeepSoundTimecodeAndLength) {
     using Edits = std::vector<std::function<void(MXFFile&)>>;
     const std::vector<std::pair<const char*, Edits>> variants{
@@ -162,6 +196,15 @@ TEST(MXFVariants, KeepSoundTimecodeAndLength) {
         {"index first", {indexFirst}},
         {"foreign triplets", {foreignTriplets}},
         {"wrong random index", {wrongRandomIndex}},
+        {"an index without places", {withoutPlaces}},
+        {"an index that breaks off", {brokenIndex}},
+        {"an index without places that breaks off", {withoutPlaces, brokenIndex}},
+        {"an editor's labels", {editorsLabels}},
+        {"an index that ends early", {[](MXFFile& file) {
+             std::erase_if(file.triplets, [isFirst = true](const MXFTriplet& triplet) mutable {
+                 return triplet.isIndex() && !std::exchange(isFirst, false);
+             });
+         }}},
     };
     for (const auto& [name, edits] : variants) {
         SCOPED_TRACE(name);
@@ -234,17 +277,31 @@ TEST(MXFCutOff, ClipWrappedSoundEndsWithTheFile) {
 }
 
 TEST(MXFDamagedFiles, AMissingElementLeavesTheRestInStep) {
-    MXFFile file(original().path);
-    std::size_t sounds = 0;
-    std::erase_if(file.triplets, [&](const MXFTriplet& triplet) {
-        return triplet.isEssence() && triplet.key[12] == 0x16 && ++sounds == 3 * 100 + 2;
-    });
-    withoutIndex(file);
-    const media::Asset asset = media::openAsset(sourceOf(file.bytes()));
     auto expected = original().sound[1];
     std::fill_n(expected.begin() + 160'160 * 4, 1602 * 4, std::byte{0});
-    EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[1]) == expected);
-    EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[2]) == original().sound[2]);
+    for (const auto& edit : {withoutIndex, withoutPlaces, +[](MXFFile&) {}}) {
+        MXFFile file(original().path);
+        std::size_t sounds = 0;
+        for (MXFTriplet& triplet : file.triplets)
+            if (triplet.isEssence() && triplet.key[12] == 0x16 && ++sounds == 3 * 100 + 2)
+                triplet.key = test::darkTriplet(0).key;
+        edit(file);
+        const media::Asset asset = media::openAsset(sourceOf(file.bytes()));
+        EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[1]) == expected);
+        EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[2]) == original().sound[2]);
+    }
+}
+
+TEST(MXFCutOff, PicturesWithoutSoundEndWithTheFile) {
+    for (const auto& [container, least] :
+         {std::pair(test::Container::mxf, 0.3), std::pair(test::Container::mxfOpAtom, 0.3)}) {
+        const Bytes bytes = test::readFile(test::clip({.container = container, .sound = {}}));
+        expectTooEarly(bytes, bytes.size() / 2);
+        const media::Asset asset = media::openAsset(sourceOf(unfinished(bytes, bytes.size() / 2)));
+        EXPECT_GT(asset.duration().seconds(), least);
+        EXPECT_LT(asset.duration().seconds(), 1.5);
+        EXPECT_EQ(asset.tracks(MediaType::timecode).front().get().end(), asset.duration());
+    }
 }
 
 } // namespace
