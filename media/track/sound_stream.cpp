@@ -46,7 +46,8 @@ class PCMStream final : public SoundStream {
         }
         const AudioStreamDescription& format = *formatOf(track_, stored_.formatIndex).audio;
         if (format.channelsPerFrame != format_.channelsPerFrame || format.sampleRate != format_.sampleRate ||
-            (!bits_ && format.bytesPerFrame != format_.bytesPerFrame))
+            (!bits_ &&
+             (format.bytesPerFrame != format_.bytesPerFrame || format.formatFlags != format_.formatFlags)))
             throw Error(Error::Category::unsupported, "The sound changes its format in the middle.");
         const std::int64_t skipped = frame - stored_.firstFrame;
         const std::int64_t count = std::min(limit, stored_.frameCount - skipped);

@@ -45,16 +45,18 @@ StoredSamples ramp(std::int64_t first, std::int64_t count) {
 }
 
 /// Everything that the output of a mono 16-bit track delivers, as numbers; checks that the times run on.
-std::vector<int> soundOf(std::vector<Edit> edits, std::optional<int> decodeBits = 16) {
+/// Frames 0 to 39 and 60 to 99 in runs of 20: 40 to 59 are missing from the file.
+std::vector<int> soundOf(std::vector<Edit> edits, std::optional<int> decodeBits = 16,
+                         std::vector<StoredSamples> runs = {ramp(0, 20), ramp(20, 20), ramp(60, 20),
+                                                            ramp(80, 20)},
+                         const media::FormatDescription& second = monoPCM16()) {
     Track track;
     track.mediaType = media::MediaType::audio;
     track.timescale = rate;
-    track.formatDescriptions = {monoPCM16()};
+    track.formatDescriptions = {monoPCM16(), second};
     track.edits = std::move(edits);
-    // Frames 0 to 39 and 60 to 99 in runs of 20: 40 to 59 are missing from the file.
     const media::Asset asset(media::io::memorySource({}),
-                             std::make_shared<FakeContainer>(
-                                 track, std::vector{ramp(0, 20), ramp(20, 20), ramp(60, 20), ramp(80, 20)}));
+                             std::make_shared<FakeContainer>(track, std::move(runs)));
     media::TrackOutput output(asset, asset.tracks(media::MediaType::audio).front(), decodeBits);
     std::vector<int> values;
     media::SampleBuffer buffer;
@@ -117,6 +119,33 @@ TEST(SoundOutput, PutsEditsOnTheClipsTimeline) {
         EXPECT_EQ(soundOf(test.edits), test.expected) << test.name;
         EXPECT_EQ(soundOf(test.edits, std::nullopt), test.expected) << test.name << ", passed through";
     }
+}
+
+TEST(SoundOutput, FormatsMayChangeInTheMiddleWhereTheCopyStaysOne) {
+    using Change = void (*)(media::AudioStreamDescription&);
+    const auto said = [](std::optional<int> bits, Change change, std::size_t index = 1) -> std::string {
+        std::vector runs{ramp(0, 20), ramp(20, 20)};
+        runs[1].formatIndex = index;
+        for (std::size_t i = 0; i < runs[1].data.size(); i += 2)
+            std::swap(runs[1].data[i], runs[1].data[i + 1]);
+        media::FormatDescription second = monoPCM16();
+        second.audio->formatFlags |= media::pcmFlag::bigEndian;
+        change(*second.audio);
+        try {
+            return soundOf({{{0, 1}, {40, rate}, 0}}, bits, runs, second) == numbers(1, 40) ? "right"
+                                                                                            : "wrong";
+        } catch (const media::Error& error) {
+            return error.what();
+        }
+    };
+    const char* const changes = "The sound changes its format in the middle.";
+    EXPECT_EQ(said(16, [](auto&) {}), "right");
+    EXPECT_EQ(said(std::nullopt, [](auto&) {}), changes);
+    EXPECT_EQ(said(16, [](auto& audio) { audio.sampleRate = 999; }), changes);
+    EXPECT_EQ(said(16, [](auto& audio) { audio.channelsPerFrame = 2; }), changes);
+    EXPECT_EQ(said(
+                  16, [](auto&) {}, 2),
+              "The sound has no description of its format.");
 }
 
 TEST(TimecodeOutput, CountsFromTheSampleToTimeZero) {

@@ -233,13 +233,15 @@ Bytes build(const Fragment& fragment) {
         w.box(fourCC("moof"), [&] {
             w.fullBox(fourCC("mfhd"), 0, 0, [&] { w.u32(1); });
             w.box(fourCC("traf"), [&] {
-                const std::uint32_t flags = (fragment.base ? 1 : 0) |
+                const std::uint32_t flags = (fragment.base ? 1 : 0) | (fragment.description != 0 ? 2 : 0) |
                                             (fragment.baseIsFragment ? 0x20000 : 0) |
                                             (fragment.defaults ? 0x18 : 0);
                 w.fullBox(fourCC("tfhd"), 0, flags, [&] {
                     w.u32(1);
                     if (fragment.base)
                         w.u64(*fragment.base);
+                    if (fragment.description != 0)
+                        w.u32(fragment.description);
                     if (fragment.defaults) {
                         w.u32(fragment.defaults->duration);
                         w.u32(fragment.defaults->size);

@@ -80,6 +80,7 @@ struct Fragment {
     std::optional<std::uint64_t> time{}; ///< `tfdt`
     std::optional<std::uint64_t> base{}; ///< of the data's offset, where it is stated
     bool baseIsFragment = false;
+    std::uint32_t description = 0;    ///< sample description, counted from 1, where it is stated
     std::optional<Sample> defaults{}; ///< every sample's, in the header instead of the runs
 };
 [[nodiscard]] Bytes build(const Fragment& fragment);

@@ -154,7 +154,7 @@ test::Fragment fragment(std::uint32_t time, std::size_t packets, std::uint8_t va
 test::Movie fragmentedMovie(std::uint32_t samplesBefore) {
     test::Movie movie = test::rampMovie();
     test::MovieTrack& track = movie.tracks[0];
-    track.entries = {test::soundEntry("mp4a", 2, 16, 48'000)};
+    track.entries.assign(2, test::soundEntry("mp4a", 2, 16, 48'000));
     track.constantSize = 10;
     track.sampleCount = samplesBefore;
     track.durations = {{samplesBefore, 1024}};
@@ -169,6 +169,7 @@ TEST(SampleWalking, FragmentsFollowTheTablesInEveryForm) {
         {"base is the fragment", [](auto& made, std::uint64_t) { made.baseIsFragment = true; }},
         {"no base", [](auto&, std::uint64_t) {}},
         {"no times", [](auto& made, std::uint64_t) { made.time.reset(); }},
+        {"another description", [](auto& made, std::uint64_t) { made.description = 2; }},
         {"defaults",
          [](auto& made, std::uint64_t) {
              made.baseIsFragment = true;
@@ -180,10 +181,12 @@ TEST(SampleWalking, FragmentsFollowTheTablesInEveryForm) {
         for (const std::uint32_t before : {0U, 5U}) {
             SCOPED_TRACE(std::string(name) + (before == 0 ? "" : ", after the tables' samples"));
             Bytes file = build(fragmentedMovie(before));
+            std::size_t format = 0;
             for (std::uint32_t i = 0; i < 3; ++i) {
                 test::Fragment made =
                     fragment((before + 8 * i) * 1024, 4, static_cast<std::uint8_t>(100 + i));
                 change(made, file.size());
+                format = made.description == 0 ? 0 : made.description - 1;
                 const Bytes part = build(made);
                 file.insert(file.end(), part.begin(), part.end());
             }
@@ -194,6 +197,7 @@ TEST(SampleWalking, FragmentsFollowTheTablesInEveryForm) {
             ASSERT_EQ(samples.size(), before + 24);
             for (std::size_t i = 0; i < samples.size(); ++i) {
                 EXPECT_EQ(samples[i].time, static_cast<std::int64_t>(i) * 1024);
+                EXPECT_EQ(samples[i].format, i < before ? 0 : format);
                 if (i >= before) {
                     EXPECT_EQ(samples[i].data, Bytes(10, static_cast<std::byte>(100 + (i - before) / 8)));
                 }
