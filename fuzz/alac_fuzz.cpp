@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Any PCM through our Apple Lossless encoder: both paths must make the same packets, and libavcodec's decoder
-// must return the PCM. The first byte chooses channels and width. One input in 64, whichever it is, is
-// repeated until it fills whole packets and the vector unit's lanes; all the others are quick.
+// Any PCM through our Apple Lossless encoder: both paths must make the same packets, and the decoder
+// (libavcodec's) must return the PCM. The first byte chooses channels and width. One input in 64, whichever
+// it is, is repeated until it fills whole packets and the vector unit's lanes; all the others are quick.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -10,31 +10,36 @@
 #include <vector>
 
 #include "media/audio/alac/encoder.h"
-#include "tests/support/libav_lossless.h"
+#include "media/audio/stream_description.h"
 
 namespace {
 
 using media::audio::alac::PacketCoder;
 using media::audio::alac::Path;
-using test::Bytes;
+using Bytes = std::vector<std::byte>;
 
 /// Everything that one number of channels and one width need; made once, for speed.
 struct Lane {
     Lane(std::uint32_t channels, int bits)
         : fast(channels, bits, Path::fastest), portable(channels, bits, Path::portable),
-          decoder(cookieOf(channels, bits)), frameBytes(channels * static_cast<std::size_t>(bits) / 8),
+          decoder(decoderOf(channels, bits)), frameBytes(channels * static_cast<std::size_t>(bits) / 8),
           maxFrames(PacketCoder::maxFrames(channels)) {}
 
-    static Bytes cookieOf(std::uint32_t channels, int bits) {
+    static std::unique_ptr<media::audio::Decoder> decoderOf(std::uint32_t channels, int bits) {
         media::audio::EncoderSettings settings;
         settings.sampleRate = 48000;
         settings.channels = channels;
         settings.inputBits = bits;
-        return media::audio::alac::makeEncoder(settings)->format().configuration;
+        media::AudioStreamDescription format;
+        format.sampleRate = settings.sampleRate;
+        format.formatID = media::audioFormat::appleLossless;
+        format.channelsPerFrame = channels;
+        const auto cookie = media::audio::alac::makeEncoder(settings)->format().configuration;
+        return media::audio::makeDecoder(format, cookie, bits);
     }
 
     PacketCoder fast, portable;
-    test::LibavLosslessDecoder decoder;
+    std::unique_ptr<media::audio::Decoder> decoder;
     std::size_t frameBytes;
     std::size_t maxFrames; ///< of a run
 };
@@ -70,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Bytes packets, decoded;
     lane.fast.encode(pcm, [&](std::span<const std::byte> packet, std::uint32_t) {
         packets.insert(packets.end(), packet.begin(), packet.end());
-        lane.decoder.decode(packet, decoded);
+        lane.decoder->decode(packet, decoded);
     });
     if (decoded.size() != pcm.size() || std::memcmp(decoded.data(), pcm.data(), pcm.size()) != 0)
         std::abort();

@@ -233,60 +233,6 @@ TEST(AssetWriter, PassesLinearPCMThroughUnchanged) {
     }
 }
 
-TEST(AssetWriter, EncodesEachLaneAndShowsExactlyWhatWentIn) {
-    const test::TemporaryFolder folder;
-    const auto movie = folder / "encoded.mov";
-    constexpr std::int64_t rate = 48'000;
-    const auto settings = [](media::FourCC formatID, double sampleRate) {
-        media::audio::EncoderSettings made;
-        made.sampleRate = sampleRate;
-        made.channels = 1;
-        made.inputBits = 16;
-        made.bitRatePerChannel = formatID == media::audioFormat::aac ? 64'000 : 0;
-        return made;
-    };
-    const std::int64_t frames = 2 * rate + 777;
-    const Bytes pcm = test::noise(static_cast<std::size_t>(frames) * 2, 2);
-    AssetWriter writer(movie);
-    const media::Track track = test::timecodeTrack({}, 25, {{{0, 1}, {frames, rate}, 0}});
-    auto& timecode = writer.addTimecodeInput(track);
-    auto& lossless = writer.addAudioInput(settings(media::audioFormat::appleLossless, rate));
-    auto& compressed = writer.addAudioInput(settings(media::audioFormat::aac, rate));
-    auto& high = writer.addAudioInput(settings(media::audioFormat::appleLossless, 96'000));
-    auto& silent = writer.addAudioInput(settings(media::audioFormat::appleLossless, rate)); // gets nothing
-    writer.start();
-    ASSERT_TRUE(test::feed({{timecode, {test::timecodeSample(0, {0, 25}, 51)}},
-                            {lossless, test::soundBuffers(pcm, 2, rate)},
-                            {compressed, test::soundBuffers(pcm, 2, rate)},
-                            {high, test::soundBuffers(pcm, 2, 96'000)},
-                            {silent, {}}}));
-    writer.endSession({frames, rate});
-    writer.finish();
-
-    const test::Probe probe(movie);
-    EXPECT_EQ(probe.stream(1, "codec_name"), "alac");
-    EXPECT_EQ(probe.stream(2, "codec_name"), "aac");
-    EXPECT_EQ(probe.stream(3, "sample_rate"), "96000");
-    EXPECT_EQ(probe.streams("audio").size(), 4U);
-    EXPECT_EQ(test::mediainfo(movie, "Audio", "Format"), "ALACAACALACALAC");
-    EXPECT_TRUE(test::decodeTrack(movie, 0, "s16le") == pcm);
-    EXPECT_TRUE(test::decodeTrack(movie, 2, "s16le") == pcm);
-
-    const auto movieTimes = test::headerTimes(test::box(movie, "moov/mvhd").value());
-    EXPECT_TRUE(equal(movieTimes.duration, movieTimes.timescale, {frames, rate}));
-    for (const std::size_t index : {1U, 2U, 3U}) {
-        const auto edits =
-            test::listedEdits(test::box(movie, "moov/trak[" + std::to_string(index) + "]/edts/elst").value());
-        ASSERT_EQ(edits.size(), 1U);
-        EXPECT_TRUE(equal(edits[0].duration, movieTimes.timescale, {frames, index == 3 ? 96'000 : rate}));
-        EXPECT_EQ(edits[0].mediaTime > 0, index == 2);
-        EXPECT_EQ(
-            test::box(movie, "moov/trak[" + std::to_string(index) + "]/mdia/minf/stbl/sgpd").has_value(),
-            index == 2);
-    }
-    EXPECT_FALSE(test::box(movie, "moov/trak[4]/edts"));
-}
-
 /// Every packet of a movie in the order in which it lies in the file.
 struct Packet {
     std::uint64_t position;

@@ -78,16 +78,6 @@ print("\n".join(archive.namelist()))
     };
 };
 
-TEST_F(Assembly, PacksEveryClipIntoOneZip) {
-    EXPECT_EQ(make({clip("A001/CLIP/C1"), clip("A001/CLIP/C2"), clip("top")}), "saved");
-    EXPECT_THAT(events_, ElementsAre("A001/CLIP/C1 0", "A001/CLIP/C1 packed", "A001/CLIP/C2 0",
-                                     "A001/CLIP/C2 packed", "top 0", "top packed", "saving"));
-    EXPECT_THAT(entries(),
-                ElementsAre("Day 1/", "Day 1/A001/", "Day 1/A001/CLIP/", "Day 1/A001/CLIP/C1.mov",
-                            "Day 1/A001/CLIP/C2.mov", "Day 1/top.mov", "Day 1/Ferrowick Report.csv"));
-    EXPECT_THAT(test::names(place_), ElementsAre("Day 1.zip"));
-}
-
 TEST_F(Assembly, PacksClipsWhoseNamesTheDiskDoesNotTake) {
     // As FAT doesn't take colons. On any disk a path can be too long for the system.
     std::string deep;

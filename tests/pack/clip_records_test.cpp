@@ -8,23 +8,6 @@
 
 namespace {
 
-TEST(ScratchAudio, IsFoundByItsExactRawValueOnly) {
-    for (const ScratchAudio mode : allScratchAudio)
-        EXPECT_EQ(scratchAudio(rawValue(mode)), mode);
-    for (const char* word : {"None", "LOSSLESS", "", "lossless "})
-        EXPECT_EQ(scratchAudio(word), std::nullopt) << word;
-    EXPECT_EQ(title(ScratchAudio::none), "None (Timecode Only)");
-}
-
-TEST(PackClip, HasItsNameFromTheFileAndItsFolderFromThePack) {
-    const PackClip deep{"/cards/A001/CLIP/A001C003.take.MOV", "A001/CLIP/A001C003.take", 0};
-    EXPECT_EQ(deep.name(), "A001C003.take");
-    EXPECT_EQ(deep.folder(), "A001/CLIP");
-    const PackClip top{"/cards/A\xFF.mov", "A\uFFFD", 0};
-    EXPECT_EQ(top.name(), "A\uFFFD");
-    EXPECT_EQ(top.folder(), "");
-}
-
 TEST(ClipHeader, RangeEndsOnTheFrameAfterTheClip) {
     struct Case {
         std::optional<Timecode> timecode;

@@ -61,18 +61,6 @@ TEST(CopyWriter, NotesThatThereIsNoSound) {
                 ElementsAre("no scratch audio: sync by timecode only"));
 }
 
-TEST(CopyWriter, LeavesTheEarlierFileWhenThereIsNoTimecode) {
-    const test::TemporaryFolder folder;
-    const auto earlier = folder.write("copy.mov", "earlier");
-    try {
-        (void)Pack::write({packClip(test::clip({.timecode = std::nullopt})), earlier});
-        FAIL() << "a clip without timecode was packed";
-    } catch (const PackError& error) {
-        EXPECT_EQ(error.kind(), PackError::Case::noTimecode);
-    }
-    EXPECT_EQ(std::filesystem::file_size(earlier), 7U);
-}
-
 TEST(CopyWriter, StopsAtOnceAndRemovesThePartialCopy) {
     const test::TemporaryFolder folder;
     const auto source = test::clip({.sound = {{}, {}}});

@@ -173,7 +173,8 @@ TEST_F(WholeFaults, ALineMovesOnATerminal) {
         words.push_back(word);
     const std::string said = run(words).out;
     EXPECT_THAT(said, EndsWith("\r\x1b[KStopped.\r\n"));
-    EXPECT_THAT(said, StartsWith("CARD/A\uFFFD\uFFFD[2J\uFFFD.mov 01:00:00:00"));
+    EXPECT_THAT(said, HasSubstr("CARD/A\uFFFD\uFFFD[2J\uFFFD"));
+    EXPECT_THAT(said, testing::Not(HasSubstr("\x1b[2J")));
     std::size_t moves = 0;
     const std::string erase = "\r\x1b[K";
     for (auto at = said.find(erase); at != said.npos; at = said.find(erase, at + 1)) {

@@ -10,7 +10,7 @@
 
 #include "media/audio/alac/encoder.h"
 #include "media/base/error.h"
-#include "tests/support/libav_lossless.h"
+#include "tests/support/packets.h"
 #include "tests/support/sample_patterns.h"
 #include "tests/support/slowdown.h"
 #include "tests/support/sndfile_lossless.h"
@@ -19,13 +19,9 @@ namespace {
 
 using media::audio::EncoderSettings;
 using media::audio::alac::Path;
-using test::Bytes;
+using Bytes = std::vector<std::byte>;
 
-struct Stream {
-    media::audio::EncodedFormat format;
-    std::vector<Bytes> packets;
-    std::vector<std::uint32_t> frames;
-
+struct Stream : test::EncodedTrack {
     [[nodiscard]] std::size_t size() const {
         return std::accumulate(packets.begin(), packets.end(), std::size_t{0},
                                [](std::size_t sum, const Bytes& packet) { return sum + packet.size(); });
@@ -61,11 +57,10 @@ Stream encode(const EncoderSettings& settings, std::span<const std::byte> pcm, P
 }
 
 Bytes decodeByLibav(const Stream& stream) {
-    test::LibavLosslessDecoder decoder(stream.format.configuration);
-    Bytes pcm;
-    for (const Bytes& packet : stream.packets)
-        decoder.decode(packet, pcm);
-    return pcm;
+    const auto bits = static_cast<int>(stream.format.bitsPerChannel);
+    const auto format = test::formatOf(stream);
+    return test::decode(*media::audio::makeDecoder(*format.audio, format.decoderConfiguration, bits),
+                        stream.packets);
 }
 
 bool isUncompressed(const Bytes& packet) {
