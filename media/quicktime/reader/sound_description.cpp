@@ -324,6 +324,9 @@ SoundDescription readSoundDescription(const SampleEntry& entry, const TrackHeade
     AudioStreamDescription& audio = sound.format.audio.emplace();
     audio.channelsPerFrame = fields.channels <= mostChannels ? fields.channels : 0;
     audio.sampleRate = extensions.rate != 0 ? extensions.rate : fields.rate;
+    constexpr std::uint32_t overflow = 65'536; // of a 16.16 rate; the time scale holds all of it
+    if (fields.version < 2 && track.timescale > overflow && audio.sampleRate == track.timescale % overflow)
+        audio.sampleRate = track.timescale;
     const auto pcm = pcmCode(code, fields, extensions);
     if (!pcm) {
         const SoundConfiguration& configuration = extensions.configuration;

@@ -103,6 +103,15 @@ TEST(SoundDescription, LinearPCM) {
     }
 }
 
+TEST(SoundDescription, RatesThatOverflowTheirField) {
+    test::Movie movie = test::rampMovie();
+    movie.tracks[0].timescale = 96'000;
+    movie.tracks[0].entries = {soundEntry("twos", 1, 16, 96'000 - 65'536)};
+    const auto container = media::openContainer(media::io::memorySource(build(movie)));
+    EXPECT_EQ(container->tracks()[0].formatDescriptions.front().audio->sampleRate, 96'000);
+    EXPECT_EQ(container->duration(), (media::Time{100, 96'000}));
+}
+
 TEST(SoundDescription, Version1OfISOHasNoFurtherFields) {
     Bytes entry = soundEntry("ipcm", 2, 16, 0, [](ByteWriter& w) {
         w.fullBox(fourCC("srat"), 0, 0, [&] { w.u32(192'000); });
