@@ -292,7 +292,8 @@ def main():
                         help="every clip in every mode under the sanitizers too, not in one of them")
     options = parser.parse_args()
     if not Path(options.plain).exists() or options.sanitized and not Path(options.sanitized).exists():
-        parser.error("build the programs first: tools/build release; tools/build asan ferrowick")
+        parser.error("build the programs first: tools/build release; tools/build asan ferrowick "
+                     "-DFERROWICK_WINDOW=OFF")
     return Campaign(options).run()
 
 
