@@ -15,11 +15,13 @@ constexpr std::size_t noStream = SIZE_MAX;
 
 } // namespace
 
-/// The elements up to the point where the first content package repeats itself or its partition ends.
+/// The elements up to the point where the first content package repeats itself or its partition ends, and the
+/// sound elements that only later packages have.
 struct EssenceMap::FirstPackage {
     std::vector<Klv> elements;
     std::vector<Klv> sounds;
     bool repeats = false; ///< a sound element came twice in one partition
+    bool isWhole = true;  ///< it has all sound elements that were found
 };
 
 EssenceMap::EssenceMap(std::shared_ptr<const io::ByteSource> source, const FileLayout& layout,
@@ -47,6 +49,7 @@ EssenceMap::FirstPackage EssenceMap::inspect(KlvReader& reader) const {
     FirstPackage first;
     ElementWalker walker(reader, stretches_, bodySID_, runIn_);
     std::uint64_t partition = 0;
+    bool isNext = false; // the first package is over
     for (int i = 0; i < mostElementsInspected; ++i) {
         const auto element = walker.next();
         if (!element)
@@ -57,14 +60,21 @@ EssenceMap::FirstPackage EssenceMap::inspect(KlvReader& reader) const {
             break;
         partition = walker.partitionsEntered();
         const std::uint32_t number = elementNumber(element->key);
+        isNext = isNext || std::ranges::any_of(first.elements, [&](const Klv& other) {
+                     return sameLabel(other.key, element->key);
+                 });
         if (classify(element->key) == KeyKind::essenceElement && isSoundElement(number)) {
-            first.repeats = std::ranges::any_of(
+            const bool isKnown = std::ranges::any_of(
                 first.sounds, [&](const Klv& other) { return elementNumber(other.key) == number; });
-            if (first.repeats)
+            first.repeats = first.repeats || isKnown;
+            if (isKnown && first.sounds.size() >= streams_.size())
                 break;
-            first.sounds.push_back(*element);
+            first.isWhole = first.isWhole && (isKnown || !isNext);
+            if (!isKnown)
+                first.sounds.push_back(*element);
         }
-        first.elements.push_back(*element);
+        if (!isNext)
+            first.elements.push_back(*element);
     }
     return first;
 }
@@ -129,7 +139,7 @@ void EssenceMap::checkIndex(KlvReader& reader, const FirstPackage& first) {
     const std::uint64_t sound = first.sounds.front().offset;
     const std::uint64_t start = placeOf(std::nullopt);
     isIndexUsable_ = start != 0 && start <= first.elements.front().offset;
-    if (!isIndexUsable_)
+    if (!isIndexUsable_ || !first.isWhole)
         return;
     if (start == sound)
         soundPlace_ = ElementPlace{};

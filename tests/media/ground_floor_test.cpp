@@ -115,13 +115,15 @@ TEST(GroundFloor, TripletsHaveLengthsOfEveryForm) {
 
 TEST(GroundFloor, SetsGiveWhatIsWellFormed) {
     const LocalSet set(
-        1, bytes({0, 1, 0, 2,  1,   2,                                           // a number of two bytes
-                  0, 1, 0, 1,  9,                                                // the same tag again
-                  0, 2, 0, 3,  1,   2,   3,                                      // of no number's length
-                  0, 3, 0, 8,  255, 255, 255,  255,  255,  255, 255,  254,       //
-                  0, 4, 0, 10, 0,   'a', 0xD8, 0x3D, 0xDE, 0,   0xDC, 0,   0, 0, //
-                  0, 5, 0, 8,  0,   0,   0,    2,    0,    0,   0,    16, // an array without its entries
-                  0, 6, 0, 9,  1}));                                      // longer than the set
+        1, bytes({0, 1, 0, 2,  1,   2,                                            // a number of two bytes
+                  0, 1, 0, 1,  9,                                                 // the same tag again
+                  0, 2, 0, 3,  1,   2,    3,                                      // of no number's length
+                  0, 3, 0, 8,  255, 255,  255,  255,  255,  255, 255,  254,       //
+                  0, 4, 0, 10, 0,   'a',  0xD8, 0x3D, 0xDE, 0,   0xDC, 0,   0, 0, //
+                  0, 5, 0, 8,  0,   0,    0,    2,    0,    0,   0,    16,  // an array without its entries
+                  0, 7, 0, 8,  7,   0xea, 11,   22,   19,   57,  45,   180, // 22 November 2026, 19:57:45.720
+                  0, 8, 0, 8,  7,   0xea, 13,   22,   19,   57,  45,   180, // a thirteenth month
+                  0, 6, 0, 9,  1}));                                        // longer than the set
     EXPECT_EQ(set.number(1), 0x102U);
     EXPECT_EQ(set.number(2), std::nullopt);
     EXPECT_EQ(set.position(3), -2);
@@ -130,7 +132,9 @@ TEST(GroundFloor, SetsGiveWhatIsWellFormed) {
     EXPECT_EQ(set.text(4), "a\U0001F600\uFFFD");
     EXPECT_TRUE(set.labels(5).empty());
     EXPECT_EQ(set.number(6), std::nullopt);
-    EXPECT_EQ(set.number(7), std::nullopt);
+    EXPECT_EQ(set.number(9), std::nullopt);
+    EXPECT_EQ(set.timestamp(7)->time_since_epoch(), std::chrono::milliseconds(1'795'377'465'720));
+    EXPECT_EQ(set.timestamp(8), std::nullopt);
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "media/audio/codec.h"
+#include "media/audio/segmented_encoder.h"
 #include "tests/support/packets.h"
 
 namespace {
@@ -93,6 +94,72 @@ TEST(SegmentedEncoder, LeavesNoSeam) {
             for (std::size_t packet = join - 4; packet < join + 32; ++packet)
                 EXPECT_LE(error[packet], 2 * worst) << packet << (timecode ? ", timecode" : "");
         }
+    }
+}
+
+/// Packets that tell their block's number, which the sound holds, and their number of the encoder's own.
+/// Until `late` packets behind its warm-up an encoder chooses another window than an older one does.
+class WindowEncoder final : public media::audio::Encoder {
+  public:
+    explicit WindowEncoder(std::size_t late) : late_(late) { format_.framesPerPacket = packetFrames; }
+    void encode(std::span<const std::byte> pcm, const media::audio::PacketSink& sink) override {
+        constexpr std::size_t blockBytes = 2 * packetFrames, warmUp = 8;
+        for (block_.insert(block_.end(), pcm.begin(), pcm.end()); block_.size() >= blockBytes; ++age_) {
+            const auto window =
+                age_ < warmUp + late_ ? std::byte{0x40} : std::byte{0}; // ISO/IEC 14496-3, 4.4.2
+            const auto age = static_cast<std::uint32_t>(age_);
+            sink(std::vector{std::byte{0}, std::byte{0}, window, block_[0], block_[1],
+                             static_cast<std::byte>(age >> 8), static_cast<std::byte>(age)},
+                 packetFrames);
+            block_.erase(block_.begin(), block_.begin() + blockBytes);
+        }
+    }
+    void finish(const media::audio::PacketSink&) override {}
+    [[nodiscard]] const media::audio::EncodedFormat& format() const override { return format_; }
+
+  private:
+    std::size_t late_, age_ = 0;
+    media::audio::EncodedFormat format_;
+    std::vector<std::byte> block_;
+};
+
+TEST(SegmentedEncoder, GoesOnWithTheNextEncoderAsSoonAsTheirWindowsAgree) {
+    constexpr std::size_t segment = 512, blocks = 3 * segment + 100;
+    std::vector<std::byte> pcm(blocks * packetFrames * 2);
+    for (std::size_t block = 0; block < blocks; ++block) {
+        pcm[block * packetFrames * 2] = static_cast<std::byte>(block >> 8);
+        pcm[block * packetFrames * 2 + 1] = static_cast<std::byte>(block);
+    }
+    for (const std::size_t late : {0U, 1U, 5U, 23U, 24U, 400U}) {
+        const auto made = [&](unsigned threads) {
+            const auto encoder = media::audio::makeSegmentedEncoder(
+                [&] { return std::make_unique<WindowEncoder>(late); }, 16, 1, threads);
+            std::vector<std::vector<std::byte>> packets;
+            const media::audio::PacketSink sink = [&](std::span<const std::byte> packet, std::uint32_t) {
+                packets.emplace_back(packet.begin(), packet.end());
+            };
+            encoder->encode(pcm, sink);
+            encoder->finish(sink);
+            return packets;
+        };
+        const auto packets = made(1);
+        ASSERT_EQ(packets.size(), blocks);
+        EXPECT_EQ(made(2), packets) << late;
+        EXPECT_EQ(made(4), packets) << late;
+        std::vector<std::size_t> joins;
+        const auto number = [&](std::size_t i, std::size_t at) {
+            return std::to_integer<std::size_t>(packets[i][at]) << 8 |
+                   std::to_integer<std::size_t>(packets[i][at + 1]);
+        };
+        for (std::size_t i = 0; i < blocks; ++i) {
+            EXPECT_EQ(number(i, 3), i) << late;
+            if (i > 0 && number(i, 5) != number(i - 1, 5) + 1)
+                joins.push_back(i);
+        }
+        using Joins = std::vector<std::size_t>;
+        EXPECT_EQ(joins,
+                  late < 24 ? (Joins{segment + late, 2 * segment + late, 3 * segment + late}) : Joins{})
+            << late;
     }
 }
 

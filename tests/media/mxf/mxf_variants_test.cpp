@@ -277,18 +277,21 @@ TEST(MXFCutOff, ClipWrappedSoundEndsWithTheFile) {
 }
 
 TEST(MXFDamagedFiles, AMissingElementLeavesTheRestInStep) {
-    auto expected = original().sound[1];
-    std::fill_n(expected.begin() + 160'160 * 4, 1602 * 4, std::byte{0});
-    for (const auto& edit : {withoutIndex, withoutPlaces, +[](MXFFile&) {}}) {
-        MXFFile file(original().path);
-        std::size_t sounds = 0;
-        for (MXFTriplet& triplet : file.triplets)
-            if (triplet.isEssence() && triplet.key[12] == 0x16 && ++sounds == 3 * 100 + 2)
-                triplet.key = test::darkTriplet(0).key;
-        edit(file);
-        const media::Asset asset = media::openAsset(sourceOf(file.bytes()));
-        EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[1]) == expected);
-        EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[2]) == original().sound[2]);
+    for (const std::ptrdiff_t missing : {0, 1, 300, 301, 302}) { // of all sound elements, three a package
+        auto expected = original().sound;
+        std::fill_n(expected[static_cast<std::size_t>(missing % 3)].begin() + missing / 3 * 8008 / 5 * 4,
+                    1602 * 4, std::byte{0});
+        for (const auto& edit : {withoutIndex, withoutPlaces, +[](MXFFile&) {}}) {
+            MXFFile file(original().path);
+            for (std::ptrdiff_t sounds = 0; MXFTriplet & triplet : file.triplets)
+                if (triplet.isEssence() && triplet.key[12] == 0x16 && sounds++ == missing)
+                    triplet.key = test::darkTriplet(0).key;
+            edit(file);
+            const media::Asset asset = media::openAsset(sourceOf(file.bytes()));
+            for (std::size_t i = 0; i < 3; ++i)
+                EXPECT_TRUE(test::soundOf(asset, asset.tracks(MediaType::audio)[i]) == expected[i])
+                    << "track " << i << " without element " << missing;
+        }
     }
 }
 

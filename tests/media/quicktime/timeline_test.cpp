@@ -243,9 +243,20 @@ TEST(Metadata, TextOfEveryEncodingIsRead) {
             });
         });
         test::quickTimeMetadata(w, "key", "\xD8\x3D\xDE\x00\xD8\x3D\0A\xDE\x00\0B\xD8\x3D"sv, 2);
+        for (const auto& [type, value] : {std::pair(21U, "\xFF\xFE"sv),
+                                          {22U, "\xFF\xFE"sv},
+                                          {65U, "\x80"sv},
+                                          {77U, "\xFF\0\0\0"sv},
+                                          {78U, "123456789"sv},
+                                          {23U, "\0\0\0\0"sv}})
+            test::quickTimeMetadata(w, "number", value, type);
     };
     const auto items = openContainer(media::io::memorySource(build(movie)))->metadata();
-    ASSERT_EQ(items.size(), 2U);
+    ASSERT_EQ(items.size(), 8U);
+    std::vector<std::string> numbers;
+    for (std::size_t i = 2; i < items.size(); ++i)
+        numbers.push_back(items[i].stringValue.value_or("none"));
+    EXPECT_EQ(numbers, (std::vector<std::string>{"-2", "65534", "-128", "4278190080", "none", "none"}));
     EXPECT_EQ(items[0].stringValue, "Café Äˇ • ");
     const std::string text = items[1].stringValue.value_or("");
     // Half of a surrogate pair swallows nothing.
