@@ -265,8 +265,9 @@ class Reader final : public TrackReader {
 
     /// How many of run_'s samples may follow each other without leaving their stated times.
     [[nodiscard]] std::uint64_t countedTogether(const AudioStreamDescription& pcm) const {
+        const std::uint64_t frames = run_.size / pcm.bytesPerFrame;
         const double drift =
-            std::abs(static_cast<double>(run_.size / pcm.bytesPerFrame) / pcm.sampleRate -
+            std::abs(static_cast<double>(frames) / pcm.sampleRate -
                      static_cast<double>(run_.duration) / static_cast<double>(track_.timescale));
         const double samples = jitterSeconds / drift;
         return run_.inFragment && !track_.packetsAreTimeless && samples < static_cast<double>(run_.count)
