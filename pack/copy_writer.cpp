@@ -252,6 +252,7 @@ PackResult write(const media::Asset& asset, const CopyJob& job, const CopyHooks&
         for (const media::Track& track : audioTracks)
             copy.addSound(track, job.audio, threadsPerTrack(audioTracks.size()));
         copy.run();
+        asset.checkUnchanged();
         result.timecode = copy.timecode();
         result.audible = copy.audible();
         keptLossless = copy.keptLossless();

@@ -97,12 +97,11 @@ ReadOnlyFile ReadOnlyFile::open(const std::filesystem::path& path) {
         throw std::system_error(error, std::generic_category(), "open");
     }
     (void)::posix_fadvise(descriptor, 0, 0, POSIX_FADV_RANDOM);
-    return {descriptor, static_cast<std::uint64_t>(status.st_size), status.st_mtime};
+    return {descriptor, static_cast<std::uint64_t>(status.st_size), status.st_mtim};
 }
 
 ReadOnlyFile::ReadOnlyFile(ReadOnlyFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), size_(other.size_),
-      modificationTime_(other.modificationTime_) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)), size_(other.size_), modified_(other.modified_) {}
 
 ReadOnlyFile::~ReadOnlyFile() {
     if (descriptor_ >= 0)
@@ -111,6 +110,12 @@ ReadOnlyFile::~ReadOnlyFile() {
 
 std::size_t ReadOnlyFile::readAt(std::uint64_t offset, std::span<std::byte> out) const {
     return readFully(descriptor_, offset, out);
+}
+
+bool ReadOnlyFile::isRewritten() const noexcept {
+    struct stat status {};
+    return ::fstat(descriptor_, &status) == 0 && static_cast<std::uint64_t>(status.st_size) <= size_ &&
+           (status.st_mtim.tv_sec != modified_.tv_sec || status.st_mtim.tv_nsec != modified_.tv_nsec);
 }
 
 void ReadOnlyFile::willRead(std::uint64_t offset, std::uint64_t length) const noexcept {

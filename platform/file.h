@@ -28,18 +28,20 @@ class ReadOnlyFile {
 
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
     /// Seconds since 1970.
-    [[nodiscard]] std::time_t modificationTime() const noexcept { return modificationTime_; }
+    [[nodiscard]] std::time_t modificationTime() const noexcept { return modified_.tv_sec; }
+    /// Whether somebody has written to it since it was opened, beyond making it longer.
+    [[nodiscard]] bool isRewritten() const noexcept;
     /// Bytes read: fewer than asked for only at the end of the file.
     std::size_t readAt(std::uint64_t offset, std::span<std::byte> out) const;
     /// Lets the disk begin with these bytes, which will be read soon; waits for nothing.
     void willRead(std::uint64_t offset, std::uint64_t length) const noexcept;
 
   private:
-    ReadOnlyFile(int descriptor, std::uint64_t size, std::time_t modificationTime)
-        : descriptor_(descriptor), size_(size), modificationTime_(modificationTime) {}
+    ReadOnlyFile(int descriptor, std::uint64_t size, std::timespec modified)
+        : descriptor_(descriptor), size_(size), modified_(modified) {}
     int descriptor_;
     std::uint64_t size_;
-    std::time_t modificationTime_;
+    std::timespec modified_;
 };
 
 /// A file open for writing, close-on-exec.

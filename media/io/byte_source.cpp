@@ -22,6 +22,7 @@ class FileSource final : public ByteSource {
     }
 
   protected:
+    [[nodiscard]] bool isRewritten() const noexcept override { return file_.isRewritten(); }
     void read(std::uint64_t offset, std::span<std::byte> out) const override {
         if (file_.readAt(offset, out) < out.size())
             endsEarly();
@@ -77,6 +78,15 @@ void ByteSource::readAt(std::uint64_t offset, std::span<std::byte> out) const {
         throwIO(error);
     }
     bytesRead_.fetch_add(out.size(), std::memory_order_relaxed);
+}
+
+void ByteSource::checkUnchanged() const {
+    if (isRewritten())
+        wasChanged();
+}
+
+void wasChanged() {
+    throw Error(Error::Category::corrupt, "The file was changed while it was read.");
 }
 
 std::optional<std::vector<std::byte>> ByteSource::companion(std::string_view ending,

@@ -36,6 +36,10 @@ class ByteSource {
     [[nodiscard]] std::optional<std::vector<std::byte>> companion(std::string_view ending,
                                                                   std::size_t largest) const;
 
+    /// Throws Error (corrupt) when somebody has written to the source since it was opened: nobody knows which
+    /// bytes were read then. A recording that goes on, and grows alone, is none of that.
+    void checkUnchanged() const;
+
     /// Lets the disk begin with these bytes, which will be read soon.
     virtual void willRead(std::uint64_t offset, std::uint64_t length) const noexcept {
         static_cast<void>(offset);
@@ -48,6 +52,7 @@ class ByteSource {
     }
 
   protected:
+    [[nodiscard]] virtual bool isRewritten() const noexcept { return false; }
     virtual void read(std::uint64_t offset, std::span<std::byte> out) const = 0;
     /// `companion`, of which bytes in memory have none.
     [[nodiscard]] virtual std::optional<std::vector<std::byte>> readCompanion(std::string_view ending,
@@ -64,6 +69,9 @@ class ByteSource {
 /// A file, opened read-only and close-on-exec and advised for random access. Throws Error (io) when it can't
 /// be opened or is not a regular file.
 [[nodiscard]] std::shared_ptr<const ByteSource> openFile(const std::filesystem::path& path);
+
+/// Throws Error (corrupt).
+[[noreturn]] void wasChanged();
 
 /// Bytes in memory, for fuzzing, for tests and for compressed movie headers.
 [[nodiscard]] std::shared_ptr<const ByteSource> memorySource(std::vector<std::byte> bytes);

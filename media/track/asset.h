@@ -22,6 +22,8 @@ class Asset {
     [[nodiscard]] const std::vector<MetadataItem>& metadata() const { return container_->metadata(); }
     [[nodiscard]] std::string timecodeRefusal() const { return container_->timecodeRefusal(); }
     [[nodiscard]] std::optional<Container::Date> creationDate() const { return container_->creationDate(); }
+    /// As the source's.
+    void checkUnchanged() const { source_->checkUnchanged(); }
     /// Bytes read from the clip so far, by every reader of this asset.
     [[nodiscard]] std::uint64_t bytesRead() const { return source_->bytesRead(); }
 

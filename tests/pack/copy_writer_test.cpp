@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // One clip's copy, on real clips: what the result says, what is read, and what is left after a failure.
 #include <chrono>
+#include <fstream>
 #include <mutex>
 
 #include <gmock/gmock.h>
@@ -73,6 +74,19 @@ TEST(CopyWriter, StopsAtOnceAndRemovesThePartialCopy) {
         EXPECT_EQ(error.kind(), PackError::Case::cancelled);
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST(CopyWriter, RefusesAClipThatIsWrittenToMeanwhile) {
+    // As a copy to this disk is that was given its whole size first. One that only grows is recorded still.
+    const test::TemporaryFolder folder;
+    const auto source = folder / "clip.mov";
+    std::filesystem::copy_file(test::clip({}), source);
+    const auto packWhile = [&](std::ios::openmode mode) {
+        const auto write = [&](double) { std::ofstream(source, mode | std::ios::in) << "    "; };
+        return Pack::write({packClip(source), folder / "copy.mov"}, {.progress = write});
+    };
+    EXPECT_NO_THROW((void)packWhile(std::ios::app));
+    EXPECT_THROW((void)packWhile(std::ios::out), media::Error);
 }
 
 TEST(CopyWriter, ReadsTheSoundOnceAndThePictureNever) {

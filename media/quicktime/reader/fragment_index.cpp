@@ -179,7 +179,7 @@ std::optional<SampleRun> FragmentWalker::next() {
         Window window(*file_, place.box, file_->size(), 16);
         const auto traf = BoxWalk(window, place.box, file_->size()).next();
         if (!traf || traf->type != fourCC("traf"))
-            throw Error(Error::Category::corrupt, "The file was changed while it was read.");
+            io::wasChanged();
         samples_.reset();
         rows_.emplace(*file_, traf->headerBegin, traf->end, rowWindow);
         TrackFragment fragment = readTrackFragment(*rows_, *traf);
