@@ -27,7 +27,9 @@ double shownSamples(const Track& track) {
     const AudioStreamDescription& format = *track.formatDescriptions.front().audio;
     double rate = format.sampleRate;
     double channels = format.channelsPerFrame;
-    if (!format.isLinearPCM()) { // the packets may know better than the header
+    // Without a decoder's configuration the packets alone tell. What else decodes to more than is stated, its
+    // output holds against the file.
+    if (!format.isLinearPCM() && track.formatDescriptions.front().decoderConfiguration.empty()) {
         rate = std::max(rate, 48'000.0);
         channels = std::max(channels, 2.0);
     }

@@ -99,6 +99,14 @@ TEST(CopySound, LastsExactlyAtRatesThatAreNoWholeNumber) {
     }
 }
 
+TEST(CopySound, HoursOfSilenceAreNoDamage) {
+    const test::TemporaryFolder folder;
+    test::Movie movie = movieOf(test::soundEntry("twos", 1, 16, 8'000), 2, 8'000, 8'000, 1);
+    movie.data.resize(std::size_t{1} << 20);
+    movie.tracks[1].edits = {{10 * 3600 * std::int64_t{movie.timescale}, -1}, {movie.timescale, 0}};
+    EXPECT_NO_THROW((void)pack(folder, movie));
+}
+
 TEST(CopySound, IsAsLongAsTheEditsThatItWasMadeFrom) {
     const auto assetOf = [](std::initializer_list<std::uint32_t> lengths) {
         test::Movie movie;
