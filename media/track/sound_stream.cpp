@@ -26,6 +26,12 @@ std::unique_ptr<audio::Decoder> decoderOf(const FormatDescription& format, int b
     return audio::makeDecoder(*format.audio, format.decoderConfiguration, bits);
 }
 
+bool isSameCoding(const FormatDescription& a, const FormatDescription& b) {
+    return a.audio->formatID == b.audio->formatID && a.audio->sampleRate == b.audio->sampleRate &&
+           a.audio->channelsPerFrame == b.audio->channelsPerFrame &&
+           a.decoderConfiguration == b.decoderConfiguration;
+}
+
 /// Linear PCM: every frame is found by arithmetic, conversion happens on the way out.
 class PCMStream final : public SoundStream {
   public:
@@ -240,9 +246,14 @@ class PacketStream final : public SoundStream {
         if (!cursor_.fetch())
             return false;
         if (cursor_.formatIndex() != formatIndex_) {
-            decoder_->finish(pending_);
-            decoder_ = decoderOf(formatOf(track_, cursor_.formatIndex()), bits_);
+            const FormatDescription& before = formatOf(track_, formatIndex_);
+            const FormatDescription& next = formatOf(track_, cursor_.formatIndex());
             formatIndex_ = cursor_.formatIndex();
+            // A new decoder would lack the packet before, which AAC's first one needs.
+            if (!isSameCoding(before, next)) {
+                decoder_->finish(pending_);
+                decoder_ = decoderOf(next, bits_);
+            }
         }
         return true;
     }

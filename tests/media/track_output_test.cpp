@@ -6,6 +6,8 @@
 
 #include "media/track/track_output.h"
 #include "tests/support/fake_container.h"
+#include "tests/support/movie_lanes.h"
+#include "tests/support/packets.h"
 
 namespace {
 
@@ -146,6 +148,37 @@ TEST(SoundOutput, FormatsMayChangeInTheMiddleWhereTheCopyStaysOne) {
     EXPECT_EQ(said(
                   16, [](auto&) {}, 2),
               "The sound has no description of its format.");
+}
+
+TEST(SoundOutput, ASecondDescriptionOfTheSameCodingIsNotHeard) {
+    media::audio::EncoderSettings settings;
+    settings.sampleRate = 48'000;
+    settings.channels = 1;
+    settings.inputBits = 16;
+    settings.bitRatePerChannel = 64'000;
+    const test::EncodedTrack encoded = test::encode(settings, test::noise(60'000, 1));
+    const auto sound = [&](std::size_t second) {
+        Track track;
+        track.mediaType = media::MediaType::audio;
+        track.timescale = 48'000;
+        track.formatDescriptions.assign(2, test::formatOf(encoded));
+        track.edits = {{{0, 1}, {25'000, 48'000}, 2'000}};
+        std::vector<StoredSamples> runs(encoded.packets.size());
+        for (std::size_t i = 0; i < runs.size(); ++i) {
+            runs[i].mediaTime = static_cast<std::int64_t>(i) * 1024;
+            runs[i].data = encoded.packets[i];
+            runs[i].samples = {{static_cast<std::uint32_t>(runs[i].data.size()), 1024}};
+            runs[i].formatIndex = i < 9 ? 0 : second;
+        }
+        const media::Asset asset(media::io::memorySource({}), std::make_shared<FakeContainer>(track, runs));
+        media::TrackOutput output(asset, asset.tracks(media::MediaType::audio).front(), 16);
+        std::vector<std::byte> pcm;
+        for (media::SampleBuffer buffer; output.copyNextSampleBuffer(buffer);)
+            pcm.insert(pcm.end(), buffer.data.begin(), buffer.data.end());
+        return pcm;
+    };
+    EXPECT_EQ(sound(0).size(), 50'000U);
+    EXPECT_TRUE(sound(1) == sound(0));
 }
 
 TEST(TimecodeOutput, CountsFromTheSampleToTimeZero) {
