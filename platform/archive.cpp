@@ -101,7 +101,8 @@ class Archive::Writer {
             throw std::system_error(listing.error, "list");
         std::vector<fs::path> names;
         for (const FolderEntry& entry : listing.entries)
-            names.push_back(name / entry.name);
+            if (!isHiddenName(entry.name)) // what marks a folder of ours
+                names.push_back(name / entry.name);
         std::ranges::sort(names);
         for (const fs::path& entry : names) {
             if (fs::is_directory(fs::symlink_status(folder / entry)))

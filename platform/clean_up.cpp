@@ -176,6 +176,10 @@ TemporaryFolder::TemporaryFolder(fs::path path) : path_(std::move(path)) {
                 journal_->noteIdentity(path_);
                 (void)::rmdir(hidden.c_str());
             }
+            // Known by that where its number changes. Without one it has its number.
+            const int mark = ::open((path_ / name).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+            if (mark >= 0)
+                ::close(mark);
         } catch (...) {
             (void)::rmdir(hidden.c_str());
             throw;

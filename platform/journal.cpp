@@ -30,11 +30,6 @@ constexpr std::string_view suffix = ".journal";
 constexpr std::string_view digits = "0123456789abcdefghijklmnopqrstuv";
 constexpr std::size_t digitCount = 12;
 
-bool isHiddenName(std::string_view name) {
-    return name.size() == prefix.size() + digitCount && name.starts_with(prefix) &&
-           name.find_first_not_of(digits, prefix.size()) == name.npos;
-}
-
 bool isJournalName(std::string_view name) {
     return name.ends_with(suffix) && isHiddenName(name.substr(0, name.size() - suffix.size()));
 }
@@ -80,7 +75,7 @@ struct Host {
 };
 
 /// What tells a folder from a later one of the same name, as text: its number in the file system and, where
-/// that is kept, its time of birth.
+/// that is kept, its time of birth. FAT and exFAT give out new numbers whenever they are mounted.
 std::string identity(int folder, const char* name) {
     struct statx status {};
     if (::statx(folder, name, AT_SYMLINK_NOFOLLOW, STATX_INO | STATX_BTIME, &status) != 0)
@@ -198,6 +193,18 @@ bool parse(const std::vector<std::string>& texts, Notes& notes) {
     return !texts.empty() && texts.front() == magic && host.isSameMachine(Host::own());
 }
 
+/// Whether it is the noted folder, by what it is or by the file in it that nobody else's has.
+bool isNoted(int parent, const NotedFolder& noted) {
+    if (!noted.identity.empty() && identity(parent, noted.name.c_str()) == noted.identity)
+        return true;
+    const Descriptor folder(
+        ::openat(parent, noted.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status {};
+    return folder && isHiddenName(noted.hiddenName) &&
+           ::fstatat(folder.get(), noted.hiddenName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISREG(status.st_mode);
+}
+
 /// Whether nothing of it is left that the next one should try to remove again.
 bool removeNoted(int folder, const Notes& notes) {
     bool isDone = true;
@@ -208,8 +215,7 @@ bool removeNoted(int folder, const Notes& notes) {
         Remover remover(noted);
         if (isHiddenName(noted.hiddenName))
             remover.remove(folder, noted.hiddenName);
-        if (isPlainName(noted.name) && !noted.identity.empty() &&
-            identity(folder, noted.name.c_str()) == noted.identity)
+        if (isPlainName(noted.name) && isNoted(folder, noted))
             remover.remove(folder, noted.name);
         isDone = isDone && remover.isDone();
     }
@@ -233,6 +239,11 @@ void removeLeftoversOf(int folder, const std::string& name) {
 }
 
 } // namespace
+
+bool isHiddenName(std::string_view name) {
+    return name.size() == prefix.size() + digitCount && name.starts_with(prefix) &&
+           name.find_first_not_of(digits, prefix.size()) == name.npos;
+}
 
 std::string hiddenName() {
     std::random_device random;

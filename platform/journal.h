@@ -11,6 +11,7 @@ namespace platform {
 
 /// A hidden name that nothing else has: ".ferrowick-" and twelve letters and digits.
 [[nodiscard]] std::string hiddenName();
+[[nodiscard]] bool isHiddenName(std::string_view name);
 
 /// A hidden file in a folder, locked (flock) as long as its process lives, that names what the process makes
 /// in that folder, each thing before it is made. It helps those who come after a crash and nobody else, so
@@ -27,7 +28,8 @@ class Journal {
     void noteFile(std::string_view name) noexcept { note("file", name); }
     /// A folder with a hidden name; what follows is about it.
     void noteFolder(std::string_view name) noexcept { note("folder", name); }
-    /// It has been made: the one at `path` now, whatever it is called later.
+    /// It has been made: the one at `path` now, whatever it is called later. One that holds a file of its own
+    /// hidden name is known by that, too.
     void noteIdentity(const std::filesystem::path& path) noexcept;
     /// The name that it gets.
     void noteName(std::string_view name) noexcept { note("name", name); }

@@ -100,6 +100,17 @@ class Leftovers : public EndingSignals {
         EXPECT_EQ(WTERMSIG(statusAfter(SIGKILL, work, meanwhile)), SIGKILL);
     }
 
+    void changeJournal(const std::vector<const char*>& kinds) const {
+        for (const auto& entry : fs::directory_iterator(folder_.path())) {
+            if (entry.path().extension() != ".journal")
+                continue;
+            std::string texts = test::contents(entry.path());
+            for (const char* kind : kinds)
+                texts.insert(texts.find(kind) + std::strlen(kind), "another ");
+            std::ofstream(entry.path(), std::ios::binary) << texts;
+        }
+    }
+
     std::size_t count() const {
         return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder_.path()), {}));
     }
@@ -152,17 +163,16 @@ TEST_F(Leftovers, StayWhereAPersonHasToDoWithThem) {
 
 TEST_F(Leftovers, StayWhenNobodyCanTellWhetherTheirProcessLives) {
     leave();
-    for (const auto& entry : fs::directory_iterator(folder_.path())) {
-        if (entry.path().extension() != ".journal")
-            continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        std::string texts{std::istreambuf_iterator<char>(in), {}};
-        for (const char* kind : {"boot ", "machine "})
-            texts.insert(texts.find(kind) + std::strlen(kind), "another ");
-        std::ofstream(entry.path(), std::ios::binary) << texts;
-    }
+    changeJournal({"boot ", "machine "});
     platform::removeLeftovers(folder_.path());
     EXPECT_EQ(count(), 3U);
+}
+
+TEST_F(Leftovers, GoWhereTheDiskNumbersItsFoldersAnew) {
+    leave();
+    changeJournal({"identity "});
+    platform::removeLeftovers(folder_.path());
+    EXPECT_TRUE(fs::is_empty(folder_.path()));
 }
 
 TEST_F(EndingSignals, RemoveEverythingAlsoWhileTheProgramHangs) {
