@@ -228,18 +228,6 @@ TEST(SoundInTime, FragmentsBeginWhereTheySay) {
     }
 }
 
-TEST(SoundInTime, FragmentsStateRoundedTimes) {
-    for (const char* codec : {"sowt", "alaw", "alac", "mp4a"}) {
-        TimedMovie movie = test::regularMovie(codec, 48'000, 2, 600, 40, true);
-        std::vector<std::int64_t> roundedUp;
-        for (TimedPacket& packet : movie.packets) {
-            roundedUp.push_back((packet.frames + 79) / 80);
-            packet.opensFragment = true;
-        }
-        expectInTime(withDurations(movie, roundedUp), codec);
-    }
-}
-
 TEST(SoundInTime, EditsGoBackAndRepeat) {
     for (const char* codec : {"sowt", "alaw", "alac", "mp4a"}) {
         TimedMovie movie = test::regularMovie(codec, 8'000, 2, 8'000, 40);

@@ -136,27 +136,6 @@ TEST(MovieLayout, IsReadInAllItsForms) {
     }
 }
 
-TEST(MovieLayout, CompactSizesCountTheirBits) {
-    for (const int bits : {4, 8, 16, 32}) {
-        test::Movie movie = test::rampMovie();
-        test::MovieTrack& track = movie.tracks[0];
-        track.entries = {test::soundEntry("mp4a", 2, 16, 48'000)};
-        track.sizeBits = bits;
-        track.constantSize = 0;
-        track.sizes = {3, 15, 1, 0, 9};
-        track.durations = {{5, 1024}};
-        track.chunks = {{1, 5, 1}};
-        const auto container = openContainer(memorySource(build(movie)));
-        StoredSamples run;
-        ASSERT_TRUE(container->reader(0)->next(run));
-        ASSERT_EQ(run.samples.size(), 3U) << bits; // an empty sample is no packet, but its time passes
-        EXPECT_EQ(run.samples[0].size, 3U);
-        EXPECT_EQ(run.samples[1].size, 15U);
-        EXPECT_EQ(run.samples[2].size, 1U);
-        EXPECT_EQ(container->duration(), (Time{5 * 1024, 48'000}));
-    }
-}
-
 TEST(MovieLayout, DamageIsAPlainError) {
     using enum Error::Category;
     const Bytes whole = build(test::rampMovie());

@@ -254,11 +254,4 @@ TEST(TimecodeDescription, IsTheOneThatTheSamplesUse) {
     }
 }
 
-TEST(VideoDescription, SizeIsTheCodedOne) {
-    const FormatDescription format = described("vide", test::videoEntry(1920, 1080));
-    ASSERT_TRUE(format.video);
-    EXPECT_EQ(format.video->width, 1920);
-    EXPECT_EQ(format.video->height, 1080);
-}
-
 } // namespace

@@ -52,6 +52,8 @@ struct RandomMovie {
         track.entries = {test::soundEntry("mp4a", 2, 16, 48'000), test::soundEntry("mp4a", 1, 16, 48'000)};
         const bool constantSize = below(3) == 0;
         track.constantSize = constantSize ? 1 + below(9) : 0;
+        track.sizeBits = constantSize ? 32 : 4 << below(4);
+        const std::uint32_t largest = track.sizeBits == 4 ? 15 : track.sizeBits == 8 ? 255 : 300;
         std::int64_t time = 0;
         for (std::uint32_t chunk = 0, chunks = 1 + below(20); chunk < chunks; ++chunk) {
             if (below(3) == 0) // a hole between the chunks
@@ -64,7 +66,7 @@ struct RandomMovie {
                 track.chunks.push_back({chunk + 1, count, format + 1});
             for (std::uint32_t i = 0; i < count; ++i) {
                 Sample sample{time, 1 + below(2), format, {}};
-                sample.data.resize(constantSize ? track.constantSize : 1 + below(300));
+                sample.data.resize(constantSize ? track.constantSize : below(largest + 1));
                 for (std::byte& byte : sample.data)
                     byte = static_cast<std::byte>(random());
                 movie.data.insert(movie.data.end(), sample.data.begin(), sample.data.end());
@@ -74,10 +76,11 @@ struct RandomMovie {
                 if (track.durations.empty() || track.durations.back()[1] != sample.duration)
                     track.durations.push_back({0, sample.duration});
                 ++track.durations.back()[0];
-                samples.push_back(std::move(sample));
+                ++track.sampleCount;
+                if (!sample.data.empty()) // an empty one is no packet, but its time passes
+                    samples.push_back(std::move(sample));
             }
         }
-        track.sampleCount = static_cast<std::uint32_t>(samples.size());
         movie.tracks = {track};
     }
 };
