@@ -59,7 +59,7 @@ fs::path target(const fs::path& zip, std::span<const PackClip> clips) {
     const std::string name = text(zip.filename());
     if (!fs::status_known(status)) // no right to look, or links that lead in a circle
         refuse("as " + name, platform::reason(error));
-    const fs::path file = followed(zip);
+    fs::path file = followed(zip);
     const std::string place = "over " + name + (file == zip ? "" : ", a link to " + text(file));
     if (fs::is_directory(status) || !file.has_filename())
         refuse(place, "it is a folder");
