@@ -24,8 +24,10 @@ std::vector<PackClip> clips() {
     std::vector<PackClip> found;
     for (int number = 0; number < clipCount; ++number) {
         const std::string name = "A" + std::to_string(number);
-        const std::string path = "Card " + std::to_string(number / 100) + "/" +
-                                 ((number / 100) % 2 == 0 ? name : name + ".clip/" + name);
+        std::string path = "Card " + std::to_string(number / 100) + "/";
+        if ((number / 100) % 2 != 0)
+            path.append(name).append(".clip/");
+        path += name;
         found.push_back({"/media/" + path + ".mov", path, 1'000'000'000});
     }
     return found;

@@ -15,6 +15,7 @@ std::filesystem::path executable() {
     std::error_code error;
     std::filesystem::path file = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error)
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the system tells the name's address as a number
         file = std::filesystem::canonical(reinterpret_cast<const char*>(::getauxval(AT_EXECFN)), error);
     return file;
 }

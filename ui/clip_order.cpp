@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -56,8 +57,10 @@ void sortClips(std::vector<model::Node>& nodes, const ClipOrder& order) {
             std::ranges::reverse(nodes);
         return;
     }
-    const auto clips =
-        std::ranges::stable_partition(nodes, [](const model::Node& node) { return !node.row; });
+    // Not the ranges' own: clang 14 can't read them.
+    const std::span<model::Node> clips(
+        std::stable_partition(nodes.begin(), nodes.end(), [](const model::Node& node) { return !node.row; }),
+        nodes.end());
     std::vector<std::pair<Value, model::Node>> keyed;
     keyed.reserve(clips.size());
     for (model::Node& node : clips) {

@@ -119,7 +119,7 @@ QModelIndex ClipTableModel::problem(const QModelIndex& from, bool forward) const
     if (!forward)
         std::ranges::reverse(lines);
     if (from.isValid())
-        std::ranges::rotate(lines, std::next(std::ranges::find(lines, &item(from))));
+        std::rotate(lines.begin(), std::next(std::ranges::find(lines, &item(from))), lines.end());
     const auto found = std::ranges::find_if(
         lines, [](const Item* line) { return line->row != nullptr && line->problems > 0; });
     return found != lines.end() ? indexOf(**found) : QModelIndex();

@@ -145,7 +145,7 @@ TEST_F(PanelTest, TheExportHasAPlaceOfItsOwn) {
     fs::create_directory(folder / "dir.zip");
     for (const auto& [name, reason] : refused) {
         type(panel, name);
-        EXPECT_TRUE(eventually([&] { return problem() == reason; })) << reason << problem();
+        EXPECT_TRUE(eventually([&, &reason = reason] { return problem() == reason; })) << reason << problem();
     }
     EXPECT_TRUE(panel.isVisible());
 

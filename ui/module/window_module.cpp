@@ -38,27 +38,27 @@ std::string place() {
 class Opening {
   public:
     explicit Opening(Refuse* refuse) {
-        refuse_ = refuse;
+        refuseWith = refuse;
         qInstallMessageHandler(told);
     }
     ~Opening() {
         qInstallMessageHandler(nullptr);
-        for (const std::string& line : std::exchange(lines_, {}))
+        for (const std::string& line : std::exchange(said, {}))
             (void)std::fprintf(stderr, "%s\n", line.c_str());
     }
     /// What the toolkit has said so far is of no interest.
-    static void forget() { lines_.clear(); }
+    static void forget() { said.clear(); }
     Opening(const Opening&) = delete;
     Opening& operator=(const Opening&) = delete;
 
   private:
     static void told(QtMsgType type, const QMessageLogContext& context, const QString& message) {
         if (type == QtFatalMsg)
-            platform::endNow(refuse_(("Ferrowick's window can't be opened on " + place() + ".").c_str()));
-        lines_.push_back(qFormatLogMessage(type, context, message).toStdString());
+            platform::endNow(refuseWith(("Ferrowick's window can't be opened on " + place() + ".").c_str()));
+        said.push_back(qFormatLogMessage(type, context, message).toStdString());
     }
-    static inline Refuse* refuse_ = nullptr;
-    static inline std::vector<std::string> lines_;
+    static inline Refuse* refuseWith = nullptr;
+    static inline std::vector<std::string> said;
 };
 
 } // namespace
